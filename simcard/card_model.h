@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "scenario.h"
+#include "sdk/records.h"
+
+namespace kestrune::sim {
+
+/// The physics of one simulated card, without threads, clocks or COM: its two PTP followers, the masters that
+/// they hear and its genlock, advanced second by second. The same scenario, card and start give the same
+/// records. Not thread-safe: the owner serialises.
+class CardModel {
+ public:
+  /// What one second brought.
+  struct Second {
+    std::vector<TelemetryRecord> telemetry;  ///< one per SFP that has a module, SFP A first
+    bool genlockChanged = false;
+    bool st2059Changed = false;
+    bool sfpIpChanged[2] = {false, false};
+  };
+
+  /// `startEpochNanoseconds` is the network's UTC at scenario time 0. Runs the card's warm-up and applies the
+  /// events due at time 0.
+  CardModel(const Scenario& scenario, std::size_t card, std::int64_t startEpochNanoseconds);
+  ~CardModel();
+
+  /// Seconds of scenario time passed so far.
+  std::int64_t Now() const;
+
+  /// Lives through the next second, applying the timeline's events that fall into it (those at its end
+  /// included).
+  Second Advance();
+
+  // The state of now, as the card reports it.
+  GenlockStatus ReadGenlockStatus() const;
+  GenlockSettings ReadGenlockSettings() const;
+  St2059Status ReadSt2059Status() const;
+  St2059Settings ReadSt2059Settings() const;
+  St2059SfpStatus ReadSt2059SfpStatus(std::size_t sfp) const;
+  SfpIpStatus ReadSfpIpStatus(std::size_t sfp) const;
+
+ private:
+  class Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace kestrune::sim
