@@ -17,8 +17,8 @@ constexpr ResultCodeRow resultCodeRows[] = {
 };
 #undef RESULT_CODE
 
-static_assert(std::ranges::adjacent_find(resultCodeRows, std::ranges::greater_equal(), &ResultCodeRow::code) ==
-                  std::end(resultCodeRows),
+static_assert(std::ranges::adjacent_find(resultCodeRows, std::ranges::greater_equal(),
+                                         &ResultCodeRow::code) == std::end(resultCodeRows),
               "the rows ascend by code, without doubles");
 
 }  // namespace

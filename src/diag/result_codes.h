@@ -10,8 +10,8 @@ namespace kestrune {
 #include "diag/result_codes.def"
 #undef RESULT_CODE
 
-/// The text of a result code (the bit pattern of an HRESULT): its name, ": " and a sentence; "Unknown error" for
-/// a code without a row. The text lives for the whole process; never null.
+/// The text of a result code (the bit pattern of an HRESULT): its name, ": " and a sentence; "Unknown error"
+/// for a code without a row. The text lives for the whole process; never null.
 const wchar_t* GetResultText(std::uint32_t code);
 
 }  // namespace kestrune

@@ -5,8 +5,8 @@
 // table, the three of IUnknown being 0 to 2; the positions that the program never calls are only marked.
 //
 // Every operation but IZvSfpIp::GetSfpNumber returns an HRESULT. An interface that comes back in an out
-// parameter carries a reference that the caller releases; an interface passed in is lent, and the card services
-// take references of their own on what they keep. A record passed in or out belongs to the caller.
+// parameter carries a reference that the caller releases; an interface passed in is lent, and the card
+// services take references of their own on what they keep. A record passed in or out belongs to the caller.
 
 #include <cstdint>
 #include <type_traits>
@@ -34,8 +34,8 @@ struct SkippedPositions<Base, First, First> : Base {
   virtual HRESULT STDMETHODCALLTYPE Skipped(std::integral_constant<unsigned, First>) { return E_NOTIMPL; }
 };
 
-// Called by the card services, on threads of their own, at any time between registration and unregistration. A
-// record is valid for the length of the call.
+// Called by the card services, on threads of their own, at any time between registration and unregistration.
+// A record is valid for the length of the call.
 
 struct IZvGenlockNotificationCallback : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE OnGenlockStatusChanged(const GenlockStatus* status) = 0;
@@ -100,8 +100,8 @@ struct IZvGenlockConfiguration : IUnknown {
   virtual HRESULT STDMETHODCALLTYPE GetStatus(GenlockStatus* status) = 0;
 };
 
-// One card. Its private interface extends it: the same table, three operations longer. The positions 15 and 39
-// are called through the private interface only. The steps in between only place the named operations.
+// One card. Its private interface extends it: the same table, three operations longer. The positions 15 and
+// 39 are called through the private interface only. The steps in between only place the named operations.
 
 struct ZvCardConfigurationTo15 : SkippedPositions<IUnknown, 3, 14> {
   virtual HRESULT STDMETHODCALLTYPE GetGenlockConfiguration(IZvGenlockConfiguration** genlock) = 0;
@@ -109,7 +109,8 @@ struct ZvCardConfigurationTo15 : SkippedPositions<IUnknown, 3, 14> {
 
 struct ZvCardConfigurationTo36 : SkippedPositions<ZvCardConfigurationTo15, 16, 35> {
   /// `reserved` is 0.
-  virtual HRESULT STDMETHODCALLTYPE GetCardInformation(CardInformation* information, std::uint32_t reserved) = 0;
+  virtual HRESULT STDMETHODCALLTYPE GetCardInformation(CardInformation* information,
+                                                       std::uint32_t reserved) = 0;
 };
 
 struct ZvCardConfigurationTo39 : SkippedPositions<ZvCardConfigurationTo36, 37, 38> {

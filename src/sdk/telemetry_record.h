@@ -7,7 +7,8 @@ namespace kestrune {
 
 /// The card's figures for one timing quantity over the samples of one telemetry interval: pairs of a seconds
 /// part and a nanoseconds part, value = seconds × 1e9 + nanoseconds, in nanoseconds, both parts signed.
-/// Average = sum / N and standard deviation = sqrt(summed squared deviation / N), N the interval's sample count.
+/// Average = sum / N and standard deviation = sqrt(summed squared deviation / N), N the interval's sample
+/// count.
 struct QuantityFigures {
   std::int32_t sumSeconds;
   std::int32_t sumNanoseconds;
@@ -41,7 +42,8 @@ static_assert(offsetof(PerformanceMonitoring, meanPathDelay) == 104);
 static_assert(offsetof(PerformanceMonitoring, followerToMasterDelay) == 136);
 static_assert(offsetof(PerformanceMonitoring, delayReqToDelayRespDelay) == 168);
 
-/// The fields of one Announce message (IEEE 1588-2019, 13.5) and its sender's address. Octets are in wire order.
+/// The fields of one Announce message (IEEE 1588-2019, 13.5) and its sender's address. Octets are in wire
+/// order.
 struct PtpAnnounceInfo {
   std::uint8_t masterIPv4Address[4];
   std::uint8_t notRead4[4];
@@ -86,8 +88,8 @@ static_assert(offsetof(PtpAnnounceInfo, grandmasterIdentity) == 88);
 static_assert(offsetof(PtpAnnounceInfo, stepsRemoved) == 96);
 static_assert(offsetof(PtpAnnounceInfo, timeSource) == 100);
 
-/// What the card measured on one SFP in one telemetry interval. Little-endian; bytes named notRead are carried
-/// along and never looked at.
+/// What the card measured on one SFP in one telemetry interval. Little-endian; bytes named notRead are
+/// carried along and never looked at.
 struct TelemetryRecord {
   std::uint8_t sfp;  ///< 0 = SFP A, 1 = SFP B
   std::uint8_t notRead1[7];

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <memory>
+#include <set>
+
+#include "diag/result_codes.h"
+#include "platform/com.h"
+
+namespace kestrune {
+
+/// The result of one operation: an HRESULT that answers whether it failed, and traces failures when it is
+/// taken in. Not shared between threads.
+class ResultHolder {
+ public:
+  // Implicit: the card services' results turn into holders.
+  ResultHolder(HRESULT code = ZV_NOERROR) : code_(code) { TraceFailure(); }
+
+  /// Copies the tolerated codes too.
+  ResultHolder(const ResultHolder& other) : code_(other.code_), tolerated_(CopyTolerated(other)) {
+    TraceFailure();
+  }
+  ResultHolder& operator=(const ResultHolder& other) {
+    tolerated_ = CopyTolerated(other);
+    return *this = other.code_;
+  }
+
+  /// Keeps the tolerated codes.
+  ResultHolder& operator=(HRESULT code) {
+    code_ = code;
+    TraceFailure();
+    return *this;
+  }
+
+  /// Takes a code that is expected, such as the end of an enumeration, without tracing it.
+  void AssignQuietly(HRESULT code) { code_ = code; }
+
+  /// From now on this code is not traced.
+  void Tolerate(HRESULT code);
+
+  bool Failed() const { return code_ < 0; }
+  bool Succeeded() const { return !Failed(); }
+  HRESULT Code() const { return code_; }
+
+ private:
+  using Codes = std::set<HRESULT>;
+
+  static std::unique_ptr<Codes> CopyTolerated(const ResultHolder& other) {
+    return other.tolerated_ ? std::make_unique<Codes>(*other.tolerated_) : nullptr;
+  }
+  void TraceFailure() const {
+    if (Failed()) TraceUntolerated();
+  }
+  void TraceUntolerated() const;
+
+  HRESULT code_;
+  std::unique_ptr<Codes> tolerated_;  ///< null: none
+};
+
+}  // namespace kestrune
