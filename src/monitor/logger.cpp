@@ -1,0 +1,196 @@
+#include "monitor/logger.h"
+
+#include <algorithm>
+#include <iostream>
+#include <new>
+
+#include "diag/status.h"
+#include "monitor/period_test_results.h"
+#include "monitor/raw_data.h"
+#include "platform/clock.h"
+#include "platform/paths.h"
+#include "platform/process.h"
+
+namespace kestrune {
+namespace {
+
+constexpr char defaultPrefix[] = "ptpLog";
+
+/// Ends the process with a status line when setting up the run has failed.
+void EndOnFailure(const ResultHolder& result, const char* message) {
+  if (result.Succeeded()) return;
+  PrintStatus(message, result.Code());
+  EndProcess(-1);
+}
+
+}  // namespace
+
+Logger::Logger() : CZvUnknown(L"Logger") { NonDelegatingAddRef(); }
+
+Logger::~Logger() {
+  if (!card_.IsNull()) card_->UnregisterMonitorDataCallback(this);
+  if (!genlockNotification_.IsNull()) genlockNotification_->UnregisterCallback(genlockCallback_.Get());
+  if (!smpte2059_.IsNull()) smpte2059_->UnregisterCallback(st2059Callback_.Get());
+  // SFP B's callback stays registered, on purpose, until its interface is released below.
+  if (!sfpIps_[0].IsNull()) sfpIps_[0]->UnregisterCallback(sfpIpCallback_.Get());
+
+  WriteEvent(BuildStartEndDocument(EventLogType::EndOfMonitoring));
+  PrintTimed(": Ending ST2059 monitoring.");
+
+  periodTestResultsFile_.close();
+  {
+    const std::lock_guard lock(eventLogMutex_);
+    eventLogFile_.close();
+  }
+  {
+    const std::lock_guard lock(telemetryMutex_);
+    rawDataFile_.close();
+  }
+  sfpIpCallback_ = nullptr;
+  st2059Callback_ = nullptr;
+  genlockCallback_ = nullptr;
+  // The card's interfaces go while the mutexes still stand: a notification for SFP B may be under way.
+  for (auto sfp = st2059Sfps_.rbegin(); sfp != st2059Sfps_.rend(); ++sfp) *sfp = nullptr;
+  for (auto sfp = sfpIps_.rbegin(); sfp != sfpIps_.rend(); ++sfp) *sfp = nullptr;
+  smpte2059_ = nullptr;
+  genlockNotification_ = nullptr;
+  genlockConfiguration_ = nullptr;
+  card_ = nullptr;
+}
+
+void Logger::Init(const TZvSmartPtr<IZvCardConfiguration>& card, const std::string& prefix,
+                  const std::string& folder) {
+  EndOnFailure(card->QueryInterface(IID_IZvCardConfigurationPrivate, reinterpret_cast<void**>(&card_)),
+               "Could not initialize ST2059 monitoring");
+  EndOnFailure(OpenLogFiles(prefix, folder), "Could not configure log files. Log path may be invalid");
+  EndOnFailure(ConfigureGenlock(), "Could not configure the genlock interfaces or notifications");
+  EndOnFailure(ConfigureSt2059(), "Could not configure the ST2059 interfaces or notifications");
+  EndOnFailure(ConfigureSfpIp(), "Could not configure the SFP IP interfaces or notifications");
+  EndOnFailure(GetSt2059Sfps(), "Could not get ST2059 SFP interfaces");
+  WriteStartOfTestRun();
+  WriteInitialState();
+  WriteEvent(BuildStartEndDocument(EventLogType::StartOfMonitoring));
+  PrintTimed(": Starting ST2059 monitoring.");
+  EndOnFailure(card_->RegisterMonitorDataCallback(this), "Could not initialize ST2059 monitoring");
+}
+
+ResultHolder Logger::OpenLogFiles(const std::string& prefix, const std::string& folder) {
+  prefix_ = prefix.empty() ? defaultPrefix : prefix;
+  folder_ = WithSeparator(folder);
+  rawDataFileName_ = folder_ + prefix_ + "_raw_data";
+
+  rawDataFile_.open(NativePath(rawDataFileName_), std::ios::out | std::ios::app | std::ios::binary);
+  eventLogFile_.open(NativePath(folder_ + prefix_ + "_event_log.txt"), std::ios::out | std::ios::app);
+  periodTestResultsFile_.open(NativePath(folder_ + prefix_ + "_period_test_results.txt"),
+                              std::ios::out | std::ios::app);
+  const bool open = rawDataFile_.is_open() && eventLogFile_.is_open() && periodTestResultsFile_.is_open();
+  return open ? ZV_NOERROR : ZV_E_FAIL;
+}
+
+ResultHolder Logger::ConfigureGenlock() {
+  ResultHolder result = card_->GetGenlockConfiguration(&genlockConfiguration_);
+  if (result.Succeeded()) result = genlockConfiguration_->GetNotification(&genlockNotification_);
+  if (result.Failed()) return result;
+
+  genlockCallback_ = new (std::nothrow) GenlockStatusCallback(this);
+  if (genlockCallback_.IsNull()) return ZV_E_FAIL;
+  return genlockNotification_->RegisterCallback(*genlockCallback_);
+}
+
+ResultHolder Logger::ConfigureSt2059() {
+  const ResultHolder result = card_->GetSmpte2059(&smpte2059_);
+  if (result.Failed()) return result;
+
+  st2059Callback_ = new ST2059StatusCallback(this);
+  return smpte2059_->RegisterCallback(*st2059Callback_);
+}
+
+ResultHolder Logger::ConfigureSfpIp() {
+  ResultHolder result = FindSfpIps();
+  if (result.Failed()) return result;
+
+  sfpIpCallback_ = new SfpIpNotificationCallback(this);
+  for (std::size_t i = 0; i < sfpCount && result.Succeeded(); ++i) {
+    result = sfpIps_[i]->RegisterCallback(*sfpIpCallback_);
+  }
+  return result;
+}
+
+ResultHolder Logger::FindSfpIps() {
+  TZvSmartPtr<IZvSfpIpEnumerator> enumerator;
+  ResultHolder result = card_->CreateSfpIpEnumerator(&enumerator);
+  while (result.Succeeded() && (sfpIps_[0].IsNull() || sfpIps_[1].IsNull())) {
+    TZvSmartPtr<IZvSfpIp> sfpIp;
+    result = enumerator->Next(&sfpIp);
+    if (result.Failed()) break;
+    const std::uint32_t sfpNumber = sfpIp->GetSfpNumber();
+    if (sfpNumber == 1 || sfpNumber == 2) sfpIps_[sfpNumber - 1] = sfpIp;
+  }
+  return result;
+}
+
+ResultHolder Logger::GetSt2059Sfps() {
+  ResultHolder result;
+  for (std::size_t i = 0; i < sfpCount && result.Succeeded(); ++i) {
+    result = smpte2059_->GetSfp(*sfpIps_[i], &st2059Sfps_[i]);
+  }
+  st2059SfpsReady_ = result.Succeeded();
+  return result;
+}
+
+void Logger::WriteStartOfTestRun() {
+  periodTestResultsFile_ << LocalTimeText() << ": start of test run." << std::endl;
+  periodTestResultsFile_ << PeriodTestResultsHeader() << std::endl;
+}
+
+// Exempt from the thread sanitizer: the main thread reads and zeroes the accumulator without the telemetry
+// mutex, on purpose, so that it never waits for a card services' thread that is writing to disk, nor that
+// thread for it. A record that arrives at this very moment may be counted in either period, or be split
+// between them.
+#if defined(__GNUC__)
+__attribute__((no_sanitize("thread")))
+#endif
+PeriodResults
+Logger::TakePeriodResults(Period period, std::size_t sfp) {
+  PeriodAccumulator& accumulator = period == Period::FifteenMinutes ? fifteenMinutes_[sfp] : day_[sfp];
+  PeriodAccumulator taken = accumulator;
+  accumulator = {};
+  return ComputePeriodResults(taken);
+}
+
+void Logger::WritePeriodTestResults(const PeriodResults& results, std::uint32_t durationMinutes,
+                                    std::uint32_t sfp, std::int64_t epochSeconds) {
+  periodTestResultsFile_ << FormatPeriodTestLine(results, durationMinutes, sfp, epochSeconds) << std::flush;
+}
+
+HRESULT Logger::OnMonitorDataReady() {
+  MonitorDataBatch batch{};
+  card_->GetMonitorData(&batch);
+
+  const std::lock_guard lock(telemetryMutex_);
+  const std::int64_t epochTime = SystemClock().EpochSeconds();
+  const std::uint32_t count = std::min(batch.count, MonitorDataBatch::maximumCount);
+  for (std::uint32_t i = 0; i < count; ++i) {
+    StoreRecord(epochTime, batch.records[i]);
+    AddToPeriods(batch.records[i]);
+  }
+  return S_OK;
+}
+
+void Logger::StoreRecord(std::int64_t epochTime, const TelemetryRecord& record) {
+  rawDataFile_.write(reinterpret_cast<const char*>(&epochTime), sizeof epochTime);
+  rawDataFile_.write(reinterpret_cast<const char*>(&record), sizeof record);
+  rawDataFile_.flush();
+}
+
+void Logger::AddToPeriods(const TelemetryRecord& record) {
+  if (record.sfp >= sfpCount) {
+    PrintStatus("Request to analyze performance data has an invalid SFP index", ZV_E_INVALID_PARAMETER);
+    return;
+  }
+  const PerformanceSample sample = MakePerformanceSample(record.performanceMonitoring);
+  AccumulatePerformanceSample(sample, fifteenMinutes_[record.sfp]);
+  AccumulatePerformanceSample(sample, day_[record.sfp]);
+}
+
+}  // namespace kestrune
