@@ -1,0 +1,96 @@
+#include "app/dispatcher.h"
+
+#include <cstdint>
+#include <memory>
+#include <sstream>
+#include <string>
+
+#include "app/usage.h"
+#include "cmdline/command_line_parser.h"
+#include "diag/status.h"
+#include "monitor/logger.h"
+#include "monitor/ptp_monitor.h"
+
+namespace kestrune {
+namespace {
+
+constexpr char passPhrase[] = "Tovrak_N3qLxW8pZc5Hr2m";
+
+std::string OptionValue(const CZvCommandLineParser& parser, std::string_view key) {
+  return parser.HasOption(key) ? parser.GetValue(key) : std::string();
+}
+
+/// Reads option "d" into `hours`, which keeps its value without that option.
+ResultHolder ReadDuration(const CZvCommandLineParser& parser, std::uint32_t& hours) {
+  if (!parser.HasOption("d")) return ZV_NOERROR;
+  std::istringstream value(parser.GetValue("d"));
+  if (value >> hours) return ZV_NOERROR;
+  PrintStatus("Invalid duration request", ZV_E_INVALID_PARAMETER);
+  return ZV_E_INVALID_PARAMETER;
+}
+
+void Monitor(const CardEntry& entry, const CZvCommandLineParser& parser, std::uint32_t hours) {
+  const auto monitor = std::make_unique<PtpMonitor>(SystemClock());
+  monitor->SetLogger(std::make_unique<Logger>());
+  monitor->Run(entry.card, OptionValue(parser, "f"), OptionValue(parser, "p"), hours);
+}
+
+ResultHolder RunMode(const ApplicationContext& context, const CZvCommandLineParser& parser) {
+  std::uint32_t hours = 0;
+  CardSelection selection = SelectCard(context, parser);
+  if (selection.result.Succeeded()) selection.result = ReadDuration(parser, hours);
+  if (selection.result.Succeeded()) {
+    Monitor(context.cards[selection.index], parser, hours);
+  } else {
+    PrintUsage();
+  }
+  return selection.result;
+}
+
+void PrivilegedMode(const CZvCommandLineParser& parser) {
+  if (!parser.HasWord("decypher")) PrintPrivilegedUsage();
+}
+
+ResultHolder CreateSystemConfiguration(ApplicationContext& context) {
+  ResultHolder result = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  if (result.Failed()) {
+    PrintStatus("Could no initialize system", result.Code());
+    return result;
+  }
+  result =
+      CoCreateInstance(CLSID_ZvSystemConfiguration, nullptr, CLSCTX_INPROC_SERVER, IID_IZvSystemConfiguration,
+                       reinterpret_cast<void**>(&context.systemConfiguration));
+  if (result.Failed()) PrintStatus("Could not create IZvSystemConfiguration", result.Code());
+  return result;
+}
+
+}  // namespace
+
+ResultHolder Dispatch(ApplicationContext& context, int argc, const char* const* argv) {
+  const CZvCommandLineParser parser(argc, argv);
+  ResultHolder result = ZV_NOERROR;
+
+  if (parser.HasWord(passPhrase)) {
+    PrivilegedMode(parser);
+    return result;
+  }
+  if (parser.HasWord("help")) {
+    PrintUsage();
+    return result;
+  }
+
+  result = CreateSystemConfiguration(context);
+  if (result.Succeeded()) result = EnumerateCards(context);
+  if (result.Failed()) return result;
+
+  if (parser.HasWord("list")) {
+    PrintCardList(context);
+  } else if (parser.HasWord("run")) {
+    result = RunMode(context, parser);
+  } else {
+    PrintUsage();
+  }
+  return result;
+}
+
+}  // namespace kestrune
