@@ -1,0 +1,92 @@
+#include "monitor/period_statistics.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "monitor/period_test_results.h"
+
+namespace kestrune {
+namespace {
+
+QuantityFigures Figures(std::int64_t sum, std::int64_t minimum, std::int64_t maximum, std::int64_t ssd) {
+  const auto s = [](std::int64_t ns) { return static_cast<std::int32_t>(ns / 1'000'000'000); };
+  const auto ns = [](std::int64_t value) { return static_cast<std::int32_t>(value % 1'000'000'000); };
+  return {s(sum), ns(sum), s(minimum), ns(minimum), s(maximum), ns(maximum), s(ssd), ns(ssd)};
+}
+
+/// Six different quantities, so that a swapped one shows: quantity q's figures are those given plus q.
+PerformanceMonitoring Monitoring(std::int32_t syncs, std::int32_t delayResps, std::int64_t sum,
+                                 std::int64_t minimum, std::int64_t maximum, std::int64_t ssd) {
+  const auto figures = [&](std::int64_t q) { return Figures(sum + q, minimum + q, maximum + q, ssd + q); };
+  return {syncs, figures(0), figures(1), figures(2), delayResps, figures(3), figures(4), figures(5)};
+}
+
+PeriodResults ResultsOf(std::initializer_list<PerformanceMonitoring> records) {
+  PeriodAccumulator accumulator;
+  for (const auto& record : records) AccumulatePerformanceSample(MakePerformanceSample(record), accumulator);
+  return ComputePeriodResults(accumulator);
+}
+
+TEST(PeriodStatistics, PoolsTheRecordsOfAPeriod) {
+  const auto results =
+      ResultsOf({Monitoring(8, 4, 8000, 900, 1100, 800), Monitoring(2, 6, -500, -400, 70, 200)});
+  EXPECT_EQ(FormatPeriodResults(results),
+            "10,"
+            "0,-400,0,1100,0,750,0,10,"  // sum 7500, deviations 1000
+            "0,-399,0,1101,0,750,0,10,"
+            "0,-398,0,1102,0,750,0,10,"
+            "10,"
+            "0,-397,0,1103,0,750,0,10,"
+            "0,-396,0,1104,0,750,0,10,"
+            "0,-395,0,1105,0,751,0,10");
+}
+
+TEST(PeriodStatistics, GroupWithoutAPositiveCountAddsNothing) {
+  const auto noSync = Monitoring(0, 5, 5000, 1000, 1000, 0);
+  const auto negative = Monitoring(-3, 5, 5000, 1000, 1000, 0);
+  const auto results = ResultsOf({noSync, negative});
+  EXPECT_EQ(results.syncGroup, GroupResults{});
+  EXPECT_EQ(results.delayRespGroup.count, 10);
+  EXPECT_EQ(results.delayRespGroup.quantities[0].minimum.nanoseconds, 1003) << "not pinned to 0";
+  EXPECT_EQ(ResultsOf({}), PeriodResults{});
+  EXPECT_EQ(ResultsOf({Monitoring(1, 0, 7, 7, 7, 0)}).delayRespGroup, GroupResults{});
+}
+
+TEST(PeriodStatistics, ComputingBeginsTheNextPeriod) {
+  PeriodAccumulator accumulator;
+  AccumulatePerformanceSample(MakePerformanceSample(Monitoring(8, 8, 80, 1, 100, 9)), accumulator);
+  ComputePeriodResults(accumulator);
+  AccumulatePerformanceSample(MakePerformanceSample(Monitoring(8, 8, 400, 50, 60, 0)), accumulator);
+  EXPECT_EQ(ComputePeriodResults(accumulator), ResultsOf({Monitoring(8, 8, 400, 50, 60, 0)}));
+}
+
+TEST(PeriodStatistics, SplitsTowardZero) {
+  const std::pair<double, SecondsNanoseconds> rows[] = {{2.9, {0, 2}},
+                                                        {-2.9, {0, -2}},
+                                                        {-1.5e9, {-1, -500000000}},
+                                                        {-0.4e9, {0, -400000000}},
+                                                        {37e9 + 1, {37, 1}},
+                                                        {-37e9 - 999999999, {-37, -999999999}},
+                                                        {2147483647.0 * 1e9, {2147483647, 0}}};
+  for (const auto& [nanoseconds, split] : rows)
+    EXPECT_EQ(SplitNanoseconds(nanoseconds), split) << nanoseconds;
+  SplitNanoseconds(std::nan(""));  // some value, and no trap
+  SplitNanoseconds(1e300);
+}
+
+TEST(PeriodTestResults, LineHasAValueForEachColumn) {
+  const std::string header = PeriodTestResultsHeader();
+  const std::string columns = header.substr(header.rfind('\n') + 1);
+  const std::string line = FormatPeriodTestLine({}, 1440, 1, 1700000000);
+  EXPECT_EQ(std::ranges::count(columns, ','), 53);
+  EXPECT_EQ(std::ranges::count(line, ','), 53);
+  EXPECT_EQ(std::ranges::count(header, '\n'), 6);
+  EXPECT_EQ(line.substr(0, 11), "1700000000,");
+  EXPECT_EQ(line.substr(line.find(",1440,"), 10), ",1440,1,0,");
+  EXPECT_TRUE(line.ends_with(",0\n"));
+}
+
+}  // namespace
+}  // namespace kestrune

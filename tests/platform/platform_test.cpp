@@ -1,0 +1,39 @@
+#include <gtest/gtest.h>
+
+#include "platform/clock.h"
+#include "platform/com.h"
+#include "platform/paths.h"
+
+namespace kestrune {
+namespace {
+
+TEST(Paths, FoldersGetOneBackslash) {
+  EXPECT_EQ(WithSeparator(""), "");
+  EXPECT_EQ(WithSeparator("C:\\logs"), "C:\\logs\\");
+  EXPECT_EQ(WithSeparator("C:\\logs\\"), "C:\\logs\\");
+  EXPECT_EQ(WithSeparator("/logs/"), "/logs/\\") << "only the backslash counts";
+}
+
+TEST(Clock, LocalTimeReachesPast2038) {
+  EXPECT_EQ(LocalTimeText(2147483647 + 86400 * 365LL).substr(0, 5), "2039-");
+  EXPECT_EQ(LocalTimeText(0).size(), std::string("1970-01-01 00:00:00").size());
+  EXPECT_EQ(LocalTimeText(INT64_MAX), "");
+}
+
+TEST(Clock, SleepsUntilATick) {
+  Clock& clock = SystemClock();
+  const auto until = clock.NowTicks() + ticksPerSecond / 100;
+  while (clock.NowTicks() < until) clock.SleepUntil(until);
+  clock.SleepUntil(until - ticksPerSecond);  // the past: no sleep
+  EXPECT_NEAR(static_cast<double>(clock.NowTicks() / ticksPerSecond),
+              static_cast<double>(clock.EpochSeconds()), 1);
+}
+
+TEST(Com, ApartmentIsJoinedOnce) {
+  EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_OK);
+  EXPECT_EQ(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), S_FALSE);
+  EXPECT_EQ(CoInitializeEx(nullptr, COINIT_MULTITHREADED), RPC_E_CHANGED_MODE);
+}
+
+}  // namespace
+}  // namespace kestrune

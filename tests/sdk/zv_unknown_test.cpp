@@ -1,0 +1,194 @@
+#include "sdk/zv_unknown.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "sdk/callbacks.h"
+#include "sdk/zv_smart_ptr.h"
+
+namespace kestrune {
+namespace {
+
+struct Subscriber : GenlockStatusChangeNotificationSubscriber {
+  void OnGenlockStatusChange(const GenlockStatus& status) override { last = &status; }
+  const GenlockStatus* last = nullptr;
+};
+
+ULONG References(GenlockStatusCallback& callback) {
+  callback.AddRef();
+  return callback.Release();
+}
+
+TEST(ZvUnknown, LastReleaseDeletes) {
+  const auto before = CZvUnknown::LiveObjects();
+  auto* callback = new GenlockStatusCallback(nullptr);
+  EXPECT_EQ(CZvUnknown::LiveObjects(), before + 1);
+  EXPECT_EQ(callback->AddRef(), 1U);
+  EXPECT_EQ(callback->AddRef(), 2U);
+  EXPECT_EQ(callback->AddRef(), 3U);
+  EXPECT_EQ(callback->Release(), 2U);
+  EXPECT_EQ(callback->Release(), 1U);
+  EXPECT_EQ(callback->Release(), 0U);
+  EXPECT_EQ(CZvUnknown::LiveObjects(), before);
+}
+
+TEST(ZvUnknown, AnswersOnlyIUnknown) {
+  TZvSmartPtr<GenlockStatusCallback> callback;
+  callback = new GenlockStatusCallback(nullptr);
+  void* object = *callback;
+  EXPECT_EQ(callback->QueryInterface(IID_IZvSystemConfiguration, &object), E_NOINTERFACE);
+  EXPECT_EQ(object, nullptr);
+
+  ASSERT_EQ(callback->QueryInterface(IID_IUnknown, &object), S_OK);
+  auto* unknown = static_cast<IUnknown*>(object);
+  EXPECT_EQ(unknown->AddRef(), 3U);
+  EXPECT_EQ(unknown->Release(), 2U);
+  EXPECT_EQ(unknown->Release(), 1U);
+}
+
+TEST(ZvUnknown, AggregatedInterfacesForwardToTheOuterObject) {
+  struct Outer : CZvUnknown {
+    Outer() : CZvUnknown(L"Outer") {}
+  };
+  struct Inner : CZvUnknown, IZvSmpte2059MonitorDataNotificationCallback {
+    explicit Inner(INonDelegatingUnknown* outer) : CZvUnknown(L"Inner", outer) {}
+    ZV_FORWARD_UNKNOWN
+    HRESULT STDMETHODCALLTYPE OnMonitorDataReady() override { return S_OK; }
+  };
+  auto* outer = new Outer;
+  Inner inner(outer);
+  EXPECT_EQ(outer->NonDelegatingAddRef(), 1U);
+  EXPECT_EQ(inner.AddRef(), 2U);
+  EXPECT_EQ(outer->NonDelegatingRelease(), 1U);
+  EXPECT_EQ(inner.Release(), 0U);
+}
+
+TEST(ZvUnknown, CountsFromManyThreads) {
+  TZvSmartPtr<GenlockStatusCallback> callback;
+  callback = new GenlockStatusCallback(nullptr);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([&] {
+      for (int n = 0; n < 10'000; ++n) {
+        callback->AddRef();
+        callback->Release();
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(References(**callback), 1U);
+}
+
+TEST(ZvSmartPtr, EachOperationsEffectOnTheCount) {
+  const auto before = CZvUnknown::LiveObjects();
+  auto* first = new GenlockStatusCallback(nullptr);
+  {
+    TZvSmartPtr<GenlockStatusCallback> pointer;
+    EXPECT_TRUE(pointer.IsNull());
+    EXPECT_TRUE(pointer == nullptr);
+    EXPECT_EQ(pointer = first, first);
+    EXPECT_EQ(References(*first), 1U);
+    pointer = first;  // itself: taken before given back
+    EXPECT_EQ(References(*first), 1U);
+    EXPECT_EQ(pointer.Get(), first);
+    EXPECT_EQ(*pointer, first);
+    EXPECT_TRUE(pointer == first);
+    {
+      const TZvSmartPtr<GenlockStatusCallback> copy = pointer;
+      EXPECT_EQ(References(*first), 2U);
+    }
+    EXPECT_EQ(References(*first), 1U);
+
+    auto* second = new GenlockStatusCallback(nullptr);
+    pointer = second;
+    EXPECT_EQ(CZvUnknown::LiveObjects(), before + 1) << "the first is gone";
+    pointer = nullptr;
+    EXPECT_TRUE(pointer.IsNull());
+    EXPECT_EQ(CZvUnknown::LiveObjects(), before);
+
+    auto* third = new GenlockStatusCallback(nullptr);
+    third->AddRef();
+    *&pointer = third;  // as a creating call does: the reference comes with it
+    EXPECT_EQ(References(*third), 1U);
+  }
+  EXPECT_EQ(CZvUnknown::LiveObjects(), before);
+}
+
+template <class Misuse>
+std::string MessageOf(Misuse misuse) {
+  try {
+    misuse();
+  } catch (const CZvBaseException& exception) {
+    return exception.Message();
+  }
+  return "nothing thrown";
+}
+
+TEST(ZvSmartPtr, MisuseThrows) {
+  TZvSmartPtr<GenlockStatusCallback> pointer;
+  EXPECT_EQ(MessageOf([&] { (void)*pointer; }), "TZvSmartPtr::operator* -> Internal pointer is NULL!");
+  EXPECT_EQ(MessageOf([&] { pointer->AddRef(); }), "TZvSmartPtr::operator-> -> Internal pointer is NULL!");
+  auto* callback = new GenlockStatusCallback(nullptr);
+  pointer = callback;
+  EXPECT_EQ(MessageOf([&] { (void)&pointer; }),
+            "TZvSmartPtr::operator& -> Internal pointer will be overriden!");
+  EXPECT_EQ(pointer.Get(), callback);
+  EXPECT_EQ(References(*callback), 1U);
+}
+
+TEST(Callbacks, ForwardTheCardServicesRecord) {
+  Subscriber subscriber;
+  TZvSmartPtr<GenlockStatusCallback> callback;
+  callback = new GenlockStatusCallback(&subscriber);
+  IZvGenlockNotificationCallback* registered = *callback;
+  const auto status = MakeRecord<GenlockStatus>();
+  EXPECT_EQ(registered->OnGenlockStatusChanged(&status), S_OK);
+  EXPECT_EQ(subscriber.last, &status) << "neither copied nor changed";
+}
+
+/// The position of a virtual operation in its interface's table, from the member pointer's representation.
+template <class Operation>
+std::size_t Position(Operation operation) {
+  std::size_t offset = 0;
+  static_assert(sizeof operation >= sizeof offset);
+  std::memcpy(&offset, &operation, sizeof offset);
+  return (offset - 1) / sizeof(void*);
+}
+
+TEST(CardServices, OperationsStandAtTheirPositions) {
+  EXPECT_EQ(Position(&IZvSystemConfiguration::GetCardEnumerator), 3U);
+  EXPECT_EQ(Position(&IZvSystemConfigurationCardEnumerator::Next), 4U);
+  EXPECT_EQ(Position(&IZvCardConfigurationPrivate::GetGenlockConfiguration), 15U);
+  EXPECT_EQ(Position(&IZvCardConfiguration::GetCardInformation), 36U);
+  EXPECT_EQ(Position(&IZvCardConfigurationPrivate::CreateSfpIpEnumerator), 39U);
+  EXPECT_EQ(Position(&IZvCardConfiguration::GetSmpte2059), 51U);
+  EXPECT_EQ(Position(&IZvCardConfigurationPrivate::RegisterMonitorDataCallback), 62U);
+  EXPECT_EQ(Position(&IZvCardConfigurationPrivate::UnregisterMonitorDataCallback), 63U);
+  EXPECT_EQ(Position(&IZvCardConfigurationPrivate::GetMonitorData), 64U);
+  EXPECT_EQ(Position(&IZvGenlockConfiguration::GetSettings), 3U);
+  EXPECT_EQ(Position(&IZvGenlockConfiguration::GetNotification), 5U);
+  EXPECT_EQ(Position(&IZvGenlockConfiguration::GetStatus), 6U);
+  EXPECT_EQ(Position(&IZvGenlockNotification::RegisterCallback), 5U);
+  EXPECT_EQ(Position(&IZvGenlockNotification::UnregisterCallback), 6U);
+  EXPECT_EQ(Position(&IZvSmpte2059::GetSettings), 4U);
+  EXPECT_EQ(Position(&IZvSmpte2059::GetStatus), 5U);
+  EXPECT_EQ(Position(&IZvSmpte2059::RegisterCallback), 6U);
+  EXPECT_EQ(Position(&IZvSmpte2059::UnregisterCallback), 7U);
+  EXPECT_EQ(Position(&IZvSmpte2059::GetSfp), 8U);
+  EXPECT_EQ(Position(&IZvSmpte2059Sfp::GetStatus), 5U);
+  EXPECT_EQ(Position(&IZvSfpIpEnumerator::Next), 4U);
+  EXPECT_EQ(Position(&IZvSfpIp::GetSfpNumber), 3U);
+  EXPECT_EQ(Position(&IZvSfpIp::GetStatus), 6U);
+  EXPECT_EQ(Position(&IZvSfpIp::RegisterCallback), 7U);
+  EXPECT_EQ(Position(&IZvSfpIp::UnregisterCallback), 8U);
+  EXPECT_EQ(Position(&IZvGenlockNotificationCallback::OnGenlockStatusChanged), 3U);
+  EXPECT_EQ(Position(&IZvSmpte2059NotificationCallback::OnSt2059StatusChanged), 3U);
+  EXPECT_EQ(Position(&IZvSfpIpNotificationCallback::OnSfpIpStatusChanged), 3U);
+  EXPECT_EQ(Position(&IZvSmpte2059MonitorDataNotificationCallback::OnMonitorDataReady), 3U);
+}
+
+}  // namespace
+}  // namespace kestrune

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <rapidjson/document.h>
+
+#include <filesystem>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "monitor/raw_data.h"
+
+namespace kestrune::test {
+
+/// Takes in what the program prints while it lives. One at a time.
+class ConsoleCapture {
+ public:
+  ConsoleCapture() : previous_(std::cout.rdbuf(text_.rdbuf())) {}
+  ~ConsoleCapture() { std::cout.rdbuf(previous_); }
+  ConsoleCapture(const ConsoleCapture&) = delete;
+  ConsoleCapture& operator=(const ConsoleCapture&) = delete;
+
+  std::string Text() const { return text_.str(); }
+  /// The lines printed so far without their leading "2026-11-16 03:47:39".
+  std::vector<std::string> LinesWithoutTime() const;
+
+ private:
+  std::ostringstream text_;
+  std::streambuf* previous_;
+};
+
+/// A fresh folder that goes with its owner.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  const std::filesystem::path& Path() const { return path_; }
+  std::string Name() const { return path_.string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+std::string ReadText(const std::filesystem::path& file);
+std::vector<std::string> ReadLines(const std::filesystem::path& file);
+std::vector<RawDataUnit> ReadRawData(const std::filesystem::path& file);
+/// The documents of an event log; a damaged one throws.
+std::vector<rapidjson::Document> ReadEvents(const std::filesystem::path& file);
+/// Each event's "Event log type".
+std::vector<std::string> ReadEventTypes(const std::filesystem::path& file);
+
+}  // namespace kestrune::test
