@@ -29,6 +29,7 @@ struct Grandmaster {
   std::int16_t currentUtcOffset = 37;
   std::array<bool, 2> reachable{true, true};  ///< from SFP A, from SFP B
   bool present = true;                        ///< at the start
+  bool twoStep = true;                        ///< sends a Follow_Up after each Sync
   double timeErrorNs = 0;                     ///< of the time that it serves
 };
 
