@@ -1,0 +1,11 @@
+#pragma once
+
+#include "scenario.h"
+
+namespace kestrune::sim {
+
+/// What is simulated when no scenario is named: one card, two grandmasters, and within the first hour a
+/// fail-over, a fibre pulled and put back, and a change of the genlock settings.
+Scenario BuiltinScenario();
+
+}  // namespace kestrune::sim
