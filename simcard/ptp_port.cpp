@@ -177,6 +177,7 @@ void PtpPort::MeasurePathDelay(const CardClock& clock, double seconds) {
   followerToMaster_.Add(followerToMaster);
   meanPathDelay_.Add(std::llround(sample));
   requestToResponse_.Add(std::llround(there + turnaround + back));
+  ++delaysMeasured_;
   FilterPathDelay(sample);
 }
 
@@ -190,15 +191,14 @@ void PtpPort::FilterPathDelay(double sampleNs) {
   } else {
     pathDelayOutliers_ = pathDelayOutliers_ * sign > 0 ? pathDelayOutliers_ + sign : sign;
   }
-  if (delaysMeasured_ == 0 || std::abs(pathDelayOutliers_) >= samplesForPathChange) {
+  if (pathDelaySamples_ == 0 || std::abs(pathDelayOutliers_) >= samplesForPathChange) {
     meanPathDelayNs_ = sampleNs;
     pathDelayOutliers_ = 0;
-    delaysMeasured_ = 1;
+    pathDelaySamples_ = 1;
     return;
   }
-  ++delaysMeasured_;
-  const double length = std::min(delaysMeasured_, pathDelayFilterLength);
-  meanPathDelayNs_ += deviation / length;
+  pathDelaySamples_ = std::min(pathDelaySamples_ + 1, pathDelayFilterLength);
+  meanPathDelayNs_ += deviation / pathDelaySamples_;
   pathDelayDeviationNs_ += (std::abs(deviation) - pathDelayDeviationNs_) / pathDelayFilterLength;
 }
 
@@ -229,6 +229,7 @@ void PtpPort::ForgetMeasurements() {
   syncsMeasured_ = 0;
   delaysMeasured_ = 0;
   meanPathDelayNs_ = 0;
+  pathDelaySamples_ = 0;
   pathDelayDeviationNs_ = 0;
   pathDelayOutliers_ = 0;
   offsetNs_ = 0;

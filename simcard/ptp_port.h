@@ -102,6 +102,7 @@ class PtpPort {
   std::uint32_t delaysMeasured_ = 0;
   double masterToFollowerNs_ = 0;
   double meanPathDelayNs_ = 0;
+  std::uint32_t pathDelaySamples_ = 0;  ///< in the filter
   double pathDelayDeviationNs_ = 0;  ///< mean absolute deviation of the samples from the filtered path delay
   int pathDelayOutliers_ = 0;        ///< of one sign in a row; negative for negative ones
   std::int64_t offsetNs_ = 0;
