@@ -11,7 +11,13 @@ namespace kestrune::sim {
 
 /// The physics of one simulated card, without threads, clocks or COM: its two PTP followers, the masters that
 /// they hear and its genlock, advanced second by second. The same scenario, card and start give the same
-/// records. Not thread-safe: the owner serialises.
+/// records, on every platform. Not thread-safe: the owner serialises. The scenario's indices must be valid:
+/// an index out of range throws std::out_of_range.
+///
+/// Every present master announces itself; a follower takes the Sync of its best one only. With the automatic
+/// selection, and with every value but 2 and 3, the card follows the SFP that hears the best master, and of
+/// two SFPs with the same one the locked one, else SFP A. A change of a grandmaster leaves its presence
+/// alone.
 class CardModel {
  public:
   /// What one second brought.
@@ -31,7 +37,7 @@ class CardModel {
   std::int64_t Now() const;
 
   /// Lives through the next second, applying the timeline's events that fall into it (those at its end
-  /// included).
+  /// included), each at the next eighth of a second.
   Second Advance();
 
   // The state of now, as the card reports it.
