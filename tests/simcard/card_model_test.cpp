@@ -105,7 +105,9 @@ TEST(CardModel, LocksFromColdStartAndStaysWithinTheJitter) {
       // bit.
       const double bound = 7 * jitterNs + 10;
       for (int second = 0; second < 600; ++second) {
-        for (const TelemetryRecord& record : model.Advance().telemetry) {
+        const CardModel::Second passed = model.Advance();
+        ASSERT_EQ(passed.telemetry[0].lastCorrectionNanoseconds, -passed.telemetry[0].offsetFromMaster);
+        for (const TelemetryRecord& record : passed.telemetry) {
           ASSERT_EQ(record.state, followerLocked);
           ASSERT_GT(Offset(record).minimum, -bound);
           ASSERT_LT(Offset(record).maximum, bound);
@@ -154,7 +156,12 @@ TEST(CardModel, FailsOverToTheNextMasterAndTakesItsTime) {
     EXPECT_NEAR(Offset(second.telemetry[0]).minimum + Offset(second.telemetry[0]).maximum, -2 * timeErrorNs,
                 2500);
 
-    record = AdvanceTo(model, 80).telemetry[0];
+    // The follower steps or slews; a critically damped loop overshoots by e⁻² of what it slews.
+    AdvanceTo(model, 13);
+    while (model.Now() < 80) {
+      record = model.Advance().telemetry[0];
+      EXPECT_GT(-Offset(record).mean * std::copysign(1, timeErrorNs), -0.2 * 3e3);
+    }
     EXPECT_EQ(record.state, followerLocked);
     EXPECT_NEAR(Offset(record).mean, 0, 100);
 
@@ -352,8 +359,13 @@ TEST(CardModel, LosesTheLockWhenItCannotTransmit) {
 TEST(CardModel, AnnouncesTheNetworksTime) {
   Scenario scenario = TwoMasters();
   scenario.grandmasters[0].timeErrorNs = 1'500'000'000;
+  scenario.grandmasters.push_back(scenario.grandmasters[1]);
+  scenario.grandmasters[2].clockIdentity = secondMaster + 1;
   CardModel model = MakeModel(scenario);
+  const TelemetryRecord before = AdvanceTo(model, 5).telemetry[0];
   const TelemetryRecord record = AdvanceTo(model, 10).telemetry[0];
+  EXPECT_EQ(record.announceMessagesReceived - before.announceMessagesReceived, 5U * 4 * 3);
+  EXPECT_EQ(record.announceForeignMessagesReceived - before.announceForeignMessagesReceived, 5U * 4 * 2);
   const PtpAnnounceInfo& announce = record.bestMasterLastPtpAnnouncePacket;
   // The last of the four announces of the tenth second, a quarter before its end.
   EXPECT_EQ(announce.originTimestampSeconds, static_cast<std::uint64_t>(startEpoch + 37 + 11));
