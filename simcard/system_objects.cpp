@@ -1,13 +1,17 @@
 #include "system_objects.h"
 
 #include <atomic>
+#include <cstdio>
 #include <optional>
+#include <string>
 #include <utility>
+#include <variant>
 
 #include "builtin_scenario.h"
 #include "card_objects.h"
 #include "com_object.h"
 #include "diag/result_codes.h"
+#include "scenario_reader.h"
 
 namespace kestrune::sim {
 namespace {
@@ -60,7 +64,15 @@ class ClassFactory final : public ComObject<ClassFactory, IClassFactory> {
     *object = nullptr;
     if (outer != nullptr) return CLASS_E_NOAGGREGATION;
 
-    const auto simulation = std::make_shared<Simulation>(BuiltinScenario(), MakeSystemClock());
+    const std::string path = ScenarioPath();
+    auto scenario =
+        path.empty() ? std::variant<Scenario, ScenarioError>(BuiltinScenario()) : ReadScenario(path);
+    if (const auto* error = std::get_if<ScenarioError>(&scenario)) {
+      std::fprintf(stderr, "zvsimcard: %s\n", error->text.c_str());
+      return ZV_E_INVALID_FILE_FORMAT;
+    }
+    const auto simulation =
+        std::make_shared<Simulation>(std::move(std::get<Scenario>(scenario)), MakeSystemClock());
     if (const auto fault = simulation->Strike(Operation::CreateSystemConfiguration)) return *fault;
     IZvSystemConfiguration* system = MakeSystemConfiguration(simulation);
     const HRESULT result = system->QueryInterface(iid, object);
