@@ -1,5 +1,6 @@
 #include "monitor/ptp_monitor.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace kestrune {
@@ -9,9 +10,12 @@ constexpr std::int64_t quarterTicks = 900 * ticksPerSecond;
 constexpr std::int64_t hourTicks = 3600 * ticksPerSecond;
 constexpr std::int64_t dayTicks = 86'400 * ticksPerSecond;
 constexpr std::int64_t endlessHours = 876'000;
+/// Ten thousand years: what 64 bits of ticks hold with room to spare.
+constexpr std::int64_t mostHours = 87'600'000;
 
-std::int64_t DurationTicks(std::uint32_t hours) {
-  return (hours == 0 ? endlessHours : static_cast<std::int32_t>(hours)) * hourTicks;
+std::int64_t DurationTicks(std::uint32_t durationHours) {
+  const std::int64_t hours = durationHours == 0 ? endlessHours : static_cast<std::int32_t>(durationHours);
+  return std::clamp(hours, -mostHours, mostHours) * hourTicks;
 }
 
 }  // namespace

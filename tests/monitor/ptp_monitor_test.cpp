@@ -109,7 +109,8 @@ TEST_F(PtpMonitorTest, DurationsEndWithA15MinuteTest) {
 }
 
 TEST_F(PtpMonitorTest, NegativeDurationRunsNoTest) {
-  EXPECT_TRUE(Run(0x80000000).empty());
+  for (const std::uint32_t hours : {0x80000000U, 4'000'000'000U, 0xFFFFFFFFU})
+    EXPECT_TRUE(Run(hours).empty());
   EXPECT_EQ(clock_.sleeps, 0);
   EXPECT_EQ(test::ReadEventTypes(folder_.Path() / "run_event_log.txt").back(), "end of monitoring");
 }
