@@ -1,0 +1,104 @@
+"""How the program finds its card services, and that any which keep the contract will do."""
+
+import os
+import subprocess
+import unittest
+
+from kestrune import FAILURE, PROGRAM, WINDOWS, ProgramTest
+
+NOT_CREATED = ": Could not create IZvSystemConfiguration : Unknown error"
+CLASS_KEY = r"HKCU\Software\Classes\CLSID\{61113A25-4EF7-45CA-9493-C20D255E4ACA}\InprocServer32"
+
+
+def wine(*arguments):
+    subprocess.run([PROGRAM[0], *arguments], check=True, stdout=subprocess.DEVNULL)
+
+
+class CardServicesTest(ProgramTest):
+    def use(self, library):
+        """The environment in which the program loads `library`."""
+        if not WINDOWS:
+            return {"ZV_CARD_SERVICES": library}
+        simulated = os.environ["KESTRUNE_SIMULATED_CARD"]
+        wine("reg", "add", CLASS_KEY, "/ve", "/d", "Z:" + library.replace("/", "\\"), "/f")
+        self.addCleanup(wine, "reg", "add", CLASS_KEY, "/ve", "/d", "Z:" + simulated.replace("/", "\\"), "/f")
+        return {}
+
+    def test_services_written_in_c(self):
+        """Every call lands at its position, every byte at its offset."""
+        environment = self.use(os.environ["KESTRUNE_C_CARD_SERVICES"])
+        result = self.run_program("list", **environment)
+        self.assertEqual(
+            result.lines, ["Available cards in the system:", "  0) Model 100 S/N=C-77 Card model: A card in C", ""]
+        )
+
+        result = self.run_program("run", "-d=2147483648", **environment)
+        self.assertEqual(result.status, 0, result.errors)
+        self.assertEqual(
+            result.messages,
+            [
+                ": Starting ST2059 monitoring.",
+                ": Genlock status has changed",
+                ": ST 2059 status has changed",
+                ": SFP IP status has changed",
+                ": Ending ST2059 monitoring.",
+            ],
+        )
+        self.assertEqual(result.errors.split(), "5 batches, 0 references held".split())
+        self.assertEqual([record[0] for _, record in self.raw_units()], [0, 1, 0] * 5)
+
+        documents = [dict(event) for event in self.events()]
+        for document in documents:
+            del document["Time"], document["Epoch time"]
+        genlock = {"Event log type": "genlock status", "Genlock state": "unlocked"}
+        settings = {
+            "Event log type": "genlock settings",
+            "Genlock source": "internal",
+            "Genlock resolution frame rate": "30",
+        }
+        st2059 = {
+            "Event log type": "ST2059 status/settings",
+            "State": "follower locked",
+            "Best master SFP": "SFP B",
+            "Best master clock ID": "0xabcdef",
+            "Grand master clock ID": "0x1234567890abcdef",
+            "Best master SFP selection": "SFP A",
+        }
+        sfps = [
+            {
+                "Event log type": "SFP ST2059 telemetry",
+                "SFP": label,
+                "Best master clock ID": best,
+                "Grand master clock ID": grand,
+                "Offset from master": -7,
+                "Average mean path delay": 1234,
+                "Last correction": {"seconds": -1, "nanoseconds": -2},
+                "State": "follower unlocked",
+            }
+            for label, best, grand in (("SFP A", "0x101", "0x201"), ("SFP B", "0x102", "0x202"))
+        ]
+        sfp_ips = [
+            {
+                "Event log type": "SFP IP status",
+                "SFP": label,
+                "Module present": "true",
+                "Signal present": "true",
+                "Transmit error": "false",
+            }
+            for label in ("SFP A", "SFP B")
+        ]
+        start, end = ({"Event log type": f"{which} of monitoring"} for which in ("start", "end"))
+        initial = [genlock, settings, st2059, *sfps, *sfp_ips, start]
+        self.assertEqual(documents, [*initial, genlock, st2059, *sfps, sfp_ips[1], end])
+
+    @unittest.skipIf(WINDOWS, "the registry finds the card services there")
+    def test_no_usable_library(self):
+        (self.folder / "text.so").write_text("not a library")
+        for library, said in (("/nowhere.so", "nowhere.so"), (str(self.folder / "text.so"), "text.so")):
+            result = self.run_program("list", ZV_CARD_SERVICES=library)
+            self.assertEqual((result.messages, result.status), ([NOT_CREATED], FAILURE))
+            self.assertIn(said, result.errors)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,159 @@
+"""Every way in which starting or running can fail: its message, the exit status, and nothing written after it."""
+
+import unittest
+
+from kestrune import FAILURE, ProgramTest
+
+CODE = "ZV_E_NOT_SUPPORTED"
+TEXT = " : ZV_E_NOT_SUPPORTED: The requested operation is not supported."
+GENERIC = " : ZV_E_FAIL: Generic error."
+STARTING = ": Starting ST2059 monitoring."
+ENDING = ": Ending ST2059 monitoring."
+
+NOTHING = []
+GENLOCK = ["genlock status", "genlock settings"]
+ST2059 = ["ST2059 status/settings", "SFP ST2059 telemetry", "SFP ST2059 telemetry"]
+SFP_IP = ["SFP IP status", "SFP IP status"]
+
+GENLOCK_FAILED = ": Could not configure the genlock interfaces or notifications"
+ST2059_FAILED = ": Could not configure the ST2059 interfaces or notifications"
+SFP_IP_FAILED = ": Could not configure the SFP IP interfaces or notifications"
+SFPS_FAILED = ": Could not get ST2059 SFP interfaces"
+CARDS_FAILED = ": Could not get cards from the system"
+NOT_INITIALIZED = ": Could not initialize ST2059 monitoring"
+
+
+def fault(operation, call=1):
+    return {"operation": operation, "code": CODE, "call": call}
+
+
+class FailureTest(ProgramTest):
+    def fail(self, operation, call=1, **scenario):
+        return self.run_program("run", "-d=1", scenario={"faults": [fault(operation, call)], **scenario})
+
+    def test_before_the_run(self):
+        for operation, message in (
+            ("CreateSystemConfiguration", ": Could not create IZvSystemConfiguration"),
+            ("GetCardEnumerator", CARDS_FAILED),
+            ("NextCard", CARDS_FAILED),
+            ("GetCardInformation", CARDS_FAILED),
+            ("GetSmpte2059", CARDS_FAILED),
+        ):
+            with self.subTest(operation=operation):
+                result = self.fail(operation)
+                self.assertEqual(result.messages, [message + TEXT])
+                self.assertEqual(result.status, FAILURE)
+                self.assertEqual([file.name for file in self.folder.iterdir()], ["scenario.json"])
+
+    def test_second_card_fails_after_the_first_was_taken(self):
+        card = {"modelCode": 98, "serialNumber": "1"}
+        for operation in ("NextCard", "GetCardInformation", "GetSmpte2059"):
+            result = self.fail(operation, call=2, cards=[card, card])
+            self.assertEqual((result.messages, result.status), ([CARDS_FAILED + TEXT], FAILURE))
+
+    def test_while_the_run_is_set_up(self):
+        # (operation, its call, message, event documents written before it)
+        rows = [
+            ("QueryPrivate", 1, NOT_INITIALIZED, None),
+            ("GetGenlockConfiguration", 1, GENLOCK_FAILED, NOTHING),
+            ("GetGenlockNotification", 1, GENLOCK_FAILED, NOTHING),
+            ("RegisterGenlock", 1, GENLOCK_FAILED, NOTHING),
+            ("GetSmpte2059", 2, ST2059_FAILED, NOTHING),  # the first is the enumeration's
+            ("RegisterSt2059", 1, ST2059_FAILED, NOTHING),
+            ("CreateSfpIpEnumerator", 1, SFP_IP_FAILED, NOTHING),
+            ("NextSfp", 1, SFP_IP_FAILED, NOTHING),
+            ("NextSfp", 2, SFP_IP_FAILED, NOTHING),
+            ("RegisterSfpIp", 1, SFP_IP_FAILED, NOTHING),
+            ("RegisterSfpIp", 2, SFP_IP_FAILED, NOTHING),
+            ("GetSmpte2059Sfp", 1, SFPS_FAILED, NOTHING),
+            ("GetSmpte2059Sfp", 2, SFPS_FAILED, NOTHING),
+            ("GetGenlockStatus", 1, ": Could not get genlock status", NOTHING),
+            ("GetSt2059Status", 1, ": Could not get ST2059 status", GENLOCK),
+            ("GetSfpIpStatus", 1, ": Could not get SFPs IP status", GENLOCK + ST2059),
+            ("GetSfpIpStatus", 2, ": Could not get SFPs IP status", GENLOCK + ST2059 + SFP_IP[:1]),
+        ]
+        for operation, call, message, written in rows:
+            with self.subTest(operation=operation, call=call):
+                result = self.fail(operation, call)
+                self.assertEqual((result.messages, result.status), ([message + TEXT], FAILURE))
+                log = self.folder / "ptpLog_event_log.txt"
+                self.assertEqual(self.event_types() if log.exists() else None, written)
+                for file in self.folder.glob("ptpLog*"):
+                    file.unlink()
+
+    def test_registering_for_telemetry_fails_last(self):
+        result = self.fail("RegisterMonitorData")
+        self.assertEqual((result.messages, result.status), ([STARTING, NOT_INITIALIZED + TEXT], FAILURE))
+        self.assertEqual(self.event_types(), [*GENLOCK, *ST2059, *SFP_IP, "start of monitoring"])
+
+    def test_missing_sfp(self):
+        for sfps in ([1], [2], [], [3, 4], [1, 1]):
+            card = {"modelCode": 98, "serialNumber": "1", "sfpNumbers": sfps}
+            result = self.run_program("run", scenario={"cards": [card]})
+            self.assertEqual(result.status, FAILURE)
+            self.assertEqual(result.messages, [SFP_IP_FAILED + " : ZV_E_END_OF_ENUM: No more items to enumerate."])
+
+    def test_unusable_folder(self):
+        (self.folder / "file").touch()
+        (self.folder / "taken_raw_data").mkdir()
+        for option in ("-p=missing", "-p=file", "-f=taken", "-f=no/such"):
+            result = self.run_program("run", option, scenario={})
+            self.assertEqual(result.status, FAILURE)
+            self.assertEqual(result.messages, [": Could not configure log files. Log path may be invalid" + GENERIC])
+
+    def test_reads_that_fail_during_the_run(self):
+        """The run goes on, and says so."""
+        rows = [
+            ("GetGenlockSettings", {"event": "genlock", "state": 2}, ": Could not get genlock settings" + TEXT, 1),
+            (
+                "GetSt2059Settings",
+                {"event": "best-master-selection", "value": 2},
+                ": Could not get SFP IP status and/or settings" + TEXT,
+                0,
+            ),
+        ]
+        for operation, event, message, documents in rows:
+            with self.subTest(operation=operation):
+                scenario = {
+                    "timeline": [{"at": 60, **event}],
+                    "faults": [{"operation": operation, "code": CODE, "from": 30, "until": 3500}],
+                }
+                result = self.run_program("run", "-d=1", f"-f={operation}", scenario=scenario, speed=3600)
+                self.assertEqual(result.status, 0)
+                self.assertEqual(result.messages[1], message)
+                self.assertEqual(result.messages[-1], ENDING)
+                changes = [m for m in result.messages[2:-1] if m == ": Genlock status has changed"]
+                self.assertEqual(len(changes), documents)
+                kinds = self.event_types(operation)[len(GENLOCK + ST2059 + SFP_IP) + 1 : -1]
+                self.assertEqual(kinds.count("genlock settings"), 0)
+                self.assertEqual(kinds.count("genlock status"), documents)
+
+    def test_unknown_codes_do_not_stop_the_run(self):
+        timeline = [
+            {"at": 10, "event": "genlock", "state": 77, "source": 5, "frameRate": 9},
+            {"at": 20, "event": "card-state", "value": 11},
+            {"at": 30, "event": "sfp-index", "sfp": "A", "value": 2, "count": 1},
+            {"at": 40, "event": "best-master-selection", "value": 9},
+        ]
+        result = self.run_program("run", "-d=1", scenario={"timeline": timeline}, speed=3600)
+        self.assertEqual(result.status, 0)
+        code = " : ZV_E_INVALID_PARAMETER: One of the method parameter is invalid."
+        for message in (
+            ": Invalid genlock state",
+            ": Invalid or irrelevent genlock source for IP boardsstate",
+            ": Invalid genlock resolution frame rate",
+            ": Invalid ST2059 state",
+            ": Invalid ST2059 best master selection",
+        ):
+            self.assertIn(message + code, result.messages)
+        invalid_index = ": Request to analyze performance data has an invalid SFP index" + code
+        self.assertEqual(result.messages.count(invalid_index), 1)
+        self.assertEqual(sum(record[0] == 2 for _, record in self.raw_units()), 1, "stored all the same")
+        genlock = [event for event in self.events() if event["Event log type"].startswith("genlock")]
+        self.assertEqual(genlock[2]["Genlock state"], "invalid")
+        self.assertEqual(genlock[3]["Genlock source"], "invalid or irrelevent")
+        self.assertEqual(genlock[3]["Genlock resolution frame rate"], "invalid")
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,132 @@
+"""Runs the program under test as a user would, and reads what it leaves behind.
+
+The environment variable KESTRUNE_PROGRAM names the program: a path, or several words for one that runs under Wine.
+"""
+
+import collections
+import datetime
+import json
+import os
+import pathlib
+import re
+import shlex
+import struct
+import subprocess
+import tempfile
+import unittest
+
+PROGRAM = shlex.split(os.environ["KESTRUNE_PROGRAM"])
+WINDOWS = PROGRAM[-1].endswith(".exe")
+FAILURE = 255  # -1 as a shell sees it
+PASS_PHRASE = "Tovrak_N3qLxW8pZc5Hr2m"
+
+UNIT = 1024
+ORDINARY = {
+    "network": {"grandmasters": [{"name": "GM", "clockIdentity": "08-00-11-ff-fe-21-00-01", "address": "10.0.0.1"}]},
+    "cards": [{"modelCode": 98, "serialNumber": "A56298"}],
+}
+TIMED = re.compile(r"\d{4}-\d\d-\d\d \d\d:\d\d:\d\d")
+
+
+def command(arguments, speed=None):
+    """The command line of the program, its clock running `speed` times as fast."""
+    if not speed:
+        return [*PROGRAM, *arguments]
+    if WINDOWS:
+        return [PROGRAM[0], "--faketime", f"+0 x{speed}", *PROGRAM[1:], *arguments]
+    return ["faketime", "-f", f"+0 x{speed}", *PROGRAM, *arguments]
+
+
+class Result:
+    def __init__(self, process):
+        self.status = process.returncode
+        self.text = process.stdout.replace("\r\n", "\n")
+        self.errors = process.stderr
+        self.lines = self.text.split("\n")[:-1]
+
+    @property
+    def messages(self):
+        """The lines without their local time."""
+        return [TIMED.sub("", line, count=1) for line in self.lines]
+
+
+class ProgramTest(unittest.TestCase):
+    """A test with a folder of its own, in which the program runs."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="kestrune-")
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def environment(self, scenario=None, **more):
+        """`scenario` is the name of a ready one, or what makes it other than an ordinary network and card."""
+        environment = dict(os.environ, ASAN_OPTIONS="verify_asan_link_order=0", **more)
+        if isinstance(scenario, str):
+            ready = pathlib.Path(__file__).parents[2] / "simcard" / "scenarios" / f"{scenario}.json"
+            environment["ZV_SIM_SCENARIO"] = str(ready)
+        elif scenario is not None:
+            file = self.folder / "scenario.json"
+            file.write_text(json.dumps({**ORDINARY, **scenario}), encoding="utf-8")
+            environment["ZV_SIM_SCENARIO"] = str(file)
+        return environment
+
+    def run_program(self, *arguments, scenario=None, speed=None, timeout=120, **environment):
+        return Result(
+            subprocess.run(
+                command(arguments, speed),
+                cwd=self.folder,
+                env=self.environment(scenario, **environment),
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.PIPE,
+                stderr=subprocess.PIPE,
+                encoding="utf-8",
+                errors="replace",
+                timeout=timeout,
+            )
+        )
+
+    def start_program(self, *arguments, scenario=None, speed=None, **environment):
+        """The running program, in a process group of its own."""
+        return subprocess.Popen(
+            command(arguments, speed),
+            cwd=self.folder,
+            env=self.environment(scenario, **environment),
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.DEVNULL,
+            start_new_session=True,
+        )
+
+    def raw_units(self, prefix="ptpLog"):
+        """Every unit of the raw data file, as (epoch time, record)."""
+        data = (self.folder / f"{prefix}_raw_data").read_bytes()
+        self.assertEqual(len(data) % UNIT, 0, "torn unit")
+        return [(struct.unpack_from("<q", data, at)[0], data[at + 8 : at + UNIT]) for at in range(0, len(data), UNIT)]
+
+    def events(self, prefix="ptpLog"):
+        """Every document of the event log, members in their order; a torn one fails."""
+        text = (self.folder / f"{prefix}_event_log.txt").read_bytes().decode("utf-8").replace("\r\n", "\n")
+        decoder = json.JSONDecoder(object_pairs_hook=collections.OrderedDict)
+        events = []
+        at = 0
+        while at < len(text):
+            event, at = decoder.raw_decode(text, at)
+            events.append(event)
+            self.assertEqual(text[at], "\n")
+            at += 1
+        return events
+
+    def event_types(self, prefix="ptpLog"):
+        return [event["Event log type"] for event in self.events(prefix)]
+
+    def period_lines(self, prefix="ptpLog"):
+        """The file's lines as (lines of text, data lines split into their fields)."""
+        lines = (self.folder / f"{prefix}_period_test_results.txt").read_text(encoding="utf-8").split("\n")
+        self.assertEqual(lines.pop(), "")
+        data = [line.split(",") for line in lines if re.match(r"\d+,", line)]
+        return [line for line in lines if not re.match(r"\d+,", line)], data
+
+
+def local_time(epoch):
+    return datetime.datetime.fromtimestamp(epoch).strftime("%Y-%m-%d %H:%M:%S")
+

@@ -1,0 +1,154 @@
+"""Whole runs against the simulated card, sped up from outside."""
+
+import math
+import struct
+import unittest
+
+from kestrune import ProgramTest, local_time
+
+QUARTER = 900
+
+EVENT_MEMBERS = {
+    "start of monitoring": [],
+    "end of monitoring": [],
+    "genlock status": ["Genlock state"],
+    "genlock settings": ["Genlock source", "Genlock resolution frame rate"],
+    "ST2059 status/settings": [
+        "State",
+        "Best master SFP",
+        "Best master clock ID",
+        "Grand master clock ID",
+        "Best master SFP selection",
+    ],
+    "SFP IP status": ["SFP", "Module present", "Signal present", "Transmit error"],
+    "SFP ST2059 telemetry": [
+        "SFP",
+        "Best master clock ID",
+        "Grand master clock ID",
+        "Offset from master",
+        "Average mean path delay",
+        "Last correction",
+        "State",
+    ],
+}
+
+
+def nanoseconds(seconds, rest):
+    return seconds * 10**9 + rest
+
+
+def split(value):
+    """A number of nanoseconds as the period test results write it."""
+    whole = math.trunc(value)
+    seconds = abs(whole) // 10**9 * (1 if whole >= 0 else -1)
+    return [seconds, whole - seconds * 10**9]
+
+
+def period_results(records):
+    """The 50 values of a period, computed anew from its records with exact sums."""
+    results = []
+    for group in (112, 212):
+        counted = [record for record in records if struct.unpack_from("<i", record, group)[0] > 0]
+        count = sum(struct.unpack_from("<i", record, group)[0] for record in counted)
+        results.append(count)
+        for quantity in range(3):
+            figures = [struct.unpack_from("<8i", record, group + 4 + 32 * quantity) for record in counted]
+            if not figures:
+                results += [0] * 8
+                continue
+            total = sum(nanoseconds(f[0], f[1]) for f in figures)
+            deviation = sum(nanoseconds(f[6], f[7]) for f in figures)
+            results += split(min(nanoseconds(f[2], f[3]) for f in figures))
+            results += split(max(nanoseconds(f[4], f[5]) for f in figures))
+            results += split(total / count)
+            results += split(math.sqrt(deviation / count))
+    return results
+
+
+class RunTest(ProgramTest):
+    def check_events(self, events):
+        for event in events:
+            kind = event["Event log type"]
+            self.assertEqual(list(event), ["Time", "Epoch time", "Event log type", *EVENT_MEMBERS[kind]])
+            self.assertEqual(event["Time"], local_time(event["Epoch time"]))
+            if "Last correction" in event:
+                self.assertEqual(list(event["Last correction"]), ["seconds", "nanoseconds"])
+
+    def figures_differ(self, lines, units, minutes):
+        """The first line whose values are not those of its period's records, which follow one another without a gap.
+        Where a period ended between two records only the line's two counts can tell."""
+        for sfp in (0, 1):
+            records = [record for _, record in units if record[0] == sfp]
+            start = 0
+            for line in (line for line in lines if line[2:4] == [str(minutes), str(sfp)]):
+                found = [int(value) for value in line[4:]]
+                end = start
+                syncs = delay_resps = 0
+                while end < len(records) and (syncs < found[0] or delay_resps < found[25]):
+                    syncs += struct.unpack_from("<i", records[end], 112)[0]
+                    delay_resps += struct.unpack_from("<i", records[end], 212)[0]
+                    end += 1
+                if period_results(records[start:end]) != found:
+                    return f"SFP {sfp}, records {start} to {end}: {period_results(records[start:end])} != {found}"
+                start = end
+        return None
+
+    def check_run(self, result, run):
+        self.assertEqual(result.status, 0, result.errors)
+        self.assertEqual(result.messages[0], ": Starting ST2059 monitoring.")
+        self.assertEqual(result.messages[-1], ": Ending ST2059 monitoring.")
+
+        texts, data = self.period_lines()
+        self.assertEqual((len(texts), len(data)), (run * 8, run * 8))
+        self.assertRegex(texts[-8], r"^\d{4}-\d\d-\d\d \d\d:\d\d:\d\d: start of test run\.$")
+        self.assertEqual(texts[-7].split(":")[0], "Legend")
+        self.assertEqual(len(texts[-1].split(", ")), 54)
+        self.assertEqual([line[2:4] for line in data[-8:]], [["15", "0"], ["15", "1"]] * 4)
+        for line in data:
+            self.assertEqual(len(line), 54)
+            self.assertEqual(line[1], local_time(int(line[0])))
+            self.assertGreater(int(line[4]), 0)
+
+        events = self.events()
+        self.check_events(events)
+        kinds = [event["Event log type"] for event in events]
+        self.assertEqual((kinds.count("start of monitoring"), kinds.count("end of monitoring")), (run, run))
+        self.assertEqual(kinds[-1], "end of monitoring")
+
+    def test_runs_append(self):
+        """And every figure of a period is that of the records which the run stored. A record that arrives while a
+        period's results are being taken may be counted by halves, so a run in which one did is made again."""
+        differs = "no run yet"
+        units = []
+        for run in range(1, 5):
+            result = self.run_program("run", "-d=1", scenario="failover", speed=1800)
+            self.check_run(result, run)
+            changes = [message for message in result.messages if message == ": ST 2059 status has changed"]
+            self.assertGreaterEqual(len(changes), 2, "the grandmaster fails over")
+
+            earlier, units = units, self.raw_units()
+            self.assertEqual(units[: len(earlier)], earlier)
+            if differs:
+                differs = self.figures_differ(self.period_lines()[1][-8:], units[len(earlier) :], 15)
+            elif run >= 2:
+                break
+        self.assertIsNone(differs)
+
+    def test_a_day(self):
+        result = self.run_program("run", "-d=24", "-f=day", scenario="day", speed=3600, timeout=300)
+        self.assertEqual(result.status, 0, result.errors)
+        self.assertAlmostEqual(len(self.raw_units("day")), 2 * 86_400, delta=2 * QUARTER)
+        self.check_events(self.events("day"))
+
+        _, data = self.period_lines("day")
+        order = [["15", "0"], ["15", "1"]] * 96
+        self.assertEqual([line[2:4] for line in data], [*order, ["1440", "0"], ["1440", "1"]])
+        self.assertEqual({line[0] for line in data[-4:]}, {data[-1][0]}, "the day's lines carry their step's time")
+        for sfp in ("0", "1"):
+            syncs = sum(int(line[4]) for line in data if line[2:4] == ["15", sfp])
+            day = sum(int(line[4]) for line in data if line[2:4] == ["1440", sfp])
+            self.assertAlmostEqual(syncs, day, delta=8 * QUARTER, msg="but for what came in between the two tests")
+
+
+if __name__ == "__main__":
+    unittest.main()
