@@ -409,7 +409,7 @@ void ReadEventAttributes(Reading& reading, const JsonValue& value, Event& event)
 
 /// What is not given is as it was at the start.
 void ReadEventPath(Reading& reading, const JsonValue& value, Event& event) {
-  if (reading.wrong) return;
+  if (reading.wrong || event.card >= reading.scenario.cards.size()) return;
   event.path = reading.scenario.cards[event.card].sfps[event.sfp].path;
   ReadPath<&Event::path>(reading, value, event);
 }
