@@ -10,13 +10,13 @@
 
 namespace kestrune::sim {
 
-// A scenario as plain data: what the simulated cards and the network around them are, and what happens to them.
-// The defaults are those of the scenario file. SFP index: 0 = SFP A, 1 = SFP B.
+// A scenario as plain data: what the simulated cards and the network around them are, and what happens to
+// them. The defaults are those of the scenario file. SFP index: 0 = SFP A, 1 = SFP B.
 
 /// A PTP grandmaster (or the boundary clock that stands for it) as seen from the card's ports.
 struct Grandmaster {
-  std::string name;                 ///< by which events refer to it
-  std::uint64_t clockIdentity = 0;  ///< of the grandmaster; IEEE 1588-2019, 7.5.2.2
+  std::string name;                     ///< by which events refer to it
+  std::uint64_t clockIdentity = 0;      ///< of the grandmaster; IEEE 1588-2019, 7.5.2.2
   std::uint64_t portClockIdentity = 0;  ///< of the clock that sends the messages; 0: the grandmaster itself
   std::array<std::uint8_t, 4> ipv4{};
   std::uint8_t priority1 = 128;
@@ -35,9 +35,9 @@ struct Grandmaster {
 
 /// The way between the masters and one SFP.
 struct Path {
-  double delayNs = 1500;     ///< mean of both directions
-  double asymmetryNs = 0;    ///< master to follower minus follower to master, halved
-  double jitterNs = 20;      ///< standard deviation of one message's delay
+  double delayNs = 1500;       ///< mean of both directions
+  double asymmetryNs = 0;      ///< master to follower minus follower to master, halved
+  double jitterNs = 20;        ///< standard deviation of one message's delay
   double lossProbability = 0;  ///< of one message, 0 to 1
 };
 
@@ -85,15 +85,15 @@ enum class EventKind {
   Genlock,            ///< the set members of genlockState, genlockSource, genlockFrameRate
   PathChange,         ///< sfp takes the path `path`
   PortState,          ///< sfp reports the raw PTP port state `value`; 0 gives it back to the model
-  CardState,          ///< the card's ST 2059 status reports the raw state `value`; 0 gives it back to the model
-  BestMasterSfp,      ///< the card's ST 2059 status reports the raw SFP number `value`; 0: the model's
+  CardState,      ///< the card's ST 2059 status reports the raw state `value`; 0 gives it back to the model
+  BestMasterSfp,  ///< the card's ST 2059 status reports the raw SFP number `value`; 0: the model's
   BestMasterSelection,  ///< the ST 2059 settings report the raw selection `value`
-  LinkSpeed,          ///< sfp reports the raw link speed code `value`
-  SfpIndex,           ///< the next `count` telemetry records of sfp carry the raw SFP index `value`
+  LinkSpeed,            ///< sfp reports the raw link speed code `value`
+  SfpIndex,             ///< the next `count` telemetry records of sfp carry the raw SFP index `value`
 };
 
 struct Event {
-  double at = 0;  ///< seconds of scenario time
+  double at = 0;            ///< seconds of scenario time
   double every = 0;         ///< repeats with this period, in seconds; 0: happens once
   std::uint32_t times = 1;  ///< how often it happens when it repeats; 0: for ever
   std::size_t card = 0;     ///< index into Scenario::cards
@@ -140,11 +140,12 @@ enum class Operation {
 };
 inline constexpr std::size_t operationCount = static_cast<std::size_t>(Operation::UnregisterSfpIp) + 1;
 
-/// An operation that returns a given code instead of doing its work.
+/// An operation that returns a given code instead of doing its work. Scenario time is that of the card
+/// concerned; for the first three operations, which concern no card, it is always 0.
 struct Fault {
   Operation operation{};
   HRESULT code = 0;
-  std::uint32_t firstCall = 1;  ///< counted from 1, over the whole process
+  std::uint32_t firstCall = 1;  ///< counted from 1 since the card services were activated
   std::uint32_t lastCall = 0;   ///< 0: no end
   double from = 0;              ///< seconds of scenario time
   std::optional<double> until;  ///< seconds of scenario time, excluded
@@ -152,7 +153,8 @@ struct Fault {
 
 struct Scenario {
   std::uint64_t seed = 1;
-  std::optional<std::int64_t> startEpoch;  ///< UTC seconds of the network's time at scenario time 0; none: the clock's
+  std::optional<std::int64_t>
+      startEpoch;  ///< UTC seconds of the network's time at scenario time 0; none: the clock's
   std::vector<Card> cards;
   std::vector<Grandmaster> grandmasters;
   std::vector<Event> events;

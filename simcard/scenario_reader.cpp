@@ -248,6 +248,7 @@ constexpr double longestTime = 3.2e9;
 
 constexpr Key<Grandmaster> grandmasterAttributeKeys[] = {
     {"address", Address},
+    {"reachable", Reachable},
     {"boundaryClock", ClockIdentity<&Grandmaster::portClockIdentity>},
     {"priority1", Whole<&Grandmaster::priority1, 0, 255>},
     {"clockClass", Whole<&Grandmaster::clockClass, 0, 255>},
@@ -265,7 +266,6 @@ constexpr Key<Grandmaster> grandmasterKeys[] = {
     {"name", Text<&Grandmaster::name, 100>, required},
     {"clockIdentity", ClockIdentity<&Grandmaster::clockIdentity>, required},
     {"present", Flag<&Grandmaster::present>},
-    {"reachable", Reachable},
 };
 
 void ReadAttributes(Reading& reading, const JsonValue& value, Grandmaster& target) {

@@ -2,11 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
+#include <set>
 #include <string>
+#include <vector>
 
 #include "diag/result_codes.h"
 
@@ -217,6 +217,36 @@ TEST(ScenarioReader, ReadyScenariosLoad) {
     ++count;
   }
   EXPECT_EQ(count, 8);
+}
+
+/// The JSON blocks of the documentation.
+std::vector<std::string> DocumentedScenarios() {
+  std::ifstream document(sourceFolder / "docs" / "simulated-card.md");
+  std::vector<std::string> blocks;
+  bool inside = false;
+  for (std::string line; std::getline(document, line);) {
+    if (line == "```json") {
+      blocks.emplace_back();
+      inside = true;
+    } else if (line == "```") {
+      inside = false;
+    } else if (inside) {
+      blocks.back() += line + "\n";
+    }
+  }
+  return blocks;
+}
+
+TEST(ScenarioReader, DocumentedScenariosLoadAndShowEveryEvent) {
+  std::set<EventKind> shown;
+  for (const std::string& block : DocumentedScenarios()) {
+    const auto result = ParseScenario(block);
+    ASSERT_EQ(ErrorOf(result), "") << block;
+    for (const Event& event : std::get<Scenario>(result).events) shown.insert(event.kind);
+  }
+  for (int kind = 0; kind <= static_cast<int>(EventKind::SfpIndex); ++kind) {
+    EXPECT_TRUE(shown.contains(static_cast<EventKind>(kind))) << "no example of event kind " << kind;
+  }
 }
 
 }  // namespace
