@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <optional>
 
 #include "scenario_clock.h"
 #include "sdk/card_services.h"
@@ -80,40 +79,40 @@ void CardEngine::LiveThroughBatch(std::int64_t until) {
 }
 
 void CardEngine::LiveThroughSecond() {
-  CardModel::Second second;
-  std::optional<GenlockStatus> genlock;
-  std::optional<St2059Status> st2059;
-  std::array<std::optional<SfpIpStatus>, 2> sfpIp;
+  Changes changes;
   {
     const std::lock_guard lock(mutex_);
-    second = model_->Advance();
+    const CardModel::Second second = model_->Advance();
     now_ = model_->Now();
     pending_.insert(pending_.end(), second.telemetry.begin(), second.telemetry.end());
     while (pending_.size() > longestQueue) pending_.pop_front();
-    if (second.genlockChanged) genlock = model_->ReadGenlockStatus();
-    if (second.st2059Changed) st2059 = model_->ReadSt2059Status();
+    if (second.genlockChanged) changes.genlock = model_->ReadGenlockStatus();
+    if (second.st2059Changed) changes.st2059 = model_->ReadSt2059Status();
     for (std::size_t sfp = 0; sfp < 2; ++sfp) {
-      if (second.sfpIpChanged[sfp]) sfpIp[sfp] = model_->ReadSfpIpStatus(sfp);
+      if (second.sfpIpChanged[sfp]) changes.sfpIp[sfp] = model_->ReadSfpIpStatus(sfp);
     }
   }
+  Post(changes);
+}
 
-  if (genlock) {
-    genlockThread_.Post([list = genlockCallbacks_, status = *genlock] {
+void CardEngine::Post(const Changes& changes) {
+  if (changes.genlock) {
+    genlockThread_.Post([list = genlockCallbacks_, status = *changes.genlock] {
       list->CallEach([&](IUnknown*, IUnknown* callback) {
         static_cast<IZvGenlockNotificationCallback*>(callback)->OnGenlockStatusChanged(&status);
       });
     });
   }
-  if (st2059) {
-    st2059Thread_.Post([list = st2059Callbacks_, status = *st2059] {
+  if (changes.st2059) {
+    st2059Thread_.Post([list = st2059Callbacks_, status = *changes.st2059] {
       list->CallEach([&](IUnknown*, IUnknown* callback) {
         static_cast<IZvSmpte2059NotificationCallback*>(callback)->OnSt2059StatusChanged(&status);
       });
     });
   }
   for (std::size_t sfp = 0; sfp < 2; ++sfp) {
-    if (!sfpIp[sfp]) continue;
-    sfpIpThread_.Post([list = sfpIpCallbacks_[sfp], status = *sfpIp[sfp]] {
+    if (!changes.sfpIp[sfp]) continue;
+    sfpIpThread_.Post([list = sfpIpCallbacks_[sfp], status = *changes.sfpIp[sfp]] {
       list->CallEach([&](IUnknown* owner, IUnknown* callback) {
         static_cast<IZvSfpIpNotificationCallback*>(callback)->OnSfpIpStatusChanged(
             static_cast<IZvSfpIp*>(owner), &status);

@@ -6,6 +6,7 @@
 #include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <thread>
 #include <utility>
 
@@ -62,10 +63,18 @@ class CardEngine : public std::enable_shared_from_this<CardEngine> {
   CallbackList& SfpIpCallbacks(std::uint32_t sfpNumber);
 
  private:
+  /// The status records as they are after a second that changed them.
+  struct Changes {
+    std::optional<GenlockStatus> genlock;
+    std::optional<St2059Status> st2059;
+    std::array<std::optional<SfpIpStatus>, 2> sfpIp;
+  };
+
   CardModel& Model();
   void Run();
   void LiveThroughBatch(std::int64_t until);
   void LiveThroughSecond();
+  void Post(const Changes& changes);
   void RingMonitorData();
   std::size_t PendingCount();
 
