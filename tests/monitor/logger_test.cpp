@@ -13,8 +13,10 @@ namespace kestrune {
 namespace {
 
 using test::FakeCard;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
+using testing::Not;
 
 class LoggerTest : public testing::Test {
  protected:
@@ -101,11 +103,13 @@ TEST_F(LoggerTest, SetsUpAndTearsDownInOrder) {
 
 TEST_F(LoggerTest, DocumentsAreIndentedByFourBlanks) {
   Start();
-  const std::string text = test::ReadText(EventLog());
-  EXPECT_EQ(text.substr(0, 13), "{\n    \"Time\":") << "lines end as text lines do";
-  EXPECT_NE(text.find("\n    \"Last correction\": {\n        \"seconds\": 0,\n"), std::string::npos);
-  EXPECT_TRUE(text.ends_with("\n}\n"));
-  EXPECT_EQ(text.find("\n\n"), std::string::npos);
+  const auto lines = test::ReadLines(EventLog());
+  EXPECT_THAT(lines, Contains("    \"Last correction\": {").Times(2));
+  EXPECT_THAT(lines, Contains("        \"seconds\": 0,").Times(2));
+  EXPECT_THAT(lines, Contains("{").Times(initialEvents.size()));
+  EXPECT_EQ(lines.front(), "{");
+  EXPECT_EQ(lines.back(), "}");
+  EXPECT_THAT(lines, Not(Contains("")));
 }
 
 TEST_F(LoggerTest, SecondRunAppends) {

@@ -7,7 +7,7 @@ import unittest
 from kestrune import FAILURE, PROGRAM, WINDOWS, ProgramTest
 
 NOT_CREATED = ": Could not create IZvSystemConfiguration : Unknown error"
-CLASS_KEY = r"HKCU\Software\Classes\CLSID\{61113A25-4EF7-45CA-9493-C20D255E4ACA}\InprocServer32"
+CLASS_KEY = r"HKLM\Software\Classes\CLSID\{61113A25-4EF7-45CA-9493-C20D255E4ACA}\InprocServer32"
 
 
 def wine(*arguments):
