@@ -7,6 +7,7 @@
 
 #include "app/usage.h"
 #include "cmdline/command_line_parser.h"
+#include "convert/raw_data_conversion.h"
 #include "diag/status.h"
 #include "monitor/logger.h"
 #include "monitor/ptp_monitor.h"
@@ -48,7 +49,12 @@ ResultHolder RunMode(const ApplicationContext& context, const CZvCommandLinePars
 }
 
 void PrivilegedMode(const CZvCommandLineParser& parser) {
-  if (!parser.HasWord("decypher")) PrintPrivilegedUsage();
+  if (!parser.HasWord("decypher")) {
+    PrintPrivilegedUsage();
+    return;
+  }
+  ConvertRawData("ptpLog_decyphered_raw_data.txt", OptionValue(parser, "sf"), OptionValue(parser, "sp"),
+                 OptionValue(parser, "df"), OptionValue(parser, "dp"));
 }
 
 ResultHolder CreateSystemConfiguration(ApplicationContext& context) {

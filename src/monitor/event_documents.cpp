@@ -16,7 +16,7 @@ struct CodeText {
 };
 
 /// The code's text, or the fallback after a status line with `message`.
-std::string TextOf(std::int64_t code, std::span<const CodeText> table, const char* message,
+const char* TextOf(std::int64_t code, std::span<const CodeText> table, const char* message,
                    const char* fallback = "invalid") {
   for (const CodeText& row : table) {
     if (row.code == code) return row.text;
@@ -25,9 +25,10 @@ std::string TextOf(std::int64_t code, std::span<const CodeText> table, const cha
   return fallback;
 }
 
-void AddText(rapidjson::Document& document, const char* key, const std::string& text) {
+void AddText(rapidjson::Document& document, const char* key, std::string_view text) {
   auto& allocator = document.GetAllocator();
-  document.AddMember(rapidjson::StringRef(key), rapidjson::Value(text.c_str(), allocator), allocator);
+  rapidjson::Value value(text.data(), static_cast<rapidjson::SizeType>(text.size()), allocator);
+  document.AddMember(rapidjson::StringRef(key), value, allocator);
 }
 
 template <class Integer>
@@ -153,7 +154,7 @@ std::string SfpLabelText(std::uint32_t sfpIndex) {
   return TextOf(sfpIndex, table, "Invalid SFP index");
 }
 
-std::string St2059StateText(std::int32_t state) {
+std::string_view St2059StateText(std::int32_t state) {
   static constexpr CodeText table[] = {
       {1, "initializing"},      {2, "faulty"},           {3, "disabled"}, {4, "listening"},
       {5, "pre-leader"},        {6, "leader"},           {7, "passive"},  {8, "uncalibrated"},

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "sdk/records.h"
 
@@ -43,7 +44,7 @@ std::string GenlockFrameRateText(std::uint32_t frameRate);
 /// Takes an SFP index: 0 for SFP A, 1 for SFP B.
 std::string SfpLabelText(std::uint32_t sfpIndex);
 /// PTP port states, of a card and of an SFP alike.
-std::string St2059StateText(std::int32_t state);
+std::string_view St2059StateText(std::int32_t state);
 std::string BestMasterSelectionText(std::uint32_t selection);
 
 }  // namespace kestrune

@@ -11,4 +11,11 @@ std::string WithSeparator(std::string folder);
 /// A name as the operating system opens it: where that knows only the slash, every backslash becomes one.
 std::string NativePath(std::string name);
 
+/// Does this name, as the operating system opens it, lead to a folder?
+bool IsFolder(const std::string& name);
+
+/// Do two names, as the operating system opens them, lead to one existing file, by whatever spellings and
+/// links? False when either leads nowhere.
+bool IsSameFile(const std::string& left, const std::string& right);
+
 }  // namespace kestrune
