@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
+#include <utility>
 
 #include "diag/result_codes.h"
 #include "diag/status.h"
@@ -60,8 +62,13 @@ Value Read(const RawDataUnit& unit, std::size_t place) {
   return value;
 }
 
+/// Most values have one digit.
 template <class Integer>
 char* WriteInteger(char* text, Integer value, int base = 10) {
+  if (static_cast<std::make_unsigned_t<Integer>>(value) < 10) {
+    *text = static_cast<char>('0' + value);
+    return text + 1;
+  }
   return std::to_chars(text, text + detail::longestDecimal<std::int64_t>, value, base).ptr;
 }
 
@@ -75,11 +82,7 @@ char* WriteIPv4(char* text, const RawDataUnit& unit, std::size_t place) {
 }
 
 char* WriteClockIdentity(char* text, const RawDataUnit& unit, std::size_t place) {
-  std::uint64_t identity = 0;
-  for (const std::uint8_t octet : Read<std::array<std::uint8_t, 8>>(unit, place)) {
-    identity = identity << 8 | octet;
-  }
-  return WriteInteger(text, identity, 16);
+  return WriteInteger(text, __builtin_bswap64(Read<std::uint64_t>(unit, place)), 16);
 }
 
 /// A pair of seconds and nanoseconds over the count, in nanoseconds.
@@ -104,9 +107,11 @@ std::uint64_t LinkSpeed(std::uint32_t code) {
   return 0;
 }
 
+/// The rendering is known when it is compiled, so that a line's values follow one another without a branch.
+template <Rendering rendering>
 char* WriteValue(char* text, const RawDataUnit& unit, const Column& column) {
   const std::size_t place = column.place;
-  switch (column.rendering) {
+  switch (rendering) {
     case Rendering::Unsigned8:
       return WriteInteger(text, Read<std::uint8_t>(unit, place));
     case Rendering::Unsigned32:
@@ -166,10 +171,10 @@ std::string HeaderText() {
 
 std::size_t WriteLine(const RawDataUnit& unit, std::span<char, longestLine> line) {
   char* text = line.data();
-  for (const Column& column : columns) {
-    text = WriteValue(text, unit, column);
-    *text++ = ',';
+  [&]<std::size_t... i>(std::index_sequence<i...>) {
+    ((text = WriteValue<columns[i].rendering>(text, unit, columns[i]), *text++ = ','), ...);
   }
+  (std::make_index_sequence<columns.size()>());
   text[-1] = '\n';
   return static_cast<std::size_t>(text - line.data());
 }
