@@ -57,6 +57,7 @@ consteval std::size_t LongestLine() {
 
 /// No record line is longer, its line feed included.
 inline constexpr std::size_t longestLine = detail::LongestLine();
+static_assert(longestLine <= 4096, "a line lives on the stack");
 
 /// The abbreviation line and the column line, without a line feed behind the latter.
 std::string HeaderText();
