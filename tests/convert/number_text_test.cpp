@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <limits>
 #include <random>
-#include <sstream>
 #include <string>
 
 namespace kestrune {
@@ -51,15 +50,6 @@ TEST(NumberText, IsPrintfsForManyValues) {
     // Few bits behind the point: many of these lie half-way between two texts.
     ExpectAsPrintf(std::ldexp(static_cast<double>(random() >> 11), -static_cast<int>(random() % 53)));
     if (const auto any = std::bit_cast<double>(random()); std::isfinite(any)) ExpectAsPrintf(any);
-  }
-}
-
-TEST(NumberText, SpellsNaNAsAStreamDoes) {
-  for (const double nan :
-       {std::numeric_limits<double>::quiet_NaN(), -std::numeric_limits<double>::quiet_NaN()}) {
-    std::ostringstream stream;
-    stream << nan;
-    EXPECT_EQ(Written(nan), stream.str());
   }
 }
 
