@@ -140,6 +140,11 @@ struct Files {
       const RawDataUnit unit = day.Next();
       file.write(reinterpret_cast<const char*>(&unit), sizeof unit);
     }
+    file.close();
+    std::ifstream source(raw, std::ios::binary);
+    std::ofstream destination(text, std::ios::binary);
+    ConvertUnits(source, std::int64_t{unitsPerDay} * static_cast<std::int64_t>(sizeof(RawDataUnit)),
+                 destination);
   }
   Files(const Files&) = delete;
   ~Files() {
@@ -245,11 +250,18 @@ void ConvertByStream(std::istream& source, std::int64_t size, std::ostream& dest
   destination.flush();
 }
 
+double UserMilliseconds(const rusage& usage) {
+  return 1e3 * static_cast<double>(usage.ru_utime.tv_sec) +
+         1e-3 * static_cast<double>(usage.ru_utime.tv_usec);
+}
+
 /// One conversion of the day's file; `synced` waits for the disk.
 template <class Convert>
 void ConvertDay(benchmark::State& state, Convert convert, const std::string& text, bool synced) {
   const Files& files = DayFiles();
   const auto size = static_cast<std::int64_t>(std::filesystem::file_size(files.raw));
+  rusage before{};
+  getrusage(RUSAGE_SELF, &before);
   for (auto _ : state) {
     std::ifstream source(files.raw, std::ios::binary);
     std::ofstream destination(text, std::ios::binary | std::ios::trunc);
@@ -258,9 +270,11 @@ void ConvertDay(benchmark::State& state, Convert convert, const std::string& tex
     if (synced) SyncToDisk(text);
   }
   state.SetBytesProcessed(state.iterations() * size);
-  rusage usage{};
-  getrusage(RUSAGE_SELF, &usage);
-  state.counters["peakMB"] = static_cast<double>(usage.ru_maxrss) / 1024;
+  rusage after{};
+  getrusage(RUSAGE_SELF, &after);
+  state.counters["peakMB"] = static_cast<double>(after.ru_maxrss) / 1024;
+  state.counters["userMs"] = benchmark::Counter(UserMilliseconds(after) - UserMilliseconds(before),
+                                                benchmark::Counter::kAvgIterations);
 }
 
 void Convert(benchmark::State& state) {
