@@ -2,15 +2,46 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <string>
+
 namespace kestrune {
 namespace {
 
-TEST(ResultCodes, TextsOfKnownAndUnknownCodes) {
-  EXPECT_STREQ(GetResultText(0), L"ZV_NOERROR: No error");
-  EXPECT_STREQ(GetResultText(1), L"ZV_FALSE: FALSE");
-  EXPECT_STREQ(GetResultText(0x89998FFF), L"ZV_E_FAIL: Generic error.");
-  EXPECT_STREQ(GetResultText(0x89998044), L"ZV_E_INVALID_PARAMETER: One of the method parameter is invalid.");
-  for (const std::uint32_t unknown : {2U, 0x89998000U, 0x89998396U, 0x89999000U, 0xFFFFFFFFU}) {
+TEST(ResultCodes, EveryCodeHasItsNameAndASentence) {
+  std::ifstream names(KESTRUNE_TESTS_FOLDER "/diag/result_code_names.txt");
+  std::uint32_t code = 0;
+  std::string name;
+  int rows = 0;
+  for (; names >> std::hex >> code >> name; ++rows) {
+    const std::wstring text = GetResultText(code);
+    const std::wstring start = std::wstring(name.begin(), name.end()) + L": ";
+    EXPECT_TRUE(text.starts_with(start)) << name;
+    EXPECT_GT(text.size(), start.size()) << name;
+  }
+  EXPECT_EQ(rows, 1400);
+}
+
+TEST(ResultCodes, TheProgramsOwnTexts) {
+  const std::pair<std::uint32_t, const wchar_t*> rows[] = {
+      {0x00000000, L"ZV_NOERROR: No error"},
+      {0x00000001, L"ZV_FALSE: FALSE"},
+      {0x89998FFF, L"ZV_E_FAIL: Generic error."},
+      {0x89998001, L"ZV_E_INVALID_STRUCTURE_SIZE: Structure size not set or not valid."},
+      {0x89998002, L"ZV_E_NOT_SUPPORTED: The requested operation is not supported."},
+      {0x89998010, L"ZV_E_NO_HARDWARE_PROFILE_FOUND: No hardware profile available in the system."},
+      {0x89998012, L"ZV_E_END_OF_ENUM: No more items to enumerate."},
+      {0x89998043, L"ZV_E_OUT_OF_MEMORY: Not enough memory to perform the operation"},
+      {0x89998044, L"ZV_E_INVALID_PARAMETER: One of the method parameter is invalid."},
+      {0x89998045, L"ZV_E_INVALID_POINTER: One of the method parameter is a uninitialized pointer."},
+  };
+  for (const auto& [code, text] : rows) EXPECT_STREQ(GetResultText(code), text);
+}
+
+TEST(ResultCodes, GapsAndNeighboursOfTheFamiliesAreUnknown) {
+  for (const std::uint32_t unknown : {0x00000002U, 0x09990000U, 0x099900B1U, 0x09991FFFU, 0x0999203DU,
+                                      0x89998000U, 0x89998016U, 0x89998396U, 0x89998FFEU, 0x89999000U,
+                                      0xA306F016U, 0xE306F015U, 0xE2644101U, 0xEDDD8017U, 0xFFFFFFFFU}) {
     EXPECT_STREQ(GetResultText(unknown), L"Unknown error") << std::hex << unknown;
   }
 }
