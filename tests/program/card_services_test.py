@@ -1,6 +1,7 @@
 """How the program finds its card services, and that any which keep the contract will do."""
 
 import os
+import shutil
 import subprocess
 import unittest
 
@@ -98,6 +99,11 @@ class CardServicesTest(ProgramTest):
             result = self.run_program("list", ZV_CARD_SERVICES=library)
             self.assertEqual((result.messages, result.status), ([NOT_CREATED], FAILURE))
             self.assertIn(said, result.errors)
+
+        alone = shutil.copy(PROGRAM[0], self.folder)
+        result = subprocess.run([alone, "list"], stdout=subprocess.PIPE, check=False)
+        self.assertIn(NOT_CREATED.encode(), result.stdout)
+        self.assertEqual(result.returncode, FAILURE)
 
 
 if __name__ == "__main__":

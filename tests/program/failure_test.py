@@ -86,6 +86,12 @@ class FailureTest(ProgramTest):
         self.assertEqual((result.messages, result.status), ([STARTING, NOT_INITIALIZED + TEXT], FAILURE))
         self.assertEqual(self.event_types(), [*GENLOCK, *ST2059, *SFP_IP, "start of monitoring"])
 
+    def test_only_the_enumerators_end_is_normal(self):
+        faults = [{"operation": "GetCardEnumerator", "code": "ZV_E_END_OF_ENUM", "call": 1}]
+        result = self.run_program("list", scenario={"faults": faults})
+        message = CARDS_FAILED + " : ZV_E_END_OF_ENUM: No more items to enumerate."
+        self.assertEqual((result.messages, result.status), ([message], FAILURE))
+
     def test_missing_sfp(self):
         for sfps in ([1], [2], [], [3, 4], [1, 1]):
             card = {"modelCode": 98, "serialNumber": "1", "sfpNumbers": sfps}
