@@ -20,12 +20,9 @@
 namespace kestrune::sim {
 
 /// One simulated card at work: the model, lived through in step with the clock, and the threads that tell of
-/// it.
-///
-///   telemetry thread    lives through each second that falls due, calls the monitor-data callbacks and posts
-///   the
-///                       status changes to
-///   genlock thread, ST 2059 thread, SFP IP thread, which call the callbacks of their kind
+/// it. The telemetry thread lives through each second that falls due, calls the monitor-data callbacks and
+/// posts the status changes to the genlock, ST 2059 and SFP IP threads, which call the callbacks of their
+/// kind.
 ///
 /// Scenario time stands at 0 until Start. Any thread calls the public operations.
 class CardEngine : public std::enable_shared_from_this<CardEngine> {
