@@ -41,7 +41,7 @@ class Logger : public CZvUnknown,
   /// closes the files.
   ~Logger() override;
 
-  ZV_FORWARD_UNKNOWN
+  ZV_FORWARD_UNKNOWN(override)
 
   /// Opens the files, registers with the card, logs the state that it finds and announces the start. `prefix`
   /// and `folder` may be empty: "ptpLog", the current working directory. Called once. A failure prints its

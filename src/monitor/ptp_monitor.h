@@ -18,7 +18,7 @@ class PtpMonitor : public CZvUnknown {
   /// `clock` tells when a period ends; it is not owned and outlives the monitor.
   explicit PtpMonitor(Clock& clock) : CZvUnknown(L"PtpMonitor"), clock_(clock) {}
 
-  ZV_FORWARD_UNKNOWN
+  ZV_FORWARD_UNKNOWN()
 
   /// The run's logger; one held before is destroyed first.
   void SetLogger(std::unique_ptr<Logger> logger);

@@ -31,7 +31,7 @@ class GenlockStatusCallback : public CZvUnknown, public IZvGenlockNotificationCa
  public:
   explicit GenlockStatusCallback(GenlockStatusChangeNotificationSubscriber* subscriber)
       : CZvUnknown(L"GenlockStatusCallback"), subscriber_(subscriber) {}
-  ZV_FORWARD_UNKNOWN
+  ZV_FORWARD_UNKNOWN(override)
 
   HRESULT STDMETHODCALLTYPE OnGenlockStatusChanged(const GenlockStatus* status) override {
     subscriber_->OnGenlockStatusChange(*status);
@@ -46,7 +46,7 @@ class ST2059StatusCallback : public CZvUnknown, public IZvSmpte2059NotificationC
  public:
   explicit ST2059StatusCallback(ST2059StatusNotificationSubscriber* subscriber)
       : CZvUnknown(L"ST2059StatusCallback"), subscriber_(subscriber) {}
-  ZV_FORWARD_UNKNOWN
+  ZV_FORWARD_UNKNOWN(override)
 
   HRESULT STDMETHODCALLTYPE OnSt2059StatusChanged(const St2059Status* status) override {
     subscriber_->OnSt2059StatusChange(*status);
@@ -61,7 +61,7 @@ class SfpIpNotificationCallback : public CZvUnknown, public IZvSfpIpNotification
  public:
   explicit SfpIpNotificationCallback(SfpIpNotificationSubscriber* subscriber)
       : CZvUnknown(L"SfpIpNotificationCallback"), subscriber_(subscriber) {}
-  ZV_FORWARD_UNKNOWN
+  ZV_FORWARD_UNKNOWN(override)
 
   HRESULT STDMETHODCALLTYPE OnSfpIpStatusChanged(IZvSfpIp* sfp, const SfpIpStatus* status) override {
     subscriber_->OnSfpIpStatusChange(*sfp, *status);

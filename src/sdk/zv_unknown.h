@@ -50,10 +50,11 @@ class CZvUnknown : public INonDelegatingUnknown {
 
 }  // namespace kestrune
 
-/// The operations of IUnknown of a component's interfaces: they go to the controlling unknown.
-#define ZV_FORWARD_UNKNOWN                                                            \
-  virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) {       \
-    return Outer()->NonDelegatingQueryInterface(iid, object);                         \
-  }                                                                                   \
-  virtual ULONG STDMETHODCALLTYPE AddRef() { return Outer()->NonDelegatingAddRef(); } \
-  virtual ULONG STDMETHODCALLTYPE Release() { return Outer()->NonDelegatingRelease(); }
+/// The operations of IUnknown of a component's interfaces: they go to the controlling unknown. `specifier` is
+/// override, or empty in a component without an interface.
+#define ZV_FORWARD_UNKNOWN(specifier)                                                           \
+  virtual HRESULT STDMETHODCALLTYPE QueryInterface(REFIID iid, void** object) specifier {       \
+    return Outer()->NonDelegatingQueryInterface(iid, object);                                   \
+  }                                                                                             \
+  virtual ULONG STDMETHODCALLTYPE AddRef() specifier { return Outer()->NonDelegatingAddRef(); } \
+  virtual ULONG STDMETHODCALLTYPE Release() specifier { return Outer()->NonDelegatingRelease(); }

@@ -55,7 +55,7 @@ TEST(ZvUnknown, AggregatedInterfacesForwardToTheOuterObject) {
   };
   struct Inner : CZvUnknown, IZvSmpte2059MonitorDataNotificationCallback {
     explicit Inner(INonDelegatingUnknown* outer) : CZvUnknown(L"Inner", outer) {}
-    ZV_FORWARD_UNKNOWN
+    ZV_FORWARD_UNKNOWN(override)
     HRESULT STDMETHODCALLTYPE OnMonitorDataReady() override { return S_OK; }
   };
   auto* outer = new Outer;
