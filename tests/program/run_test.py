@@ -4,7 +4,7 @@ import math
 import struct
 import unittest
 
-from kestrune import ProgramTest, local_time
+from kestrune import PASS_PHRASE, ProgramTest, local_time
 
 QUARTER = 900
 
@@ -44,15 +44,21 @@ def split(value):
     return [seconds, whole - seconds * 10**9]
 
 
+def monitoring(record):
+    """The 50 integers of a record's performance-monitoring section."""
+    return struct.unpack_from("<50i", record, 112)
+
+
 def period_results(records):
-    """The 50 values of a period, computed anew from its records with exact sums."""
+    """The 50 values of a period, computed anew with exact sums from its records' 50 integers."""
     results = []
-    for group in (112, 212):
-        counted = [record for record in records if struct.unpack_from("<i", record, group)[0] > 0]
-        count = sum(struct.unpack_from("<i", record, group)[0] for record in counted)
+    for group in (0, 25):
+        counted = [record for record in records if record[group] > 0]
+        count = sum(record[group] for record in counted)
         results.append(count)
         for quantity in range(3):
-            figures = [struct.unpack_from("<8i", record, group + 4 + 32 * quantity) for record in counted]
+            first = group + 1 + 8 * quantity
+            figures = [record[first : first + 8] for record in counted]
             if not figures:
                 results += [0] * 8
                 continue
@@ -74,19 +80,28 @@ class RunTest(ProgramTest):
             if "Last correction" in event:
                 self.assertEqual(list(event["Last correction"]), ["seconds", "nanoseconds"])
 
+    def converted(self):
+        """Every unit of the raw data file as its conversion tells it: (SFP index, 50 integers)."""
+        self.run_program(PASS_PHRASE, "decypher")
+        _, header, *lines = (self.folder / "ptpLog_decyphered_raw_data.txt").read_text().splitlines()
+        names = header.split(", ")
+        places = [place for place, name in enumerate(names) if name.startswith("pm-") and not name.endswith("(0f)")]
+        rows = (line.split(",") for line in lines)
+        return [(int(row[names.index("sfp")]), tuple(int(row[place]) for place in places)) for row in rows]
+
     def figures_differ(self, lines, units, minutes):
         """The first line whose values are not those of its period's records, which follow one another without a gap.
         Where a period ended between two records only the line's two counts can tell."""
         for sfp in (0, 1):
-            records = [record for _, record in units if record[0] == sfp]
+            records = [record for index, record in units if index == sfp]
             start = 0
             for line in (line for line in lines if line[2:4] == [str(minutes), str(sfp)]):
                 found = [int(value) for value in line[4:]]
                 end = start
                 syncs = delay_resps = 0
                 while end < len(records) and (syncs < found[0] or delay_resps < found[25]):
-                    syncs += struct.unpack_from("<i", records[end], 112)[0]
-                    delay_resps += struct.unpack_from("<i", records[end], 212)[0]
+                    syncs += records[end][0]
+                    delay_resps += records[end][25]
                     end += 1
                 if period_results(records[start:end]) != found:
                     return f"SFP {sfp}, records {start} to {end}: {period_results(records[start:end])} != {found}"
@@ -116,8 +131,9 @@ class RunTest(ProgramTest):
         self.assertEqual(kinds[-1], "end of monitoring")
 
     def test_runs_append(self):
-        """And every figure of a period is that of the records which the run stored. A record that arrives while a
-        period's results are being taken may be counted by halves, so a run in which one did is made again."""
+        """And every figure of a period is that of the records which the run stored, as their conversion tells them. A
+        record that arrives while a period's results are being taken may be counted by halves, so a run in which one
+        did is made again."""
         differs = "no run yet"
         units = []
         for run in range(1, 5):
@@ -129,7 +145,9 @@ class RunTest(ProgramTest):
             earlier, units = units, self.raw_units()
             self.assertEqual(units[: len(earlier)], earlier)
             if differs:
-                differs = self.figures_differ(self.period_lines()[1][-8:], units[len(earlier) :], 15)
+                converted = self.converted()
+                self.assertEqual(converted, [(record[0], monitoring(record)) for _, record in units])
+                differs = self.figures_differ(self.period_lines()[1][-8:], converted[len(earlier) :], 15)
             elif run >= 2:
                 break
         self.assertIsNone(differs)

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <thread>
 #include <vector>
 
@@ -147,47 +146,6 @@ TEST(Callbacks, ForwardTheCardServicesRecord) {
   const auto status = MakeRecord<GenlockStatus>();
   EXPECT_EQ(registered->OnGenlockStatusChanged(&status), S_OK);
   EXPECT_EQ(subscriber.last, &status) << "neither copied nor changed";
-}
-
-/// The position of a virtual operation in its interface's table, from the member pointer's representation.
-template <class Operation>
-std::size_t Position(Operation operation) {
-  std::size_t offset = 0;
-  static_assert(sizeof operation >= sizeof offset);
-  std::memcpy(&offset, &operation, sizeof offset);
-  return (offset - 1) / sizeof(void*);
-}
-
-TEST(CardServices, OperationsStandAtTheirPositions) {
-  EXPECT_EQ(Position(&IZvSystemConfiguration::GetCardEnumerator), 3U);
-  EXPECT_EQ(Position(&IZvSystemConfigurationCardEnumerator::Next), 4U);
-  EXPECT_EQ(Position(&IZvCardConfigurationPrivate::GetGenlockConfiguration), 15U);
-  EXPECT_EQ(Position(&IZvCardConfiguration::GetCardInformation), 36U);
-  EXPECT_EQ(Position(&IZvCardConfigurationPrivate::CreateSfpIpEnumerator), 39U);
-  EXPECT_EQ(Position(&IZvCardConfiguration::GetSmpte2059), 51U);
-  EXPECT_EQ(Position(&IZvCardConfigurationPrivate::RegisterMonitorDataCallback), 62U);
-  EXPECT_EQ(Position(&IZvCardConfigurationPrivate::UnregisterMonitorDataCallback), 63U);
-  EXPECT_EQ(Position(&IZvCardConfigurationPrivate::GetMonitorData), 64U);
-  EXPECT_EQ(Position(&IZvGenlockConfiguration::GetSettings), 3U);
-  EXPECT_EQ(Position(&IZvGenlockConfiguration::GetNotification), 5U);
-  EXPECT_EQ(Position(&IZvGenlockConfiguration::GetStatus), 6U);
-  EXPECT_EQ(Position(&IZvGenlockNotification::RegisterCallback), 5U);
-  EXPECT_EQ(Position(&IZvGenlockNotification::UnregisterCallback), 6U);
-  EXPECT_EQ(Position(&IZvSmpte2059::GetSettings), 4U);
-  EXPECT_EQ(Position(&IZvSmpte2059::GetStatus), 5U);
-  EXPECT_EQ(Position(&IZvSmpte2059::RegisterCallback), 6U);
-  EXPECT_EQ(Position(&IZvSmpte2059::UnregisterCallback), 7U);
-  EXPECT_EQ(Position(&IZvSmpte2059::GetSfp), 8U);
-  EXPECT_EQ(Position(&IZvSmpte2059Sfp::GetStatus), 5U);
-  EXPECT_EQ(Position(&IZvSfpIpEnumerator::Next), 4U);
-  EXPECT_EQ(Position(&IZvSfpIp::GetSfpNumber), 3U);
-  EXPECT_EQ(Position(&IZvSfpIp::GetStatus), 6U);
-  EXPECT_EQ(Position(&IZvSfpIp::RegisterCallback), 7U);
-  EXPECT_EQ(Position(&IZvSfpIp::UnregisterCallback), 8U);
-  EXPECT_EQ(Position(&IZvGenlockNotificationCallback::OnGenlockStatusChanged), 3U);
-  EXPECT_EQ(Position(&IZvSmpte2059NotificationCallback::OnSt2059StatusChanged), 3U);
-  EXPECT_EQ(Position(&IZvSfpIpNotificationCallback::OnSfpIpStatusChanged), 3U);
-  EXPECT_EQ(Position(&IZvSmpte2059MonitorDataNotificationCallback::OnMonitorDataReady), 3U);
 }
 
 }  // namespace
