@@ -6,9 +6,9 @@
 namespace kestrune {
 
 /// The card's figures for one timing quantity over the samples of one telemetry interval: pairs of a seconds
-/// part and a nanoseconds part, value = seconds × 1e9 + nanoseconds, in nanoseconds, both parts signed.
-/// Average = sum / N and standard deviation = sqrt(summed squared deviation / N), N the interval's sample
-/// count.
+/// part and a nanoseconds part, value = seconds × 1e9 + nanoseconds, both parts signed; in nanoseconds, the
+/// summed squared deviation in their squares. Average = sum / N and standard deviation = sqrt(summed squared
+/// deviation / N), N the interval's sample count.
 struct QuantityFigures {
   std::int32_t sumSeconds;
   std::int32_t sumNanoseconds;

@@ -4,6 +4,7 @@ import unittest
 
 from kestrune import FAILURE, ProgramTest
 
+SPEED = 1200
 CODE = "ZV_E_NOT_SUPPORTED"
 TEXT = " : ZV_E_NOT_SUPPORTED: The requested operation is not supported."
 GENERIC = " : ZV_E_FAIL: Generic error."
@@ -124,7 +125,7 @@ class FailureTest(ProgramTest):
                     "timeline": [{"at": 60, **event}],
                     "faults": [{"operation": operation, "code": CODE, "from": 30, "until": 3500}],
                 }
-                result = self.run_program("run", "-d=1", f"-f={operation}", scenario=scenario, speed=3600)
+                result = self.run_program("run", "-d=1", f"-f={operation}", scenario=scenario, speed=SPEED)
                 self.assertEqual(result.status, 0)
                 self.assertEqual(result.messages[1], message)
                 self.assertEqual(result.messages[-1], ENDING)
@@ -141,7 +142,7 @@ class FailureTest(ProgramTest):
             {"at": 30, "event": "sfp-index", "sfp": "A", "value": 2, "count": 1},
             {"at": 40, "event": "best-master-selection", "value": 9},
         ]
-        result = self.run_program("run", "-d=1", scenario={"timeline": timeline}, speed=3600)
+        result = self.run_program("run", "-d=1", scenario={"timeline": timeline}, speed=SPEED)
         self.assertEqual(result.status, 0)
         code = " : ZV_E_INVALID_PARAMETER: One of the method parameter is invalid."
         for message in (
