@@ -10,6 +10,7 @@ import os
 import pathlib
 import re
 import shlex
+import signal
 import struct
 import subprocess
 import tempfile
@@ -38,10 +39,10 @@ def command(arguments, speed=None):
 
 
 class Result:
-    def __init__(self, process):
+    def __init__(self, process, text, errors):
         self.status = process.returncode
-        self.text = process.stdout.replace("\r\n", "\n")
-        self.errors = process.stderr
+        self.text = text.replace("\r\n", "\n")
+        self.errors = errors
         self.lines = self.text.split("\n")[:-1]
 
     @property
@@ -70,21 +71,6 @@ class ProgramTest(unittest.TestCase):
             environment["ZV_SIM_SCENARIO"] = str(file)
         return environment
 
-    def run_program(self, *arguments, scenario=None, speed=None, timeout=120, **environment):
-        return Result(
-            subprocess.run(
-                command(arguments, speed),
-                cwd=self.folder,
-                env=self.environment(scenario, **environment),
-                stdin=subprocess.DEVNULL,
-                stdout=subprocess.PIPE,
-                stderr=subprocess.PIPE,
-                encoding="utf-8",
-                errors="replace",
-                timeout=timeout,
-            )
-        )
-
     def start_program(self, *arguments, scenario=None, speed=None, **environment):
         """The running program, in a process group of its own."""
         return subprocess.Popen(
@@ -93,9 +79,19 @@ class ProgramTest(unittest.TestCase):
             env=self.environment(scenario, **environment),
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
-            stderr=subprocess.DEVNULL,
+            stderr=subprocess.PIPE,
+            encoding="utf-8",
+            errors="replace",
             start_new_session=True,
         )
+
+    def run_program(self, *arguments, timeout=120, **how):
+        process = self.start_program(*arguments, **how)
+        try:
+            return Result(process, *process.communicate(timeout=timeout))
+        except subprocess.TimeoutExpired:
+            os.killpg(process.pid, signal.SIGKILL)
+            raise
 
     def raw_units(self, prefix="ptpLog"):
         """Every unit of the raw data file, as (epoch time, record)."""

@@ -38,7 +38,7 @@ class KillTest(ProgramTest):
             process = self.start_program("run", f"-f={round_}", scenario=BUSY, speed=900)
             time.sleep(moments.uniform(0.02, 0.25))
             os.killpg(process.pid, signal.SIGKILL)
-            text = process.communicate()[0].decode("utf-8")
+            text = process.communicate()[0]
             if "Starting" not in text:
                 continue
             units += len(self.raw_units(str(round_)))
