@@ -29,7 +29,7 @@ def fault(operation, call=1):
 
 
 class FailureTest(ProgramTest):
-    def fail(self, operation, call=1, **scenario):
+    def run_with_fault(self, operation, call=1, **scenario):
         return self.run_program("run", "-d=1", scenario={"faults": [fault(operation, call)], **scenario})
 
     def test_before_the_run(self):
@@ -41,7 +41,7 @@ class FailureTest(ProgramTest):
             ("GetSmpte2059", CARDS_FAILED),
         ):
             with self.subTest(operation=operation):
-                result = self.fail(operation)
+                result = self.run_with_fault(operation)
                 self.assertEqual(result.messages, [message + TEXT])
                 self.assertEqual(result.status, FAILURE)
                 self.assertEqual([file.name for file in self.folder.iterdir()], ["scenario.json"])
@@ -49,7 +49,7 @@ class FailureTest(ProgramTest):
     def test_second_card_fails_after_the_first_was_taken(self):
         card = {"modelCode": 98, "serialNumber": "1"}
         for operation in ("NextCard", "GetCardInformation", "GetSmpte2059"):
-            result = self.fail(operation, call=2, cards=[card, card])
+            result = self.run_with_fault(operation, call=2, cards=[card, card])
             self.assertEqual((result.messages, result.status), ([CARDS_FAILED + TEXT], FAILURE))
 
     def test_while_the_run_is_set_up(self):
@@ -75,7 +75,7 @@ class FailureTest(ProgramTest):
         ]
         for operation, call, message, written in rows:
             with self.subTest(operation=operation, call=call):
-                result = self.fail(operation, call)
+                result = self.run_with_fault(operation, call)
                 self.assertEqual((result.messages, result.status), ([message + TEXT], FAILURE))
                 log = self.folder / "ptpLog_event_log.txt"
                 self.assertEqual(self.event_types() if log.exists() else None, written)
@@ -83,7 +83,7 @@ class FailureTest(ProgramTest):
                     file.unlink()
 
     def test_registering_for_telemetry_fails_last(self):
-        result = self.fail("RegisterMonitorData")
+        result = self.run_with_fault("RegisterMonitorData")
         self.assertEqual((result.messages, result.status), ([STARTING, NOT_INITIALIZED + TEXT], FAILURE))
         self.assertEqual(self.event_types(), [*GENLOCK, *ST2059, *SFP_IP, "start of monitoring"])
 
