@@ -99,21 +99,24 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual(len(data) % UNIT, 0, "torn unit")
         return [(struct.unpack_from("<q", data, at)[0], data[at + 8 : at + UNIT]) for at in range(0, len(data), UNIT)]
 
-    def events(self, prefix="ptpLog"):
-        """Every document of the event log, members in their order; a torn one fails."""
+    def events(self, prefix="ptpLog", killed=False):
+        """Every document of the event log, members in their order. A torn one fails; but when the program was killed,
+        it may have been writing the last one."""
         text = (self.folder / f"{prefix}_event_log.txt").read_bytes().decode("utf-8").replace("\r\n", "\n")
         decoder = json.JSONDecoder(object_pairs_hook=collections.OrderedDict)
         events = []
         at = 0
         while at < len(text):
+            if killed and "\n}\n" not in text[at:]:
+                break
             event, at = decoder.raw_decode(text, at)
             events.append(event)
             self.assertEqual(text[at], "\n")
             at += 1
         return events
 
-    def event_types(self, prefix="ptpLog"):
-        return [event["Event log type"] for event in self.events(prefix)]
+    def event_types(self, prefix="ptpLog", killed=False):
+        return [event["Event log type"] for event in self.events(prefix, killed)]
 
     def period_lines(self, prefix="ptpLog"):
         """The file's lines as (lines of text, data lines split into their fields)."""

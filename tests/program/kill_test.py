@@ -42,7 +42,7 @@ class KillTest(ProgramTest):
             if "Starting" not in text:
                 continue
             units += len(self.raw_units(str(round_)))
-            logged = collections.Counter(self.event_types(str(round_)))
+            logged = collections.Counter(self.event_types(str(round_), killed=True))
             for alert in ALERT.finditer(text):
                 announced[alert[1]] += 1
                 logged[LOGGED_AS[alert[1]]] -= 1
