@@ -127,6 +127,10 @@ std::string FileName(const char* name) {
   return (std::filesystem::path(folder != nullptr ? folder : ".") / name).string();
 }
 
+void ConvertByTable(std::istream& source, std::int64_t size, std::ostream& destination) {
+  ConvertUnits(source, size, HeaderText() + '\n', destination);
+}
+
 /// The day's raw data file, its text and a third file; removed at the end.
 struct Files {
   std::string raw = FileName("bench_raw_data");
@@ -143,8 +147,8 @@ struct Files {
     file.close();
     std::ifstream source(raw, std::ios::binary);
     std::ofstream destination(text, std::ios::binary);
-    ConvertUnits(source, std::int64_t{unitsPerDay} * static_cast<std::int64_t>(sizeof(RawDataUnit)),
-                 destination);
+    ConvertByTable(source, std::int64_t{unitsPerDay} * static_cast<std::int64_t>(sizeof(RawDataUnit)),
+                   destination);
   }
   Files(const Files&) = delete;
   ~Files() {
@@ -242,6 +246,7 @@ std::string StreamLine(const RawDataUnit& unit) {
 }
 
 void ConvertByStream(std::istream& source, std::int64_t size, std::ostream& destination) {
+  destination << HeaderText() << '\n';
   RawDataUnit unit;
   for (; size > 0; size -= static_cast<std::int64_t>(sizeof unit)) {
     source.read(reinterpret_cast<char*>(&unit), sizeof unit);
@@ -278,7 +283,7 @@ void ConvertDay(benchmark::State& state, Convert convert, const std::string& tex
 }
 
 void Convert(benchmark::State& state) {
-  ConvertDay(state, ConvertUnits, DayFiles().text, state.range(0) != 0);
+  ConvertDay(state, ConvertByTable, DayFiles().text, state.range(0) != 0);
 }
 
 void ConvertByStreams(benchmark::State& state) {

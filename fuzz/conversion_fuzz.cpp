@@ -80,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   std::istringstream source{std::string(bytes)};
   std::stringstream destination;
-  const ConversionResult result = ConvertUnits(source, static_cast<std::int64_t>(roundedUp), destination);
+  const ConversionResult result = ConvertUnits(source, static_cast<std::int64_t>(roundedUp), "", destination);
   Check(result == (roundedUp == size ? ConversionResult::Completed : ConversionResult::ReadFailed));
   if (result != ConversionResult::Completed) return 0;
 

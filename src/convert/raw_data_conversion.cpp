@@ -1,7 +1,6 @@
 #include "convert/raw_data_conversion.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <iostream>
 #include <span>
@@ -18,7 +17,39 @@ namespace {
 
 constexpr char defaultSourceName[] = "ptpLog_raw_data";
 constexpr std::int64_t unitSize = sizeof(RawDataUnit);
-constexpr std::int64_t unitsPerBlock = 128;
+constexpr std::int64_t unitsPerBlock = 32;
+
+/// Lines on their way into a file. They end anywhere, but are written by whole pages: one that two writes
+/// share costs twice.
+class TextBlock {
+ public:
+  TextBlock(std::ostream& destination, std::string_view heading)
+      : destination_(destination), text_(size + heading.size() + longestLine), length_(heading.size()) {
+    std::ranges::copy(heading, text_.begin());
+  }
+
+  bool Add(const RawDataUnit& unit) {
+    length_ += WriteLine(unit, std::span(text_).subspan(length_).first<longestLine>());
+    return length_ < size || Write(length_ / pageSize * pageSize);
+  }
+
+  bool Flush() { return Write(length_) && destination_.flush(); }
+
+ private:
+  static constexpr std::size_t size = 256 * 1024;
+  static constexpr std::size_t pageSize = 4096;
+
+  bool Write(std::size_t part) {
+    destination_.write(text_.data(), static_cast<std::streamsize>(part));
+    length_ -= part;
+    std::copy_n(text_.data() + part, length_, text_.data());
+    return destination_.good();
+  }
+
+  std::ostream& destination_;
+  std::vector<char> text_;
+  std::size_t length_;
+};
 
 void Print(const char* line) { std::cout << line << std::endl; }
 
@@ -46,25 +77,22 @@ ConversionFiles OpenConversionFiles(const char* defaultDestinationName, std::str
   return files;
 }
 
-ConversionResult ConvertUnits(std::istream& source, std::int64_t size, std::ostream& destination) {
+ConversionResult ConvertUnits(std::istream& source, std::int64_t size, std::string_view heading,
+                              std::ostream& destination) {
   std::vector<RawDataUnit> units(unitsPerBlock);
-  std::string text;
-  text.reserve(unitsPerBlock * longestLine);
-  std::array<char, longestLine> line;
-
+  TextBlock text(destination, heading);
   for (std::int64_t left = size / unitSize; left > 0; left -= unitsPerBlock) {
     const auto block = std::span(units).first(static_cast<std::size_t>(std::min(left, unitsPerBlock)));
     if (!source.read(reinterpret_cast<char*>(block.data()),
                      static_cast<std::streamsize>(block.size_bytes()))) {
+      text.Flush();
       return ConversionResult::ReadFailed;
     }
-    text.clear();
-    for (const RawDataUnit& unit : block) text.append(line.data(), WriteLine(unit, line));
-    if (!destination.write(text.data(), static_cast<std::streamsize>(text.size()))) {
-      return ConversionResult::WriteFailed;
+    for (const RawDataUnit& unit : block) {
+      if (!text.Add(unit)) return ConversionResult::WriteFailed;
     }
   }
-  return destination.flush() ? ConversionResult::Completed : ConversionResult::WriteFailed;
+  return text.Flush() ? ConversionResult::Completed : ConversionResult::WriteFailed;
 }
 
 void ConvertRawData(const char* defaultDestinationName, std::string sourceName, std::string sourceFolder,
@@ -77,9 +105,8 @@ void ConvertRawData(const char* defaultDestinationName, std::string sourceName, 
   if (size % unitSize != 0) Fail("Raw file size does not align with the expected data.");
   source.seekg(0);
 
-  destination << HeaderText() << '\n';
   Print("Starting processing of monitoring data.");
-  switch (ConvertUnits(source, size, destination)) {
+  switch (ConvertUnits(source, size, HeaderText() + '\n', destination)) {
     case ConversionResult::Completed:
       break;
     case ConversionResult::ReadFailed:

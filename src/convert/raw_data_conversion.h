@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iosfwd>
 #include <string>
+#include <string_view>
 
 namespace kestrune {
 
@@ -29,8 +30,10 @@ void ConvertRawData(const char* defaultDestinationName, std::string sourceName, 
 
 enum class ConversionResult { Completed, ReadFailed, WriteFailed };
 
-/// Converts `size` bytes of whole units from where `source` stands, and flushes `destination`. Works in
-/// blocks: what it holds in memory doesn't grow with the size.
-ConversionResult ConvertUnits(std::istream& source, std::int64_t size, std::ostream& destination);
+/// Writes `heading`, then a line for each unit of `size` bytes from where `source` stands, and flushes
+/// `destination`. A failing read leaves the lines of what was read before. Works in blocks: what it holds in
+/// memory doesn't grow with the size.
+ConversionResult ConvertUnits(std::istream& source, std::int64_t size, std::string_view heading,
+                              std::ostream& destination);
 
 }  // namespace kestrune

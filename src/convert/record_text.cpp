@@ -1,9 +1,7 @@
 #include "convert/record_text.h"
 
-#include <charconv>
 #include <cmath>
 #include <cstring>
-#include <type_traits>
 #include <utility>
 
 #include "diag/result_codes.h"
@@ -56,40 +54,31 @@ consteval bool CoversUnit() {
 static_assert(CoversUnit());
 
 template <class Value>
-Value Read(const RawDataUnit& unit, std::size_t place) {
+Value Read(const char* place) {
   Value value;
-  std::memcpy(&value, reinterpret_cast<const char*>(&unit) + place, sizeof value);
+  std::memcpy(&value, place, sizeof value);
   return value;
 }
 
-/// Most values have one digit.
-template <class Integer>
-char* WriteInteger(char* text, Integer value, int base = 10) {
-  if (static_cast<std::make_unsigned_t<Integer>>(value) < 10) {
-    *text = static_cast<char>('0' + value);
-    return text + 1;
-  }
-  return std::to_chars(text, text + detail::longestDecimal<std::int64_t>, value, base).ptr;
+char* WriteSigned(char* text, std::int64_t value) {
+  *text = '-';
+  const auto bits = static_cast<std::uint64_t>(value);
+  return WriteDecimal(text + (value < 0), value < 0 ? 0 - bits : bits);
 }
 
-char* WriteIPv4(char* text, const RawDataUnit& unit, std::size_t place) {
-  const auto octets = Read<std::array<std::uint8_t, 4>>(unit, place);
-  for (std::size_t i = 0; i < octets.size(); ++i) {
+char* WriteIPv4(char* text, const char* octets) {
+  for (std::size_t i = 0; i < 4; ++i) {
     if (i > 0) *text++ = '.';
-    text = WriteInteger(text, octets[i]);
+    text = WriteDecimal(text, static_cast<std::uint8_t>(octets[i]));
   }
   return text;
 }
 
-char* WriteClockIdentity(char* text, const RawDataUnit& unit, std::size_t place) {
-  return WriteInteger(text, __builtin_bswap64(Read<std::uint64_t>(unit, place)), 16);
-}
-
 /// A pair of seconds and nanoseconds over the count, in nanoseconds.
-double PerSample(const RawDataUnit& unit, const Column& column) {
-  const std::int64_t seconds = Read<std::int32_t>(unit, column.place);
-  const auto nanoseconds = Read<std::int32_t>(unit, column.place + sizeof(std::int32_t));
-  const auto count = Read<std::uint32_t>(unit, column.countPlace);
+double PerSample(const char* unit, const Column& column) {
+  const std::int64_t seconds = Read<std::int32_t>(unit + column.place);
+  const auto nanoseconds = Read<std::int32_t>(unit + column.place + sizeof(std::int32_t));
+  const auto count = Read<std::uint32_t>(unit + column.countPlace);
   return (static_cast<double>(seconds * 1'000'000'000) + nanoseconds) / std::max(count, 1U);
 }
 
@@ -98,7 +87,10 @@ double Root(double variance) {
   return variance < 0 ? -std::numeric_limits<double>::quiet_NaN() : std::sqrt(variance);
 }
 
-char* WriteText(char* text, std::string_view value) { return std::ranges::copy(value, text).out; }
+char* WriteText(char* text, std::string_view value) {
+  std::memcpy(text, value.data(), value.size());
+  return text + value.size();
+}
 
 std::uint64_t LinkSpeed(std::uint32_t code) {
   if (code == 1) return 10'000'000'000;
@@ -109,35 +101,76 @@ std::uint64_t LinkSpeed(std::uint32_t code) {
 
 /// The rendering is known when it is compiled, so that a line's values follow one another without a branch.
 template <Rendering rendering>
-char* WriteValue(char* text, const RawDataUnit& unit, const Column& column) {
-  const std::size_t place = column.place;
+char* WriteValue(char* text, const char* unit, const Column& column) {
+  const char* const place = unit + column.place;
   switch (rendering) {
     case Rendering::Unsigned8:
-      return WriteInteger(text, Read<std::uint8_t>(unit, place));
+      return WriteDecimal(text, Read<std::uint8_t>(place));
     case Rendering::Unsigned32:
-      return WriteInteger(text, Read<std::uint32_t>(unit, place));
+      return WriteDecimal(text, Read<std::uint32_t>(place));
     case Rendering::Unsigned64:
-      return WriteInteger(text, Read<std::uint64_t>(unit, place));
+      return WriteDecimal(text, Read<std::uint64_t>(place));
     case Rendering::Signed32:
-      return WriteInteger(text, Read<std::int32_t>(unit, place));
+      return WriteSigned(text, Read<std::int32_t>(place));
     case Rendering::Signed64:
-      return WriteInteger(text, Read<std::int64_t>(unit, place));
+      return WriteSigned(text, Read<std::int64_t>(place));
     case Rendering::Hex32:
-      return WriteInteger(text, Read<std::uint32_t>(unit, place), 16);
+      return WriteHexadecimal(text, Read<std::uint32_t>(place));
     case Rendering::IPv4:
-      return WriteIPv4(text, unit, place);
+      return WriteIPv4(text, place);
     case Rendering::ClockIdentity:
-      return WriteClockIdentity(text, unit, place);
+      return WriteHexadecimal(text, __builtin_bswap64(Read<std::uint64_t>(place)));
     case Rendering::Average:
       return WriteFloat(text, PerSample(unit, column));
     case Rendering::StandardDeviation:
       return WriteFloat(text, Root(PerSample(unit, column)));
     case Rendering::PortState:
-      return WriteText(text, St2059StateText(Read<std::int32_t>(unit, place)));
+      return WriteText(text, St2059StateText(Read<std::int32_t>(place)));
     case Rendering::LinkSpeed:
-      return WriteInteger(text, LinkSpeed(Read<std::uint32_t>(unit, place)));
+      return WriteDecimal(text, LinkSpeed(Read<std::uint32_t>(place)));
     case Rendering::BitRate:
-      return WriteInteger(text, Read<std::uint64_t>(unit, place) * 8);
+      return WriteDecimal(text, Read<std::uint64_t>(place) * 8);
+  }
+  return text;
+}
+
+/// The values of the columns from `begin` on, a comma behind each. Parameters, unlike a lambda's captures,
+/// stay in registers.
+template <std::size_t begin, std::size_t... i>
+char* WriteColumns(char* text, const char* unit, std::index_sequence<i...>) {
+  ((text = WriteValue<columns[begin + i].rendering>(text, unit, columns[begin + i]), *text++ = ','), ...);
+  return text;
+}
+
+template <std::size_t begin, std::size_t end>
+char* WriteColumns(char* text, const char* unit) {
+  return WriteColumns<begin>(text, unit, std::make_index_sequence<end - begin>());
+}
+
+constexpr std::size_t announceSize = std::size(detail::announceRows);
+
+constexpr std::size_t ColumnOf(std::string_view block) {
+  return static_cast<std::size_t>(std::ranges::find(columns, block, &Column::block) - columns.begin());
+}
+
+/// The list of masters: most entries are empty, and the best master is one of the others.
+char* WriteMasters(char* text, const RawDataUnit& unit, std::string_view bestMasterText) {
+  static constexpr PtpAnnounceInfo noMaster{};
+  static constexpr std::string_view noMasterText = "0.0.0.0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,";
+  constexpr std::size_t first = ColumnOf("lptpm0-");
+  const auto equal = [](const PtpAnnounceInfo& left, const PtpAnnounceInfo& right) {
+    return std::memcmp(&left, &right, sizeof left) == 0;
+  };
+  const char* bytes = reinterpret_cast<const char*>(&unit);
+  for (const PtpAnnounceInfo& master : unit.record.listOfPtpMaster) {
+    if (equal(master, noMaster)) {
+      text = WriteText(text, noMasterText);
+    } else if (equal(master, unit.record.bestMasterLastPtpAnnouncePacket)) {
+      text = WriteText(text, bestMasterText);
+    } else {
+      text = WriteColumns<first, first + announceSize>(text, bytes);
+    }
+    bytes += sizeof master;
   }
   return text;
 }
@@ -170,11 +203,15 @@ std::string HeaderText() {
 }
 
 std::size_t WriteLine(const RawDataUnit& unit, std::span<char, longestLine> line) {
-  char* text = line.data();
-  [&]<std::size_t... i>(std::index_sequence<i...>) {
-    ((text = WriteValue<columns[i].rendering>(text, unit, columns[i]), *text++ = ','), ...);
-  }
-  (std::make_index_sequence<columns.size()>());
+  constexpr std::size_t bestMaster = ColumnOf("bmlpap-");
+  const char* const bytes = reinterpret_cast<const char*>(&unit);
+  char* text = WriteColumns<0, bestMaster>(line.data(), bytes);
+  char* const bestMasterBegin = text;
+  text = WriteColumns<bestMaster, bestMaster + announceSize>(text, bytes);
+  const std::string_view bestMasterText(bestMasterBegin, text);
+  text = WriteColumns<bestMaster + announceSize, ColumnOf("lptpm0-")>(text, bytes);
+  text = WriteMasters(text, unit, bestMasterText);
+  text = WriteColumns<ColumnOf("lptpm4-") + announceSize, columns.size()>(text, bytes);
   text[-1] = '\n';
   return static_cast<std::size_t>(text - line.data());
 }

@@ -55,9 +55,8 @@ consteval std::size_t LongestLine() {
 
 }  // namespace detail
 
-/// No record line is longer, its line feed included.
-inline constexpr std::size_t longestLine = detail::LongestLine();
-static_assert(longestLine <= 4096, "a line lives on the stack");
+/// No record line is longer, its line feed included, nor uses more room while it is written.
+inline constexpr std::size_t longestLine = detail::LongestLine() + numberRoom;
 
 /// The abbreviation line and the column line, without a line feed behind the latter.
 std::string HeaderText();

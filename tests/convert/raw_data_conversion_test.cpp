@@ -5,23 +5,32 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <span>
 #include <sstream>
 #include <streambuf>
 #include <string>
+#include <vector>
 
+#include "convert/record_text.h"
 #include "monitor/raw_data.h"
 
 namespace kestrune {
 namespace {
 
-/// Units that say nothing on the console; each has its own time.
+/// A unit that says nothing on the console.
+RawDataUnit QuietUnit() {
+  RawDataUnit unit{};
+  unit.record.state = 10;
+  unit.record.linkSpeed = 1;
+  return unit;
+}
+
+/// Quiet units, each with its own time.
 std::string Units(int count) {
   std::string bytes;
   for (int i = 0; i < count; ++i) {
-    RawDataUnit unit{};
+    RawDataUnit unit = QuietUnit();
     unit.epochTime = 1000 + i;
-    unit.record.state = 10;
-    unit.record.linkSpeed = 1;
     bytes.append(reinterpret_cast<const char*>(&unit), sizeof unit);
   }
   return bytes;
@@ -44,11 +53,12 @@ class FullDisk : public std::streambuf {
 };
 
 TEST(RawDataConversion, EveryUnitOnceAndInOrder) {
-  for (const int count : {0, 1, 127, 128, 129, 300}) {
+  for (const int count : {0, 1, 31, 32, 33, 1500}) {
     std::istringstream source(Units(count) + "added meanwhile");
     std::stringstream destination;
-    EXPECT_EQ(ConvertUnits(source, count * 1024, destination), ConversionResult::Completed);
+    EXPECT_EQ(ConvertUnits(source, count * 1024, "heading\n", destination), ConversionResult::Completed);
     std::string line;
+    ASSERT_TRUE(std::getline(destination, line) && line == "heading");
     int lines = 0;
     for (; std::getline(destination, line); ++lines) {
       ASSERT_TRUE(line.starts_with(std::to_string(1000 + lines) + ",0,")) << line;
@@ -57,25 +67,68 @@ TEST(RawDataConversion, EveryUnitOnceAndInOrder) {
   }
 }
 
+/// The text of one announce block of the unit, from its value `first` on.
+std::string AnnounceText(const RawDataUnit& unit, std::size_t first) {
+  std::string line(longestLine, ' ');
+  line.resize(WriteLine(unit, std::span(line).first<longestLine>()));
+  std::istringstream values(line);
+  std::string value, text;
+  for (std::size_t i = 0; i < first + 19 && std::getline(values, value, ','); ++i) {
+    if (i >= first) text += value + ',';
+  }
+  return text;
+}
+
+TEST(RawDataConversion, MastersInTheListLikeTheBestOne) {
+  const PtpAnnounceInfo empty{};
+  PtpAnnounceInfo best{};
+  best.masterIPv4Address[0] = 192;
+  best.masterClockId[7] = 1;
+  best.timeSource = 160;
+  PtpAnnounceInfo otherBegin = best;
+  otherBegin.masterIPv4Address[0] = 193;
+  PtpAnnounceInfo otherEnd = best;
+  otherEnd.timeSource = 161;
+  PtpAnnounceInfo notQuiteEmpty{};
+  notQuiteEmpty.timeSource = 0x0100'0000;
+
+  std::vector<PtpAnnounceInfo> masters{best, empty, otherBegin, notQuiteEmpty, otherEnd};
+  for (std::size_t turn = 0; turn < masters.size(); ++turn) {
+    RawDataUnit unit = QuietUnit();
+    unit.record.bestMasterLastPtpAnnouncePacket = best;
+    std::ranges::copy(masters, unit.record.listOfPtpMaster);
+    for (std::size_t i = 0; i < masters.size(); ++i) {
+      RawDataUnit alone = QuietUnit();
+      alone.record.bestMasterLastPtpAnnouncePacket = masters[i];
+      EXPECT_EQ(AnnounceText(unit, 83 + 19 * i), AnnounceText(alone, 2)) << turn << ": " << i;
+    }
+    std::ranges::rotate(masters, masters.begin() + 1);
+  }
+}
+
 TEST(RawDataConversion, SourceEndsEarly) {
   for (const std::size_t missing : {1U, 1024U, 172U * 1024U, 300U * 1024U}) {
     std::istringstream source(Units(300).erase(300 * 1024 - missing));
     std::ostringstream destination;
-    EXPECT_EQ(ConvertUnits(source, 300 * 1024, destination), ConversionResult::ReadFailed) << missing;
+    EXPECT_EQ(ConvertUnits(source, 300 * 1024, "", destination), ConversionResult::ReadFailed) << missing;
+    const auto whole = static_cast<std::ptrdiff_t>(300 - (missing + 1023) / 1024);
+    const std::string text = destination.str();
+    const auto lines = std::ranges::count(text, '\n');
+    EXPECT_TRUE(lines <= whole && lines > whole - 64) << lines << " of " << whole;
   }
 }
 
 TEST(RawDataConversion, DiskFull) {
-  for (const std::streamsize room : {0, 1, 60'000, 128'000}) {
-    std::istringstream source(Units(300));
+  for (const std::streamsize room : {0, 1, 60'000, 262'144, 500'000}) {
+    std::istringstream source(Units(1500));
     FullDisk disk(room);
     std::ostream destination(&disk);
-    EXPECT_EQ(ConvertUnits(source, 300 * 1024, destination), ConversionResult::WriteFailed) << room;
+    EXPECT_EQ(ConvertUnits(source, 1500 * 1024, "", destination), ConversionResult::WriteFailed) << room;
   }
   std::istringstream empty;
   std::ostringstream failed;
-  failed.setstate(std::ios::badbit);  // The header was not written.
-  EXPECT_EQ(ConvertUnits(empty, 0, failed), ConversionResult::WriteFailed);
+  failed.setstate(std::ios::badbit);
+  EXPECT_EQ(ConvertUnits(empty, 0, "heading", failed), ConversionResult::WriteFailed);
 }
 
 TEST(RawDataConversion, UnitBeyond4GiB) {
@@ -93,7 +146,7 @@ TEST(RawDataConversion, UnitBeyond4GiB) {
     EXPECT_EQ(source.tellg(), place + 1024);
     source.seekg(place);
     std::ostringstream destination;
-    EXPECT_EQ(ConvertUnits(source, 1024, destination), ConversionResult::Completed);
+    EXPECT_EQ(ConvertUnits(source, 1024, "", destination), ConversionResult::Completed);
     EXPECT_TRUE(destination.str().starts_with("1000,0,"));
   }
   std::remove(name.c_str());
