@@ -157,6 +157,7 @@ constexpr std::size_t ColumnOf(std::string_view block) {
 char* WriteMasters(char* text, const RawDataUnit& unit, std::string_view bestMasterText) {
   static constexpr PtpAnnounceInfo noMaster{};
   static constexpr std::string_view noMasterText = "0.0.0.0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,0,";
+  static_assert(std::ranges::count(noMasterText, ',') == announceSize, "a value for each column");
   constexpr std::size_t first = ColumnOf("lptpm0-");
   const auto equal = [](const PtpAnnounceInfo& left, const PtpAnnounceInfo& right) {
     return std::memcmp(&left, &right, sizeof left) == 0;
