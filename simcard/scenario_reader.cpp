@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
 #include <iterator>
 #include <limits>
@@ -10,208 +9,19 @@
 #include <optional>
 #include <span>
 #include <string_view>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "diag/result_codes.h"
-#include "json_document.h"
+#include "json_reading.h"
 #include "system.h"
 
 namespace kestrune::sim {
 namespace {
 
-/// What is being read into: the scenario so far, the place in the text, and the first thing found wrong.
-struct Reading {
-  Scenario scenario;
-  std::vector<std::string> path;  // the JSON pointer's steps
-  struct Wrong {
-    std::size_t offset;
-    std::string pointer;
-    std::string reason;
-  };
-  std::optional<Wrong> wrong;
-
-  std::string Pointer() const {
-    std::string pointer;
-    for (const std::string& step : path) pointer += "/" + step;
-    return pointer;
-  }
-
-  void Fail(std::size_t offset, std::string reason) {
-    if (!wrong) wrong = Wrong{offset, Pointer(), std::move(reason)};
-  }
-};
-
-/// One key of an object that describes a Target.
-template <class Target>
-struct Key {
-  std::string_view name;
-  void (*read)(Reading& reading, const JsonValue& value, Target& target);
-  bool required = false;
-};
-constexpr bool required = true;
-
-template <class Target, class Read>
-void ReadStep(Reading& reading, std::string step, const JsonValue& value, Target& target, Read&& read) {
-  reading.path.push_back(std::move(step));
-  read(reading, value, target);
-  reading.path.pop_back();
-}
-
-/// Reads an object by a table of its keys, in the table's order. `alsoKnown(name)` tells of further keys,
-/// which others read.
-template <class Target, class AlsoKnown>
-void ReadObject(Reading& reading, const JsonValue& value, Target& target, std::span<const Key<Target>> keys,
-                AlsoKnown&& alsoKnown) {
-  const auto* members = std::get_if<JsonValue::Object>(&value.content);
-  if (members == nullptr) return reading.Fail(value.offset, "must be an object");
-  for (const JsonMember& member : *members) {
-    if (std::ranges::find(keys, member.name, &Key<Target>::name) == keys.end() && !alsoKnown(member.name)) {
-      return reading.Fail(member.offset, "unknown key \"" + member.name + "\"");
-    }
-    if (value.Find(member.name) != &member.value) {
-      return reading.Fail(member.offset, "key \"" + member.name + "\" stands twice");
-    }
-  }
-  for (const Key<Target>& key : keys) {
-    if (const JsonValue* found = value.Find(key.name)) {
-      ReadStep(reading, std::string(key.name), *found, target, key.read);
-    } else if (key.required) {
-      reading.Fail(value.offset, "key \"" + std::string(key.name) + "\" is missing");
-    }
-  }
-}
-
-template <class Target, std::size_t Count>
-void ReadObject(Reading& reading, const JsonValue& value, Target& target, const Key<Target> (&keys)[Count]) {
-  ReadObject(reading, value, target, std::span<const Key<Target>>(keys),
-             [](std::string_view) { return false; });
-}
-
-/// Calls `read(reading, item)` for each item of an array.
-template <class Read>
-void ReadArray(Reading& reading, const JsonValue& value, Read&& read) {
-  const auto* items = std::get_if<JsonValue::Array>(&value.content);
-  if (items == nullptr) return reading.Fail(value.offset, "must be an array");
-  for (std::size_t index = 0; index < items->size(); ++index) {
-    reading.path.push_back(std::to_string(index));
-    read(reading, (*items)[index]);
-    reading.path.pop_back();
-  }
-}
-
-// Single values. Each returns none, and has told what is wrong, when the value doesn't fit.
-
-std::optional<std::uint64_t> ParseHex(std::string_view digits) {
-  std::uint64_t number = 0;
-  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number, 16);
-  if (digits.empty() || error != std::errc() || end != digits.data() + digits.size()) return std::nullopt;
-  return number;
-}
-
-/// A whole number, or a text such as "0x4E5D".
-std::optional<std::int64_t> ReadWhole(Reading& reading, const JsonValue& value, std::int64_t least,
-                                      std::int64_t most) {
-  std::optional<std::int64_t> number;
-  if (const auto* whole = std::get_if<std::int64_t>(&value.content)) number = *whole;
-  if (const auto* text = std::get_if<std::string>(&value.content);
-      text != nullptr && text->starts_with("0x")) {
-    const auto hex = ParseHex(std::string_view(*text).substr(2));
-    if (hex && *hex <= std::uint64_t{std::numeric_limits<std::int64_t>::max()}) {
-      number = static_cast<std::int64_t>(*hex);
-    }
-  }
-  if (number && *number >= least && *number <= most) return number;
-  reading.Fail(value.offset,
-               "must be a whole number from " + std::to_string(least) + " to " + std::to_string(most));
-  return std::nullopt;
-}
-
-std::optional<double> ReadNumber(Reading& reading, const JsonValue& value, double least, double most) {
-  std::optional<double> number;
-  if (const auto* whole = std::get_if<std::int64_t>(&value.content)) number = static_cast<double>(*whole);
-  if (const auto* real = std::get_if<double>(&value.content)) number = *real;
-  if (number && *number >= least && *number <= most) return number;
-  std::array<char, 96> reason{};
-  std::snprintf(reason.data(), reason.size(), "must be a number from %g to %g", least, most);
-  reading.Fail(value.offset, reason.data());
-  return std::nullopt;
-}
-
-std::optional<std::string> ReadText(Reading& reading, const JsonValue& value) {
-  if (const auto* text = std::get_if<std::string>(&value.content)) return *text;
-  reading.Fail(value.offset, "must be a text");
-  return std::nullopt;
-}
-
-/// The position in `names` of a text.
-template <std::size_t Count>
-std::optional<std::size_t> ReadName(Reading& reading, const JsonValue& value,
-                                    const std::array<std::string_view, Count>& names, std::string_view what) {
-  const auto text = ReadText(reading, value);
-  if (!text) return std::nullopt;
-  const auto name = std::ranges::find(names, *text);
-  if (name != names.end()) return static_cast<std::size_t>(name - names.begin());
-  reading.Fail(value.offset, "no such " + std::string(what) + ": \"" + *text + "\"");
-  return std::nullopt;
-}
-
 std::optional<std::size_t> ReadSfp(Reading& reading, const JsonValue& value) {
   constexpr std::array<std::string_view, 2> names{"A", "B"};
   return ReadName(reading, value, names, "SFP (A or B)");
-}
-
-/// Octets as two digits each in this base, apart by one of `separators`.
-template <std::size_t Count>
-std::optional<std::array<std::uint8_t, Count>> ParseOctets(std::string_view text, std::string_view separators,
-                                                           int base) {
-  std::array<std::uint8_t, Count> octets{};
-  const char* place = text.data();
-  const char* const end = place + text.size();
-  for (std::size_t index = 0; index < Count; ++index) {
-    if (index != 0 && (place == end || separators.find(*place++) == std::string_view::npos))
-      return std::nullopt;
-    const auto result = std::from_chars(place, end, octets[index], base);
-    if (result.ec != std::errc()) return std::nullopt;
-    place = result.ptr;
-  }
-  if (place != end) return std::nullopt;
-  return octets;
-}
-
-// Readers of one member, for the tables of keys.
-
-template <auto Member, std::int64_t Least, std::int64_t Most, class Target>
-void Whole(Reading& reading, const JsonValue& value, Target& target) {
-  using Number = std::remove_reference_t<decltype(target.*Member)>;
-  if (const auto number = ReadWhole(reading, value, Least, Most))
-    target.*Member = static_cast<Number>(*number);
-}
-
-template <auto Member, double Least, double Most, class Target>
-void Number(Reading& reading, const JsonValue& value, Target& target) {
-  if (const auto number = ReadNumber(reading, value, Least, Most)) target.*Member = *number;
-}
-
-template <auto Member, class Target>
-void Flag(Reading& reading, const JsonValue& value, Target& target) {
-  const bool* flag = std::get_if<bool>(&value.content);
-  if (flag == nullptr) return reading.Fail(value.offset, "must be true or false");
-  target.*Member = *flag;
-}
-
-/// A text of 1 to `Most` printable ASCII characters.
-template <auto Member, std::size_t Most, class Target>
-void Text(Reading& reading, const JsonValue& value, Target& target) {
-  const auto text = ReadText(reading, value);
-  if (!text) return;
-  const bool printable = std::ranges::all_of(*text, [](char c) { return c >= ' ' && c <= '~'; });
-  if (text->empty() || text->size() > Most || !printable) {
-    return reading.Fail(value.offset,
-                        "must have 1 to " + std::to_string(Most) + " printable ASCII characters");
-  }
-  target.*Member = *text;
 }
 
 template <auto Member, class Target>
@@ -377,23 +187,29 @@ void ReadNetwork(Reading& reading, const JsonValue& value, Scenario& scenario) {
 
 // The timeline. Keys that every event has, keys that some kinds have, and the kinds.
 
-void ReadEventCard(Reading& reading, const JsonValue& value, Event& event) {
+/// An event that is being read, and what it may refer to.
+struct EventDraft : Event {
+  explicit EventDraft(const Scenario& soFar) : scenario(soFar) {}
+  const Scenario& scenario;
+};
+
+void ReadEventCard(Reading& reading, const JsonValue& value, EventDraft& event) {
   const auto index = ReadWhole(reading, value, 0, most32);
   if (!index) return;
   event.card = static_cast<std::size_t>(*index);
-  if (event.card >= reading.scenario.cards.size()) {
+  if (event.card >= event.scenario.cards.size()) {
     reading.Fail(value.offset, "no such card: " + std::to_string(*index));
   }
 }
 
-void ReadEventSfp(Reading& reading, const JsonValue& value, Event& event) {
+void ReadEventSfp(Reading& reading, const JsonValue& value, EventDraft& event) {
   event.sfp = ReadSfp(reading, value).value_or(0);
 }
 
-void ReadEventGrandmaster(Reading& reading, const JsonValue& value, Event& event) {
+void ReadEventGrandmaster(Reading& reading, const JsonValue& value, EventDraft& event) {
   const auto name = ReadText(reading, value);
   if (!name) return;
-  const auto& grandmasters = reading.scenario.grandmasters;
+  const auto& grandmasters = event.scenario.grandmasters;
   const auto found = std::ranges::find(grandmasters, *name, &Grandmaster::name);
   if (found == grandmasters.end())
     return reading.Fail(value.offset, "no such grandmaster: \"" + *name + "\"");
@@ -401,33 +217,31 @@ void ReadEventGrandmaster(Reading& reading, const JsonValue& value, Event& event
 }
 
 /// What is not given is as it was at the start.
-void ReadEventAttributes(Reading& reading, const JsonValue& value, Event& event) {
+void ReadEventAttributes(Reading& reading, const JsonValue& value, EventDraft& event) {
   if (reading.wrong) return;
-  event.grandmasterAttributes = reading.scenario.grandmasters[event.grandmaster];
+  event.grandmasterAttributes = event.scenario.grandmasters[event.grandmaster];
   ReadAttributes(reading, value, event.grandmasterAttributes);
 }
 
 /// What is not given is as it was at the start.
-void ReadEventPath(Reading& reading, const JsonValue& value, Event& event) {
-  if (reading.wrong || event.card >= reading.scenario.cards.size()) return;
-  event.path = reading.scenario.cards[event.card].sfps[event.sfp].path;
+void ReadEventPath(Reading& reading, const JsonValue& value, EventDraft& event) {
+  if (reading.wrong || event.card >= event.scenario.cards.size()) return;
+  event.path = event.scenario.cards[event.card].sfps[event.sfp].path;
   ReadPath<&Event::path>(reading, value, event);
 }
 
-void ReadEventOn(Reading& reading, const JsonValue& value, Event& event) {
-  const bool* on = std::get_if<bool>(&value.content);
-  if (on == nullptr) return reading.Fail(value.offset, "must be true or false");
-  event.value = *on ? 1 : 0;
+void ReadEventOn(Reading& reading, const JsonValue& value, EventDraft& event) {
+  if (const auto on = ReadFlag(reading, value)) event.value = *on ? 1 : 0;
 }
 
-constexpr Key<Event> eventKeys[] = {
+constexpr Key<EventDraft> eventKeys[] = {
     {"at", Number<&Event::at, 0.0, longestTime>, required},
     {"every", Number<&Event::every, 0.001, longestTime>},
     {"times", Whole<&Event::times, 0, most32>},
     {"card", ReadEventCard},
 };
 
-using EventKey = Key<Event>;
+using EventKey = Key<EventDraft>;
 constexpr EventKey sfpKey{"sfp", ReadEventSfp, required};
 constexpr EventKey grandmasterKey{"grandmaster", ReadEventGrandmaster, required};
 
@@ -475,7 +289,7 @@ constexpr EventRow eventRows[] = {
       EventKey{"count", Whole<&Event::count, 1, most32>}}},
 };
 
-void ReadEvent(Reading& reading, const JsonValue& value, Event& event) {
+void ReadEvent(Reading& reading, const JsonValue& value, EventDraft& event) {
   constexpr auto names = [] {
     std::array<std::string_view, std::size(eventRows)> all{};
     std::ranges::transform(eventRows, all.begin(), &EventRow::name);
@@ -484,8 +298,9 @@ void ReadEvent(Reading& reading, const JsonValue& value, Event& event) {
   const JsonValue* kind = value.Find("event");
   if (kind == nullptr) return reading.Fail(value.offset, "must be an object with the key \"event\"");
   std::optional<std::size_t> row;
-  ReadStep(reading, "event", *kind, event,
-           [&](Reading&, const JsonValue& name, Event&) { row = ReadName(reading, name, names, "event"); });
+  ReadStep(reading, "event", *kind, event, [&](Reading&, const JsonValue& name, EventDraft&) {
+    row = ReadName(reading, name, names, "event");
+  });
   if (!row) return;
 
   event.kind = eventRows[*row].kind;
@@ -494,8 +309,7 @@ void ReadEvent(Reading& reading, const JsonValue& value, Event& event) {
                        [](const EventKey& key) { return !key.name.empty(); });
   ReadObject(reading, value, event, std::span<const EventKey>(keys),
              [](std::string_view name) { return name == "event"; });
-  if (event.card >= reading.scenario.cards.size())
-    reading.Fail(value.offset, "there is no card for the event");
+  if (event.card >= event.scenario.cards.size()) reading.Fail(value.offset, "there is no card for the event");
   if (value.Find("times") != nullptr && value.Find("every") == nullptr) {
     reading.Fail(value.offset, "\"times\" needs \"every\"");
   }
@@ -504,9 +318,9 @@ void ReadEvent(Reading& reading, const JsonValue& value, Event& event) {
 
 void ReadTimeline(Reading& reading, const JsonValue& value, Scenario& scenario) {
   ReadArray(reading, value, [&](Reading&, const JsonValue& item) {
-    Event event;
+    EventDraft event(scenario);
     ReadEvent(reading, item, event);
-    scenario.events.push_back(std::move(event));
+    scenario.events.push_back(event);
   });
 }
 
@@ -635,9 +449,10 @@ std::variant<Scenario, ScenarioError> ParseScenario(std::string text) {
     return Describe(text, {error->offset, {}, "not valid JSON: " + error->reason});
   }
   Reading reading;
-  ReadObject(reading, std::get<JsonValue>(parsed), reading.scenario, scenarioKeys);
+  Scenario scenario;
+  ReadObject(reading, std::get<JsonValue>(parsed), scenario, scenarioKeys);
   if (reading.wrong) return Describe(text, *reading.wrong);
-  return std::move(reading.scenario);
+  return scenario;
 }
 
 std::variant<Scenario, ScenarioError> ReadScenario(const std::string& path) {
