@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <random>
 
 #include "monitor/period_test_results.h"
 
@@ -41,6 +43,69 @@ TEST(PeriodStatistics, PoolsTheRecordsOfAPeriod) {
             "0,-397,0,1103,0,750,0,10,"
             "0,-396,0,1104,0,750,0,10,"
             "0,-395,0,1105,0,751,0,10");
+}
+
+__extension__ using Wide = __int128;
+
+/// A day of records whose messages are all `offset(record)` nanoseconds off: average and standard deviation
+/// against exact sums, in nanoseconds.
+std::pair<double, double> ErrorsOverADay(std::int32_t count, const std::function<std::int64_t(int)>& offset) {
+  constexpr int records = 86'400;
+  PeriodAccumulator accumulator;
+  Wide sum = 0;
+  Wide deviations = 0;
+  for (int record = 0; record < records; ++record) {
+    const std::int64_t ssd = 1'000'000 + record;
+    const std::int64_t total = offset(record) * count;
+    sum += total;
+    deviations += ssd;
+    PerformanceMonitoring monitoring{};
+    monitoring.numberOfSyncSinceLastTelemetry = count;
+    monitoring.offsetFromMaster = Figures(total, 0, 0, ssd);
+    AccumulatePerformanceSample(MakePerformanceSample(monitoring), accumulator);
+  }
+  const auto results = ComputePeriodResults(accumulator).syncGroup.quantities[2];
+  const auto error = [](const SecondsNanoseconds& found, long double exact) {
+    return static_cast<double>(std::abs(found.seconds * 1e9L + found.nanoseconds - exact));
+  };
+  const long double messages = static_cast<long double>(records) * count;
+  return {error(results.average, static_cast<long double>(sum) / messages),
+          error(results.standardDeviation, std::sqrt(static_cast<long double>(deviations) / messages))};
+}
+
+TEST(PeriodStatistics, AgreeWithExactArithmeticToANanosecond) {
+  constexpr std::int64_t tai = 37'000'000'000;  // a master on TAI taken for UTC
+  std::mt19937_64 dice(2059);
+  const auto jitter = [&] { return static_cast<std::int64_t>(dice() % 2001) - 1000; };
+  const struct {
+    const char* what;
+    std::int32_t count;
+    std::function<std::int64_t(int)> offset;
+    double nanosecondsOff = 1;
+  } rows[] = {
+      {"jitter alone", 8, [&](int) { return jitter(); }},
+      {"37 s off", 8, [&](int) { return tai + jitter(); }},
+      {"37 s off to the other side", 8, [&](int) { return -tai + jitter(); }},
+      {"alternating, the sums cancel", 8, [&](int record) { return (record % 2 != 0 ? tai : -tai) + 7; }},
+      {"half a day there, half a day back", 8, [&](int record) { return record < 43'200 ? tai : 3 - tai; }},
+      {"as many messages as a day's count holds", INT32_MAX / 86'400, [](int record) { return record % 9; }},
+      // A double holds sums up to 2^53 ns exactly; each record may cost half of its last bit beyond. 250 s
+      // off for a day is a sum of 1.7e17 ns, whose last bit weighs 32 ns: 16 ns a record of 8 messages.
+      {"250 s off", 8, [&](int) { return 250'000'000'000 + jitter(); }, 1 + 16.0 / 8},
+  };
+  for (const auto& row : rows) {
+    const auto [average, deviation] = ErrorsOverADay(row.count, row.offset);
+    EXPECT_LT(average, row.nanosecondsOff) << row.what;
+    EXPECT_LT(deviation, 1) << row.what;
+  }
+}
+
+TEST(PeriodStatistics, CountsReachTheirLimitAndWrap) {
+  const auto most = Monitoring(INT32_MAX, 1, INT32_MAX, 1, 1, 0);
+  EXPECT_EQ(ResultsOf({most}).syncGroup.quantities[0].average, (SecondsNanoseconds{0, 1}));
+  const auto beyond = ResultsOf({most, Monitoring(1, 1, 1, 1, 1, 0)}).syncGroup;
+  EXPECT_EQ(beyond.count, INT32_MIN);
+  EXPECT_EQ(beyond.quantities[0].average, (SecondsNanoseconds{0, -1}));
 }
 
 TEST(PeriodStatistics, GroupWithoutAPositiveCountAddsNothing) {
