@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <sstream>
 
@@ -125,24 +126,46 @@ TEST_F(PtpMonitorTest, NoDurationIsAHundredYears) {
   EXPECT_EQ(std::ranges::count(tests, 15, &TestLine::minutes), 4) << "one test before the end and one at it";
 }
 
-TEST_F(PtpMonitorTest, CatchesUpAfterTheMachineWasSuspended) {
-  const std::int64_t start = clock_.now;
-  bool slept = false;
-  clock_.onWakeUp = [&](std::int64_t) {
-    Deliver();
-    if (!slept) clock_.now = start + 5 * quarter + 100 * ticksPerSecond;  // wakes up four periods late
-    slept = true;
-  };
-  const auto tests = Run(2);
+TEST_F(PtpMonitorTest, FollowsAClockThatIsSetDuringAWait) {
+  constexpr std::int64_t hour = 3600;
+  constexpr std::int64_t year = 365 * 24 * hour;
+  const struct {
+    std::int64_t
+        step;  // seconds, while the run waits for its first boundary; a suspended machine's is positive
+    std::uint32_t hours;
+  } rows[] = {{1, 2}, {-1, 2}, {hour, 2}, {-hour, 2}, {year, 2}, {-year, 2}, {30 * 24 * hour, 30 * 24 + 2}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << row.step << " s, " << row.hours << " h");
+    std::filesystem::remove(folder_.Path() / "run_period_test_results.txt");
+    const std::int64_t start = clock_.now;
+    clock_.sleeps = 0;
+    clock_.onWakeUp = [&](std::int64_t) {
+      Deliver();
+      if (clock_.sleeps == 1) clock_.now += row.step * ticksPerSecond;
+    };
+    const auto tests = Run(row.hours);
 
-  std::vector<std::int64_t> epochs;
-  std::vector<std::int64_t> syncs;
-  for (std::size_t i = 0; i < tests.size(); i += 2) {
-    epochs.push_back(tests[i].epoch - start / ticksPerSecond);
-    syncs.push_back(tests[i].syncs);
+    const std::int64_t firstWakeUp = 900 + std::max<std::int64_t>(row.step, 0);
+    std::vector<TestLine> expected;
+    int sleeps = row.step < 0 ? 2 : 1;
+    std::int64_t days = 0;
+    for (std::int64_t boundary = 900, now = 0; now < row.hours * hour; boundary += 900) {
+      now = std::max(boundary, firstWakeUp);
+      const bool waited = boundary == 900 || boundary > firstWakeUp;
+      const std::int64_t records = !waited ? 0 : boundary == 900 ? sleeps : 1;
+      if (waited && boundary > 900) ++sleeps;
+      const std::int64_t epoch = (start + now * ticksPerSecond) / ticksPerSecond;
+      expected.insert(expected.end(), {{epoch, 15, 0, records}, {epoch, 15, 1, 2 * records}});
+      if (now >= (days + 1) * 24 * hour) {
+        ++days;
+        const std::int64_t dayRecords = days == 1 ? sleeps : 0;
+        expected.insert(expected.end(), {{epoch, 1440, 0, dayRecords}, {epoch, 1440, 1, 2 * dayRecords}});
+      }
+    }
+    EXPECT_EQ(clock_.sleeps, sleeps) << "neither busy nor idle";
+    ASSERT_EQ(tests.size(), expected.size());
+    EXPECT_TRUE(tests == expected);
   }
-  EXPECT_EQ(epochs, (std::vector<std::int64_t>{4600, 4600, 4600, 4600, 4600, 5400, 6300, 7200}));
-  EXPECT_EQ(syncs, (std::vector<std::int64_t>{1, 0, 0, 0, 0, 1, 1, 1}));
 }
 
 TEST_F(PtpMonitorTest, EarlyWakeUpsSleepAgain) {
