@@ -53,12 +53,12 @@ ResultHolder AddIfUsable(const TZvSmartPtr<IZvCardConfiguration>& card, std::vec
 /// Walks the system's cards to their end.
 ResultHolder CollectCards(ApplicationContext& context) {
   TZvSmartPtr<IZvSystemConfigurationCardEnumerator> enumerator;
-  ResultHolder result = context.systemConfiguration->GetCardEnumerator(&enumerator);
+  ResultHolder result = CheckGiven(context.systemConfiguration->GetCardEnumerator(&enumerator), enumerator);
   if (result.Failed()) return result;
 
   while (result.Succeeded()) {
     TZvSmartPtr<IZvCardConfiguration> card;
-    result.AssignQuietly(enumerator->Next(&card));
+    result.AssignQuietly(CheckGiven(enumerator->Next(&card), card));
     if (result.Succeeded()) result = AddIfUsable(card, context.cards);
   }
   if (result.Code() == ZV_E_END_OF_ENUM) result.AssignQuietly(ZV_NOERROR);

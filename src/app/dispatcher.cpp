@@ -63,9 +63,10 @@ ResultHolder CreateSystemConfiguration(ApplicationContext& context) {
     PrintStatus("Could no initialize system", result.Code());
     return result;
   }
-  result =
+  result = CheckGiven(
       CoCreateInstance(CLSID_ZvSystemConfiguration, nullptr, CLSCTX_INPROC_SERVER, IID_IZvSystemConfiguration,
-                       reinterpret_cast<void**>(&context.systemConfiguration));
+                       reinterpret_cast<void**>(&context.systemConfiguration)),
+      context.systemConfiguration);
   if (result.Failed()) PrintStatus("Could not create IZvSystemConfiguration", result.Code());
   return result;
 }

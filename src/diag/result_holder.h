@@ -56,4 +56,11 @@ class ResultHolder {
   std::unique_ptr<Codes> tolerated_;  ///< null: none
 };
 
+/// The result of a call that gives an interface: `result`, but ZV_E_INVALID_POINTER when it is a success that
+/// left the smart pointer empty.
+template <class SmartPointer>
+HRESULT CheckGiven(HRESULT result, const SmartPointer& given) {
+  return SUCCEEDED(result) && given.IsNull() ? ZV_E_INVALID_POINTER : result;
+}
+
 }  // namespace kestrune

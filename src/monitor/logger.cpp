@@ -60,8 +60,10 @@ Logger::~Logger() {
 
 void Logger::Init(const TZvSmartPtr<IZvCardConfiguration>& card, const std::string& prefix,
                   const std::string& folder) {
-  EndOnFailure(card->QueryInterface(IID_IZvCardConfigurationPrivate, reinterpret_cast<void**>(&card_)),
-               "Could not initialize ST2059 monitoring");
+  EndOnFailure(
+      CheckGiven(card->QueryInterface(IID_IZvCardConfigurationPrivate, reinterpret_cast<void**>(&card_)),
+                 card_),
+      "Could not initialize ST2059 monitoring");
   EndOnFailure(OpenLogFiles(prefix, folder), "Could not configure log files. Log path may be invalid");
   EndOnFailure(ConfigureGenlock(), "Could not configure the genlock interfaces or notifications");
   EndOnFailure(ConfigureSt2059(), "Could not configure the ST2059 interfaces or notifications");
@@ -88,8 +90,11 @@ ResultHolder Logger::OpenLogFiles(const std::string& prefix, const std::string& 
 }
 
 ResultHolder Logger::ConfigureGenlock() {
-  ResultHolder result = card_->GetGenlockConfiguration(&genlockConfiguration_);
-  if (result.Succeeded()) result = genlockConfiguration_->GetNotification(&genlockNotification_);
+  ResultHolder result =
+      CheckGiven(card_->GetGenlockConfiguration(&genlockConfiguration_), genlockConfiguration_);
+  if (result.Succeeded()) {
+    result = CheckGiven(genlockConfiguration_->GetNotification(&genlockNotification_), genlockNotification_);
+  }
   if (result.Failed()) return result;
 
   genlockCallback_ = new (std::nothrow) GenlockStatusCallback(this);
@@ -98,7 +103,7 @@ ResultHolder Logger::ConfigureGenlock() {
 }
 
 ResultHolder Logger::ConfigureSt2059() {
-  const ResultHolder result = card_->GetSmpte2059(&smpte2059_);
+  const ResultHolder result = CheckGiven(card_->GetSmpte2059(&smpte2059_), smpte2059_);
   if (result.Failed()) return result;
 
   st2059Callback_ = new ST2059StatusCallback(this);
@@ -118,10 +123,10 @@ ResultHolder Logger::ConfigureSfpIp() {
 
 ResultHolder Logger::FindSfpIps() {
   TZvSmartPtr<IZvSfpIpEnumerator> enumerator;
-  ResultHolder result = card_->CreateSfpIpEnumerator(&enumerator);
+  ResultHolder result = CheckGiven(card_->CreateSfpIpEnumerator(&enumerator), enumerator);
   while (result.Succeeded() && (sfpIps_[0].IsNull() || sfpIps_[1].IsNull())) {
     TZvSmartPtr<IZvSfpIp> sfpIp;
-    result = enumerator->Next(&sfpIp);
+    result = CheckGiven(enumerator->Next(&sfpIp), sfpIp);
     if (result.Failed()) break;
     const std::uint32_t sfpNumber = sfpIp->GetSfpNumber();
     if (sfpNumber == 1 || sfpNumber == 2) sfpIps_[sfpNumber - 1] = sfpIp;
@@ -132,7 +137,7 @@ ResultHolder Logger::FindSfpIps() {
 ResultHolder Logger::GetSt2059Sfps() {
   ResultHolder result;
   for (std::size_t i = 0; i < sfpCount && result.Succeeded(); ++i) {
-    result = smpte2059_->GetSfp(*sfpIps_[i], &st2059Sfps_[i]);
+    result = CheckGiven(smpte2059_->GetSfp(*sfpIps_[i], &st2059Sfps_[i]), st2059Sfps_[i]);
   }
   st2059SfpsReady_ = result.Succeeded();
   return result;

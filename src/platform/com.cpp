@@ -62,7 +62,7 @@ HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID 
 
   IClassFactory* factory = nullptr;
   HRESULT result = getClassObject(clsid, IID_IClassFactory, reinterpret_cast<void**>(&factory));
-  if (FAILED(result)) return result;
+  if (FAILED(result) || factory == nullptr) return result;
   result = factory->CreateInstance(outer, iid, object);
   factory->Release();
   return result;

@@ -81,7 +81,8 @@ HRESULT CoInitializeEx(void* reserved, DWORD concurrencyModel);
 ///
 /// REGDB_E_CLASSNOTREG when there is no such library, when it can't be loaded or when it exports no
 /// DllGetClassObject (the last two with the loader's message on standard error); otherwise the library's own
-/// result. CO_E_NOTINITIALIZED on a thread that never called CoInitializeEx.
+/// result, which may be a success that leaves `*object` null. CO_E_NOTINITIALIZED on a thread that never
+/// called CoInitializeEx.
 HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID iid, void** object);
 
 #endif

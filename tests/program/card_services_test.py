@@ -8,6 +8,10 @@ import unittest
 from kestrune import FAILURE, PROGRAM, WINDOWS, ProgramTest
 
 NOT_CREATED = ": Could not create IZvSystemConfiguration : Unknown error"
+NOTHING_CREATED = (
+    ": Could not create IZvSystemConfiguration"
+    " : ZV_E_INVALID_POINTER: One of the method parameter is a uninitialized pointer."
+)
 CLASS_KEY = r"HKLM\Software\Classes\CLSID\{61113A25-4EF7-45CA-9493-C20D255E4ACA}\InprocServer32"
 
 
@@ -99,6 +103,10 @@ class CardServicesTest(ProgramTest):
             result = self.run_program("list", ZV_CARD_SERVICES=library)
             self.assertEqual((result.messages, result.status), ([NOT_CREATED], FAILURE))
             self.assertIn(said, result.errors)
+
+        services = os.environ["KESTRUNE_C_CARD_SERVICES"]
+        result = self.run_program("list", ZV_CARD_SERVICES=services, C_CARD_SERVICES_WITHOUT_FACTORY="1")
+        self.assertEqual((result.messages, result.status), ([NOTHING_CREATED], FAILURE), "success, but no class factory")
 
         alone = shutil.copy(PROGRAM[0], self.folder)
         result = subprocess.run([alone, "list"], stdout=subprocess.PIPE, check=False)

@@ -7,6 +7,8 @@ from kestrune import FAILURE, ProgramTest
 SPEED = 1200
 CODE = "ZV_E_NOT_SUPPORTED"
 TEXT = " : ZV_E_NOT_SUPPORTED: The requested operation is not supported."
+NO_INTERFACE = " : ZV_E_INVALID_POINTER: One of the method parameter is a uninitialized pointer."
+NO_HARDWARE = ": No hardware detected. : ZV_E_NO_HARDWARE_PROFILE_FOUND: No hardware profile available in the system."
 GENERIC = " : ZV_E_FAIL: Generic error."
 STARTING = ": Starting ST2059 monitoring."
 ENDING = ": Ending ST2059 monitoring."
@@ -24,13 +26,13 @@ CARDS_FAILED = ": Could not get cards from the system"
 NOT_INITIALIZED = ": Could not initialize ST2059 monitoring"
 
 
-def fault(operation, call=1):
-    return {"operation": operation, "code": CODE, "call": call}
+def fault(operation, call=1, code=CODE):
+    return {"operation": operation, "code": code, "call": call}
 
 
 class FailureTest(ProgramTest):
-    def run_with_fault(self, operation, call=1, **scenario):
-        return self.run_program("run", "-d=1", scenario={"faults": [fault(operation, call)], **scenario})
+    def run_with_fault(self, operation, call=1, code=CODE, **scenario):
+        return self.run_program("run", "-d=1", scenario={"faults": [fault(operation, call, code)], **scenario})
 
     def test_before_the_run(self):
         for operation, message in (
@@ -81,6 +83,25 @@ class FailureTest(ProgramTest):
                 self.assertEqual(self.event_types() if log.exists() else None, written)
                 for file in self.folder.glob("ptpLog*"):
                     file.unlink()
+
+    def test_success_without_an_interface(self):
+        """Fails its step, but in the enumeration it is a card without ST 2059."""
+        for operation, call, message in (
+            ("CreateSystemConfiguration", 1, ": Could not create IZvSystemConfiguration" + NO_INTERFACE),
+            ("GetCardEnumerator", 1, CARDS_FAILED + NO_INTERFACE),
+            ("NextCard", 1, CARDS_FAILED + NO_INTERFACE),
+            ("GetSmpte2059", 1, NO_HARDWARE),
+            ("QueryPrivate", 1, NOT_INITIALIZED + NO_INTERFACE),
+            ("GetGenlockConfiguration", 1, GENLOCK_FAILED + NO_INTERFACE),
+            ("GetGenlockNotification", 1, GENLOCK_FAILED + NO_INTERFACE),
+            ("GetSmpte2059", 2, ST2059_FAILED + NO_INTERFACE),
+            ("CreateSfpIpEnumerator", 1, SFP_IP_FAILED + NO_INTERFACE),
+            ("NextSfp", 2, SFP_IP_FAILED + NO_INTERFACE),
+            ("GetSmpte2059Sfp", 2, SFPS_FAILED + NO_INTERFACE),
+        ):
+            with self.subTest(operation=operation, call=call):
+                result = self.run_with_fault(operation, call, "ZV_NOERROR")
+                self.assertEqual((result.messages, result.status), ([message], FAILURE))
 
     def test_registering_for_telemetry_fails_last(self):
         result = self.run_with_fault("RegisterMonitorData")
