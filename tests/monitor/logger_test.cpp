@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <future>
+#include <map>
 #include <memory>
 #include <thread>
 
@@ -87,8 +89,8 @@ TEST_F(LoggerTest, SetsUpAndTearsDownInOrder) {
   Stop();
   EXPECT_THAT(card_.Calls(), ElementsAre("Card.UnregisterMonitorData", "Genlock.Unregister",
                                          "Smpte2059.Unregister", "SfpIpA.Unregister"));
-  EXPECT_NE(card_.sfpIpCallbacks[1], nullptr) << "SFP B's callback stays registered";
   EXPECT_EQ(card_.References(), 0U);
+  EXPECT_EQ(CZvUnknown::LiveObjects(), 0) << "SFP B's callback goes with its interface";
 
   auto events = initialEvents;
   events.emplace_back("end of monitoring");
@@ -151,8 +153,13 @@ TEST_F(LoggerTest, StoresEveryRecordAndCountsThoseOfKnownSfps) {
   EXPECT_EQ(Syncs(Logger::Period::Day, 1), 8 * 2);
 }
 
-/// What one notification leaves on the console and in the event log.
+/// What one notification leaves on the console and in the event log, whatever size the card writes into
+/// records.
 TEST_F(LoggerTest, NotificationsAreLoggedAndAnnounced) {
+  card_.genlockStatus.size = card_.genlockSettings.size = 0;
+  card_.st2059Status.size = card_.st2059Settings.size = 0xFFFFFFFF;
+  for (auto& status : card_.st2059SfpStatuses) status.size = 1;
+  for (auto& status : card_.sfpIpStatuses) status.size = 1'000'000;
   Start();
   auto events = initialEvents;
 
@@ -217,6 +224,122 @@ TEST_F(LoggerTest, SurvivesReferencesOfTheCardServices) {
   Deliver({0}, 1);
   Stop();
   EXPECT_EQ(test::ReadEventTypes(EventLog()).back(), "end of monitoring");
+}
+
+/// Calls that were on their way when their callback was unregistered, and one that comes for SFP B when the
+/// files are closed already.
+TEST_F(LoggerTest, LateNotificationsAreLoggedWhileTheFilesAreOpen) {
+  Start();
+  Deliver({0}, 1);
+  auto* const telemetry = card_.monitorDataCallback.operator->();
+  TZvSmartPtr<IZvGenlockNotificationCallback> genlock;
+  genlock = card_.genlockCallback.operator->();
+  TZvSmartPtr<IZvSmpte2059NotificationCallback> st2059;
+  st2059 = card_.st2059Callback.operator->();
+  auto events = initialEvents;
+  card_.onCall = [&](const std::string& operation) {
+    const bool closing = operation == "SfpIpB.Close";
+    if (!closing && operation.find("Unregister") == std::string::npos) return;
+    card_.sfpIpCallbacks[1]->OnSfpIpStatusChanged(card_.SfpIp(1), &card_.sfpIpStatuses[1]);
+    if (closing) return;
+    EXPECT_EQ(telemetry->OnMonitorDataReady(), S_OK);
+    EXPECT_EQ(genlock->OnGenlockStatusChanged(&card_.genlockStatus), S_OK);
+    EXPECT_EQ(st2059->OnSt2059StatusChanged(&card_.st2059Status), S_OK);
+    events.insert(events.end(), {"SFP IP status", "genlock status", "ST2059 status/settings",
+                                 "SFP ST2059 telemetry", "SFP ST2059 telemetry"});
+  };
+  Stop();
+  events.emplace_back("end of monitoring");
+  EXPECT_EQ(events.size(), initialEvents.size() + 4 * 5 + 1);
+  EXPECT_THAT(test::ReadEventTypes(EventLog()), ElementsAreArray(events));
+  EXPECT_EQ(test::ReadRawData(RawData()).size(), 1U + 4);
+  const auto lines = console_.LinesWithoutTime();
+  EXPECT_EQ(lines.size(), 1U + 4 * 3 + 2);
+  EXPECT_EQ(lines[lines.size() - 2], ": Ending ST2059 monitoring.");
+  EXPECT_EQ(lines.back(), ": SFP IP status has changed");
+}
+
+TEST_F(LoggerTest, ABlockedRequestHoldsUpItsOwnNotificationOnly) {
+  Start();
+  std::promise<void> blocked, goOn;
+  card_.onCall = [&](const std::string& operation) {
+    if (operation != "Smpte2059.GetSettings") return;
+    blocked.set_value();
+    goOn.get_future().wait();
+  };
+  std::thread notification([&] { card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status); });
+  blocked.get_future().wait();
+  auto events = initialEvents;
+
+  Deliver({0, 1}, 2);
+  card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus);
+  events.emplace_back("genlock status");
+  card_.sfpIpCallbacks[0]->OnSfpIpStatusChanged(card_.SfpIp(0), &card_.sfpIpStatuses[0]);
+  events.emplace_back("SFP IP status");
+  EXPECT_EQ(test::ReadRawData(RawData()).size(), 2U);
+  EXPECT_EQ(Syncs(Logger::Period::FifteenMinutes, 1), 8);
+  EXPECT_THAT(test::ReadEventTypes(EventLog()), ElementsAreArray(events));
+
+  goOn.set_value();
+  notification.join();
+  events.insert(events.end(), {"ST2059 status/settings", "SFP ST2059 telemetry", "SFP ST2059 telemetry"});
+  EXPECT_THAT(test::ReadEventTypes(EventLog()), ElementsAreArray(events));
+}
+
+/// Each kind of notification comes without a break from a thread of its own, while runs start and end on a
+/// card that takes its time for every request.
+TEST_F(LoggerTest, NotificationsMayComeWhileRunsStartAndEnd) {
+  constexpr std::size_t runs = 20;
+  std::atomic<bool> done = false;
+  std::atomic<std::size_t> records = 0;
+  const auto pause = [] { std::this_thread::sleep_for(std::chrono::microseconds(20)); };
+  card_.onCall = [&](const std::string&) { pause(); };
+  std::vector<std::thread> threads;
+  const auto repeat = [&](auto& registration, auto notify) {
+    threads.emplace_back([&done, &registration, notify, pause] {
+      while (!done) {
+        registration.Notify(notify);
+        pause();
+      }
+    });
+  };
+  card_.monitorData = [&](MonitorDataBatch& batch) {
+    batch.count = 1;
+    ++records;
+  };
+  repeat(card_.monitorDataCallback, [](auto& callback) { callback.OnMonitorDataReady(); });
+  repeat(card_.genlockCallback,
+         [&](auto& callback) { callback.OnGenlockStatusChanged(&card_.genlockStatus); });
+  repeat(card_.st2059Callback, [&](auto& callback) { callback.OnSt2059StatusChanged(&card_.st2059Status); });
+  for (std::size_t i = 0; i < 2; ++i) {
+    repeat(card_.sfpIpCallbacks[i], [&, i](auto& callback) {
+      callback.OnSfpIpStatusChanged(card_.SfpIp(i), &card_.sfpIpStatuses[i]);
+    });
+  }
+  for (std::size_t run = 0; run < runs; ++run) {
+    Start();
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    Stop();
+    EXPECT_EQ(card_.References(), 0U);
+    EXPECT_EQ(CZvUnknown::LiveObjects(), 0);
+  }
+  done = true;
+  for (auto& thread : threads) thread.join();
+
+  std::map<std::string, std::size_t> documents, lines;
+  for (const auto& type : test::ReadEventTypes(EventLog())) ++documents[type];
+  for (const auto& line : console_.LinesWithoutTime()) ++lines[line];
+  EXPECT_EQ(documents["start of monitoring"], runs);
+  EXPECT_EQ(documents["end of monitoring"], runs);
+  EXPECT_EQ(documents["genlock status"], runs + lines[": Genlock status has changed"]);
+  EXPECT_EQ(documents["ST2059 status/settings"], runs + lines[": ST 2059 status has changed"]);
+  EXPECT_LE(documents["SFP IP status"], 2 * runs + lines[": SFP IP status has changed"])
+      << "late ones of SFP B";
+  for (const char* kind : {"Genlock", "ST 2059", "SFP IP"}) {
+    EXPECT_GT(lines[std::string(": ") + kind + " status has changed"], runs);
+  }
+  EXPECT_GT(records, runs);
+  EXPECT_EQ(test::ReadRawData(RawData()).size(), records);
 }
 
 /// Twenty minutes' worth of telemetry, and a hundred times what a bad day has of changes, as fast as it will

@@ -5,7 +5,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <sstream>
+#include <thread>
 
 #include "support/fake_card.h"
 #include "support/test_run.h"
@@ -56,7 +58,10 @@ class PtpMonitorTest : public testing::Test {
       monitor.Run(card, "run", folder_.Name(), hours);
     }
     EXPECT_EQ(card_.References(), 0U);
+    return ReadTests();
+  }
 
+  std::vector<TestLine> ReadTests() const {
     std::vector<TestLine> tests;
     for (const auto& line : test::ReadLines(folder_.Path() / "run_period_test_results.txt")) {
       TestLine read{};
@@ -166,6 +171,30 @@ TEST_F(PtpMonitorTest, FollowsAClockThatIsSetDuringAWait) {
     ASSERT_EQ(tests.size(), expected.size());
     EXPECT_TRUE(tests == expected);
   }
+}
+
+TEST_F(PtpMonitorTest, WritesItsLinesWhileTheCardHoldsTelemetryBack) {
+  std::promise<void> blocked, goOn;
+  std::thread telemetry;
+  clock_.onWakeUp = [&](std::int64_t) {
+    if (clock_.sleeps == 1) {
+      card_.monitorData = [&](MonitorDataBatch& batch) {
+        blocked.set_value();
+        goOn.get_future().wait();
+        batch.count = 1;
+        batch.records[0].performanceMonitoring.numberOfSyncSinceLastTelemetry = 5;
+      };
+      telemetry = std::thread([&] { card_.monitorDataCallback->OnMonitorDataReady(); });
+      blocked.get_future().wait();
+    } else if (clock_.sleeps == 4) {
+      EXPECT_EQ(ReadTests().size(), 2 * 3U);
+      goOn.set_value();
+      telemetry.join();
+    }
+  };
+  std::vector<std::int64_t> syncs;
+  for (const auto& line : Run(1)) syncs.push_back(line.syncs);
+  EXPECT_EQ(syncs, (std::vector<std::int64_t>{0, 0, 0, 0, 0, 0, 5, 0}));
 }
 
 TEST_F(PtpMonitorTest, EarlyWakeUpsSleepAgain) {

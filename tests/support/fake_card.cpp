@@ -20,19 +20,6 @@ HRESULT Fill(HRESULT result, Record* out, const Record& record) {
   return result;
 }
 
-template <class Callback>
-HRESULT Register(HRESULT result, Callback*& held, Callback* callback) {
-  if (SUCCEEDED(result)) held = callback;
-  return result;
-}
-
-template <class Callback>
-HRESULT Unregister(HRESULT result, Callback*& held, Callback* callback) {
-  if (held != callback) return ZV_E_NOT_FOUND;
-  if (SUCCEEDED(result)) held = nullptr;
-  return result;
-}
-
 }  // namespace
 
 FakeCard::FakeCard() {
@@ -63,6 +50,7 @@ std::uint32_t FakeCard::References() const {
 }
 
 HRESULT FakeCard::Call(const std::string& operation) {
+  if (onCall) onCall(operation);
   const std::lock_guard lock(mutex_);
   calls_.push_back(operation);
   const auto failure = failures.find(operation);
@@ -96,11 +84,11 @@ HRESULT FakeCard::Card::GetSmpte2059(IZvSmpte2059** smpte2059) {
 }
 
 HRESULT FakeCard::Card::RegisterMonitorDataCallback(IZvSmpte2059MonitorDataNotificationCallback* callback) {
-  return Register(owner->Call("Card.RegisterMonitorData"), owner->monitorDataCallback, callback);
+  return owner->monitorDataCallback.Register(owner->Call("Card.RegisterMonitorData"), callback);
 }
 
 HRESULT FakeCard::Card::UnregisterMonitorDataCallback(IZvSmpte2059MonitorDataNotificationCallback* callback) {
-  return Unregister(owner->Call("Card.UnregisterMonitorData"), owner->monitorDataCallback, callback);
+  return owner->monitorDataCallback.Unregister(owner->Call("Card.UnregisterMonitorData"), callback);
 }
 
 HRESULT FakeCard::Card::GetMonitorData(MonitorDataBatch* batch) {
@@ -121,11 +109,11 @@ HRESULT FakeCard::Genlock::GetStatus(GenlockStatus* status) {
 }
 
 HRESULT FakeCard::GenlockNotification::RegisterCallback(IZvGenlockNotificationCallback* callback) {
-  return Register(owner->Call("Genlock.Register"), owner->genlockCallback, callback);
+  return owner->genlockCallback.Register(owner->Call("Genlock.Register"), callback);
 }
 
 HRESULT FakeCard::GenlockNotification::UnregisterCallback(IZvGenlockNotificationCallback* callback) {
-  return Unregister(owner->Call("Genlock.Unregister"), owner->genlockCallback, callback);
+  return owner->genlockCallback.Unregister(owner->Call("Genlock.Unregister"), callback);
 }
 
 HRESULT FakeCard::Smpte2059::GetSettings(St2059Settings* settings) {
@@ -137,11 +125,11 @@ HRESULT FakeCard::Smpte2059::GetStatus(St2059Status* status) {
 }
 
 HRESULT FakeCard::Smpte2059::RegisterCallback(IZvSmpte2059NotificationCallback* callback) {
-  return Register(owner->Call("Smpte2059.Register"), owner->st2059Callback, callback);
+  return owner->st2059Callback.Register(owner->Call("Smpte2059.Register"), callback);
 }
 
 HRESULT FakeCard::Smpte2059::UnregisterCallback(IZvSmpte2059NotificationCallback* callback) {
-  return Unregister(owner->Call("Smpte2059.Unregister"), owner->st2059Callback, callback);
+  return owner->st2059Callback.Unregister(owner->Call("Smpte2059.Unregister"), callback);
 }
 
 HRESULT FakeCard::Smpte2059::GetSfp(IZvSfpIp* sfpIp, IZvSmpte2059Sfp** sfp) {
@@ -153,16 +141,25 @@ HRESULT FakeCard::Smpte2059Sfp::GetStatus(St2059SfpStatus* status) {
               owner->st2059SfpStatuses[sfp]);
 }
 
+ULONG FakeCard::SfpIpPort::Release() {
+  const ULONG left = --references;
+  if (left == 0 && this != &owner->strangeSfpIp_) {
+    if (owner->onCall) owner->onCall(Operation("Close"));
+    owner->sfpIpCallbacks[sfp].Set(nullptr);
+  }
+  return left;
+}
+
 HRESULT FakeCard::SfpIpPort::GetStatus(SfpIpStatus* status) {
   return Fill(owner->Call(Operation("GetStatus")), status, owner->sfpIpStatuses[sfp]);
 }
 
 HRESULT FakeCard::SfpIpPort::RegisterCallback(IZvSfpIpNotificationCallback* callback) {
-  return Register(owner->Call(Operation("Register")), owner->sfpIpCallbacks[sfp], callback);
+  return owner->sfpIpCallbacks[sfp].Register(owner->Call(Operation("Register")), callback);
 }
 
 HRESULT FakeCard::SfpIpPort::UnregisterCallback(IZvSfpIpNotificationCallback* callback) {
-  return Unregister(owner->Call(Operation("Unregister")), owner->sfpIpCallbacks[sfp], callback);
+  return owner->sfpIpCallbacks[sfp].Unregister(owner->Call(Operation("Unregister")), callback);
 }
 
 HRESULT FakeCard::SfpIpEnumerator::Next(IZvSfpIp** sfp) {

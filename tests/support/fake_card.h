@@ -28,9 +28,44 @@ class Counted : public Interface {
   std::atomic<std::uint32_t> references = 0;
 };
 
+/// What the program has registered for one kind of notification, kept with a reference.
+template <class Callback>
+class Registration {
+ public:
+  HRESULT Register(HRESULT result, Callback* callback) {
+    if (SUCCEEDED(result)) Set(callback);
+    return result;
+  }
+  HRESULT Unregister(HRESULT result, Callback* callback) {
+    if (callback_ != callback) return ZV_E_NOT_FOUND;
+    if (SUCCEEDED(result)) Set(nullptr);
+    return result;
+  }
+  /// Waits for a Notify that is under way. Null: none any more.
+  void Set(Callback* callback) {
+    const std::lock_guard lock(mutex_);
+    if (callback != nullptr) callback->AddRef();
+    if (callback_ != nullptr) callback_->Release();
+    callback_ = callback;
+  }
+
+  /// For a test that knows that it is registered and stays so.
+  Callback* operator->() const { return callback_; }
+
+  /// Passes the callback to `notify` if there is one. Any thread.
+  template <class Function>
+  void Notify(Function notify) {
+    const std::lock_guard lock(mutex_);
+    if (callback_ != nullptr) notify(*callback_);
+  }
+
+ private:
+  std::mutex mutex_;
+  Callback* callback_ = nullptr;
+};
+
 /// A card under the hand of the test: what it reports is in plain members, what it is asked is noted, and
-/// every operation can be made to fail by its name. Callbacks are kept by the name of their kind, without a
-/// reference.
+/// every operation can be made to fail by its name.
 class FakeCard {
  public:
   FakeCard();
@@ -43,6 +78,10 @@ class FakeCard {
   std::uint32_t References() const;
 
   std::map<std::string, HRESULT> failures;  ///< by operation; set before threads start
+
+  /// Told each operation before it does its work, and "SfpIpA.Close", "SfpIpB.Close" when the program has let
+  /// go of an SFP; may block. Set before threads start.
+  std::function<void(const std::string& operation)> onCall;
 
   CardInformation information = MakeRecord<CardInformation>();
   bool hasSt2059 = true;
@@ -58,10 +97,10 @@ class FakeCard {
   /// Fills the batch that the program fetches. Called on the thread that notifies.
   std::function<void(MonitorDataBatch&)> monitorData;
 
-  IZvSmpte2059MonitorDataNotificationCallback* monitorDataCallback = nullptr;
-  IZvGenlockNotificationCallback* genlockCallback = nullptr;
-  IZvSmpte2059NotificationCallback* st2059Callback = nullptr;
-  std::array<IZvSfpIpNotificationCallback*, 2> sfpIpCallbacks{};
+  Registration<IZvSmpte2059MonitorDataNotificationCallback> monitorDataCallback;
+  Registration<IZvGenlockNotificationCallback> genlockCallback;
+  Registration<IZvSmpte2059NotificationCallback> st2059Callback;
+  std::array<Registration<IZvSfpIpNotificationCallback>, 2> sfpIpCallbacks;
 
   IZvCardConfigurationPrivate* Interface() { return &card_; }
   IZvSfpIp* SfpIp(std::size_t sfp) { return &sfpIps_[sfp]; }
@@ -109,6 +148,8 @@ class FakeCard {
     std::size_t sfp = 0;
   };
   struct SfpIpPort : Counted<IZvSfpIp> {
+    /// With its last reference goes its callback.
+    ULONG STDMETHODCALLTYPE Release() override;
     std::uint32_t STDMETHODCALLTYPE GetSfpNumber() override { return sfpNumber; }
     HRESULT STDMETHODCALLTYPE GetStatus(SfpIpStatus* status) override;
     HRESULT STDMETHODCALLTYPE RegisterCallback(IZvSfpIpNotificationCallback* callback) override;
