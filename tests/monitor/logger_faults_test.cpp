@@ -79,7 +79,9 @@ Outcome RunWith(const decltype(test::CLibrary::onWrite)& onWrite) {
 TEST(LoggerFaults, AFailedWriteEndsItsFileAndNothingElse) {
   const Outcome whole = RunWith({});
   ASSERT_EQ(whole.writes.size(), 3U);
-  for (const auto& [file, sizes] : whole.writes) {
+  for (const auto& writes : whole.writes) {
+    const auto& file = writes.first;
+    const auto& sizes = writes.second;
     std::size_t start = 0;
     for (std::size_t n = 1; n <= sizes.size(); start += sizes[n - 1], ++n) {
       const std::string unit = whole.files.at(file).substr(start, sizes[n - 1]);
