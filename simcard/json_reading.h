@@ -141,9 +141,9 @@ void Whole(Reading& reading, const JsonValue& value, Target& target) {
     target.*Member = static_cast<Number>(*number);
 }
 
-template <auto Member, double Least, double Most, class Target>
+template <auto Member, std::int64_t Least, std::int64_t Most, class Target>
 void Number(Reading& reading, const JsonValue& value, Target& target) {
-  if (const auto number = ReadNumber(reading, value, Least, Most)) target.*Member = *number;
+  if (const auto number = ReadNumber(reading, value, double{Least}, double{Most})) target.*Member = *number;
 }
 
 template <auto Member, class Target>

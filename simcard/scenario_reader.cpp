@@ -54,7 +54,7 @@ constexpr std::int64_t most32 = std::numeric_limits<std::uint32_t>::max();
 constexpr std::int64_t least32Signed = std::numeric_limits<std::int32_t>::min();
 constexpr std::int64_t most32Signed = std::numeric_limits<std::int32_t>::max();
 /// A hundred years.
-constexpr double longestTime = 3.2e9;
+constexpr std::int64_t longestTime = 3'200'000'000;
 
 constexpr Key<Grandmaster> grandmasterAttributeKeys[] = {
     {"address", Address},
@@ -69,7 +69,7 @@ constexpr Key<Grandmaster> grandmasterAttributeKeys[] = {
     {"timeSource", Whole<&Grandmaster::timeSource, 0, 255>},
     {"currentUtcOffset", Whole<&Grandmaster::currentUtcOffset, -32768, 32767>},
     {"twoStep", Flag<&Grandmaster::twoStep>},
-    {"timeErrorNs", Number<&Grandmaster::timeErrorNs, -1e9, 1e9>},
+    {"timeErrorNs", Number<&Grandmaster::timeErrorNs, -1'000'000'000, 1'000'000'000>},
 };
 
 constexpr Key<Grandmaster> grandmasterKeys[] = {
@@ -93,10 +93,10 @@ void ReadGrandmaster(Reading& reading, const JsonValue& value, Grandmaster& targ
 }
 
 constexpr Key<Path> pathKeys[] = {
-    {"delayNs", Number<&Path::delayNs, 0.0, 1e9>},
-    {"asymmetryNs", Number<&Path::asymmetryNs, -1e9, 1e9>},
-    {"jitterNs", Number<&Path::jitterNs, 0.0, 1e9>},
-    {"lossProbability", Number<&Path::lossProbability, 0.0, 1.0>},
+    {"delayNs", Number<&Path::delayNs, 0, 1'000'000'000>},
+    {"asymmetryNs", Number<&Path::asymmetryNs, -1'000'000'000, 1'000'000'000>},
+    {"jitterNs", Number<&Path::jitterNs, 0, 1'000'000'000>},
+    {"lossProbability", Number<&Path::lossProbability, 0, 1>},
 };
 
 template <auto Member, class Target>
@@ -137,8 +137,8 @@ void ReadGenlock(Reading& reading, const JsonValue& value, Card& card) {
 }
 
 constexpr Key<Oscillator> oscillatorKeys[] = {
-    {"frequencyErrorPpb", Number<&Oscillator::frequencyErrorPpb, -1e6, 1e6>},
-    {"wanderPpb", Number<&Oscillator::wanderPpb, 0.0, 1e6>},
+    {"frequencyErrorPpb", Number<&Oscillator::frequencyErrorPpb, -1'000'000, 1'000'000>},
+    {"wanderPpb", Number<&Oscillator::wanderPpb, 0, 1'000'000>},
 };
 
 void ReadOscillator(Reading& reading, const JsonValue& value, Card& card) {
@@ -151,7 +151,7 @@ constexpr Key<Card> cardKeys[] = {
     {"cardModel", Text<&Card::cardModel, 103>},
     {"st2059", Flag<&Card::st2059>},
     {"bestMasterSfpSelection", Whole<&Card::bestMasterSfpSelection, 0, most32>},
-    {"warmUpSeconds", Number<&Card::warmUpSeconds, 0.0, 86400.0>},
+    {"warmUpSeconds", Number<&Card::warmUpSeconds, 0, 86'400>},
     {"sfpNumbers", ReadSfpNumbers},
     {"sfpA", ReadSfpObject<0>},
     {"sfpB", ReadSfpObject<1>},
@@ -192,6 +192,10 @@ struct EventDraft : Event {
   explicit EventDraft(const Scenario& soFar) : scenario(soFar) {}
   const Scenario& scenario;
 };
+
+void ReadEventEvery(Reading& reading, const JsonValue& value, EventDraft& event) {
+  event.every = ReadNumber(reading, value, 0.001, longestTime).value_or(0);
+}
 
 void ReadEventCard(Reading& reading, const JsonValue& value, EventDraft& event) {
   const auto index = ReadWhole(reading, value, 0, most32);
@@ -235,8 +239,8 @@ void ReadEventOn(Reading& reading, const JsonValue& value, EventDraft& event) {
 }
 
 constexpr Key<EventDraft> eventKeys[] = {
-    {"at", Number<&Event::at, 0.0, longestTime>, required},
-    {"every", Number<&Event::every, 0.001, longestTime>},
+    {"at", Number<&Event::at, 0, longestTime>, required},
+    {"every", ReadEventEvery},
     {"times", Whole<&Event::times, 0, most32>},
     {"card", ReadEventCard},
 };
@@ -398,8 +402,8 @@ constexpr Key<Fault> faultKeys[] = {
     {"code", ReadCode, required},
     {"call", ReadCall},
     {"fromCall", Whole<&Fault::firstCall, 1, most32>},
-    {"from", Number<&Fault::from, 0.0, longestTime>},
-    {"until", Number<&Fault::until, 0.0, longestTime>},
+    {"from", Number<&Fault::from, 0, longestTime>},
+    {"until", Number<&Fault::until, 0, longestTime>},
 };
 
 void ReadFaults(Reading& reading, const JsonValue& value, Scenario& scenario) {

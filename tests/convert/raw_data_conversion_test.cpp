@@ -102,7 +102,7 @@ TEST(RawDataConversion, MastersInTheListLikeTheBestOne) {
       alone.record.bestMasterLastPtpAnnouncePacket = masters[i];
       EXPECT_EQ(AnnounceText(unit, 83 + 19 * i), AnnounceText(alone, 2)) << turn << ": " << i;
     }
-    std::ranges::rotate(masters, masters.begin() + 1);
+    std::rotate(masters.begin(), masters.begin() + 1, masters.end());
   }
 }
 
