@@ -15,13 +15,8 @@ constexpr GUID messageGuid = {0xD69098CD, 0x3D8E, 0x3B6A, {0x0E, 0x79, 0x8E, 0x5
 
 }  // namespace
 
-void ResultHolder::Tolerate(HRESULT code) {
-  if (!tolerated_) tolerated_ = std::make_unique<Codes>();
-  tolerated_->insert(code);
-}
-
 void ResultHolder::TraceUntolerated() const {
-  if (tolerated_ && tolerated_->contains(code_)) return;
+  if (tolerated_.contains(code_)) return;
   const TraceProvider* provider = traceControl;
   if (provider == nullptr || (provider->enableFlags & enableFlag) == 0 ||
       provider->level < traceLevelInformation) {

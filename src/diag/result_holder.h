@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <set>
 
 #include "diag/result_codes.h"
@@ -16,11 +15,11 @@ class ResultHolder {
   ResultHolder(HRESULT code = ZV_NOERROR) : code_(code) { TraceFailure(); }
 
   /// Copies the tolerated codes too.
-  ResultHolder(const ResultHolder& other) : code_(other.code_), tolerated_(CopyTolerated(other)) {
+  ResultHolder(const ResultHolder& other) : code_(other.code_), tolerated_(other.tolerated_) {
     TraceFailure();
   }
   ResultHolder& operator=(const ResultHolder& other) {
-    tolerated_ = CopyTolerated(other);
+    tolerated_ = other.tolerated_;
     return *this = other.code_;
   }
 
@@ -35,25 +34,20 @@ class ResultHolder {
   void AssignQuietly(HRESULT code) { code_ = code; }
 
   /// From now on this code is not traced.
-  void Tolerate(HRESULT code);
+  void Tolerate(HRESULT code) { tolerated_.insert(code); }
 
   bool Failed() const { return code_ < 0; }
   bool Succeeded() const { return !Failed(); }
   HRESULT Code() const { return code_; }
 
  private:
-  using Codes = std::set<HRESULT>;
-
-  static std::unique_ptr<Codes> CopyTolerated(const ResultHolder& other) {
-    return other.tolerated_ ? std::make_unique<Codes>(*other.tolerated_) : nullptr;
-  }
   void TraceFailure() const {
     if (Failed()) TraceUntolerated();
   }
   void TraceUntolerated() const;
 
   HRESULT code_;
-  std::unique_ptr<Codes> tolerated_;  ///< null: none
+  std::set<HRESULT> tolerated_;
 };
 
 /// The result of a call that gives an interface: `result`, but ZV_E_INVALID_POINTER when it is a success that
