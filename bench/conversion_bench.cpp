@@ -267,7 +267,7 @@ void ConvertDay(benchmark::State& state, Convert convert, const std::string& tex
   const auto size = static_cast<std::int64_t>(std::filesystem::file_size(files.raw));
   rusage before{};
   getrusage(RUSAGE_SELF, &before);
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     std::ifstream source(files.raw, std::ios::binary);
     std::ofstream destination(text, std::ios::binary | std::ios::trunc);
     convert(source, size, destination);
@@ -312,7 +312,7 @@ void CopyFile(const std::string& from, const std::string& to) {
 /// The raw data file and the text, each read and written once.
 void CopyInputAndOutput(benchmark::State& state) {
   const Files& files = DayFiles();
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (const std::string& file : {files.raw, files.text}) {
       CopyFile(file, files.copy);
       if (state.range(0) != 0) SyncToDisk(files.copy);
@@ -330,7 +330,7 @@ void WriteOneLine(benchmark::State& state) {
   }();
   std::array<char, longestLine> line;
   std::size_t i = 0;
-  for (auto _ : state) benchmark::DoNotOptimize(WriteLine(units[i++ % units.size()], line));
+  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(WriteLine(units[i++ % units.size()], line));
 }
 
 // The argument: 0 leaves the written bytes to the system, 1 waits until the disk has them.

@@ -87,7 +87,7 @@ void BareWritesOfABatch(benchmark::State& state) {
   const std::string name = (folder.Path() / "bare").string();
   const int file = open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
   const std::vector<char> unit(sizeof(RawDataUnit), 'x');
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     for (std::uint32_t i = 0; i < batchSize; ++i) {
       if (write(file, unit.data(), unit.size()) < 0) state.SkipWithError("the disk is full");
     }
@@ -98,7 +98,7 @@ BENCHMARK(BareWritesOfABatch)->Iterations(4000);
 
 void TelemetryBatchToFile(benchmark::State& state) {
   MonitoringRun run(batchSize);
-  for (auto _ : state) run.DeliverBatch();
+  for ([[maybe_unused]] auto _ : state) run.DeliverBatch();
 }
 BENCHMARK(TelemetryBatchToFile)->Iterations(4000);
 
@@ -106,7 +106,7 @@ void StatisticsOfARecord(benchmark::State& state) {
   const TelemetryRecord record = PlausibleRecord(0);
   PeriodAccumulator quarter;
   PeriodAccumulator day;
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(&record);
     const PerformanceSample sample = MakePerformanceSample(record.performanceMonitoring);
     AccumulatePerformanceSample(sample, quarter);
@@ -118,7 +118,7 @@ BENCHMARK(StatisticsOfARecord);
 
 void EventDocumentToFile(benchmark::State& state) {
   MonitoringRun run(0);
-  for (auto _ : state) run.ChangeSfpIp();
+  for ([[maybe_unused]] auto _ : state) run.ChangeSfpIp();
 }
 BENCHMARK(EventDocumentToFile)->Iterations(20000);
 
@@ -132,14 +132,14 @@ void ResultTextAtRandom(benchmark::State& state) {
   std::vector<std::uint32_t> asked(4096);
   for (auto& code : asked) code = codes[random() % std::size(codes)];
   std::size_t next = 0;
-  for (auto _ : state) benchmark::DoNotOptimize(GetResultText(asked[next++ % asked.size()]));
+  for ([[maybe_unused]] auto _ : state) benchmark::DoNotOptimize(GetResultText(asked[next++ % asked.size()]));
 }
 BENCHMARK(ResultTextAtRandom);
 
 /// All that a quiet day brings: two records a second, a period test each quarter of an hour, and the day's
 /// test. The processor time is what the program costs a machine in 24 hours, but for the card services' own.
 void Day(benchmark::State& state) {
-  for (auto _ : state) {
+  for ([[maybe_unused]] auto _ : state) {
     MonitoringRun run(2);
     for (int quarter = 0; quarter < 96; ++quarter) {
       for (int second = 0; second < 900; ++second) run.DeliverBatch();

@@ -4,7 +4,7 @@
 
 namespace kestrune::sim {
 
-Simulation::Simulation(Scenario scenario, std::shared_ptr<Clock> clock) : faults_(scenario.faults) {
+Simulation::Simulation(Scenario scenario, const std::shared_ptr<Clock>& clock) : faults_(scenario.faults) {
   const auto shared = std::make_shared<const Scenario>(std::move(scenario));
   for (std::size_t card = 0; card < shared->cards.size(); ++card) {
     engines_.push_back(std::make_shared<CardEngine>(shared, card, clock));

@@ -15,7 +15,7 @@ namespace kestrune::sim {
 /// it; when the last of them goes, the cards' threads end.
 class Simulation {
  public:
-  Simulation(Scenario scenario, std::shared_ptr<Clock> clock);
+  Simulation(Scenario scenario, const std::shared_ptr<Clock>& clock);
   ~Simulation();
   Simulation(const Simulation&) = delete;
   Simulation& operator=(const Simulation&) = delete;

@@ -100,7 +100,7 @@ char* detail::WriteLongDecimal(char* text, std::uint64_t value) {
 }
 
 char* detail::WriteLongHexadecimal(char* text, std::uint64_t value) {
-  const int zeros = std::countl_zero(value) / 4;
+  const int zeros = std::countl_zero(value | 1) / 4;
   value <<= 4 * zeros;
   const std::uint64_t characters[] = {HexadecimalCharacters(static_cast<std::uint32_t>(value >> 32)),
                                       HexadecimalCharacters(static_cast<std::uint32_t>(value))};

@@ -38,13 +38,15 @@ inline constexpr auto digitGroups = [] {
   std::array<DigitGroup, 1000> groups{};
   for (unsigned value = 0; value < groups.size(); ++value) {
     auto& [padded, plain] = groups[value];
+    std::size_t digits = 0;
     for (const unsigned power : {100U, 10U, 1U}) {
       const char digit = static_cast<char>('0' + value / power % 10);
       const std::size_t place = power == 100 ? 0 : power == 10 ? 1 : 2;
       padded[place] = digit;
       if (digit != '0') padded[3] = static_cast<char>(place + 1);
-      if (value >= power || power == 1) plain[static_cast<std::size_t>(plain[3]++)] = digit;
+      if (value >= power || power == 1) plain[digits++] = digit;
     }
+    plain[3] = static_cast<char>(digits);
   }
   return groups;
 }();

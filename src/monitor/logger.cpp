@@ -50,8 +50,10 @@ Logger::~Logger() {
   st2059Callback_ = nullptr;
   genlockCallback_ = nullptr;
   // The card's interfaces go while the mutexes still stand: a notification for SFP B may be under way.
-  for (auto sfp = st2059Sfps_.rbegin(); sfp != st2059Sfps_.rend(); ++sfp) *sfp = nullptr;
-  for (auto sfp = sfpIps_.rbegin(); sfp != sfpIps_.rend(); ++sfp) *sfp = nullptr;
+  st2059Sfps_[1] = nullptr;
+  st2059Sfps_[0] = nullptr;
+  sfpIps_[1] = nullptr;
+  sfpIps_[0] = nullptr;
   smpte2059_ = nullptr;
   genlockNotification_ = nullptr;
   genlockConfiguration_ = nullptr;

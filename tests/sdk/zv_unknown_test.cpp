@@ -68,9 +68,9 @@ TEST(ZvUnknown, AggregatedInterfacesForwardToTheOuterObject) {
 TEST(ZvUnknown, CountsFromManyThreads) {
   TZvSmartPtr<GenlockStatusCallback> callback;
   callback = new GenlockStatusCallback(nullptr);
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([&] {
+  std::vector<std::thread> threads(4);
+  for (auto& thread : threads) {
+    thread = std::thread([&] {
       for (int n = 0; n < 10'000; ++n) {
         callback->AddRef();
         callback->Release();
@@ -96,8 +96,8 @@ TEST(ZvSmartPtr, EachOperationsEffectOnTheCount) {
     EXPECT_EQ(*pointer, first);
     EXPECT_TRUE(pointer == first);
     {
-      const TZvSmartPtr<GenlockStatusCallback> copy = pointer;
-      EXPECT_EQ(References(*first), 2U);
+      const std::vector<TZvSmartPtr<GenlockStatusCallback>> copies(2, pointer);
+      EXPECT_EQ(References(*first), 3U);
     }
     EXPECT_EQ(References(*first), 1U);
 

@@ -107,7 +107,7 @@ TEST(ComObjects, EveryOperationAtItsPositionFailsByItsFault) {
   }
 
   EXPECT_EQ(CallPosition(objects.sfpIp[1].Get(), 3), 2) << "the SFP number";
-  for (const std::size_t skipped : {3, 14, 16, 35, 37, 38, 40, 50, 52, 61}) {
+  for (const std::size_t skipped : {3U, 14U, 16U, 35U, 37U, 38U, 40U, 50U, 52U, 61U}) {
     EXPECT_EQ(CallPosition(objects.card.Get(), skipped), E_NOTIMPL) << skipped;
   }
 }
@@ -218,7 +218,7 @@ TEST(FaultPlan, StrikesByCallAndByTime) {
   };
   FaultPlan plan({at(Operation::NextSfp, 2, 2, 0, {}), at(Operation::NextCard, 3, 0, 0, {}),
                   at(Operation::GetSfpIpStatus, 1, 0, 10, 20)});
-  const auto strikes = [&](Operation operation, std::vector<double> times) {
+  const auto strikes = [&](Operation operation, const std::vector<double>& times) {
     std::string struck;
     for (const double time : times) struck += plan.Strike(operation, time) == ZV_E_FAIL ? 'x' : '.';
     return struck;

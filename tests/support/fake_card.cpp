@@ -68,9 +68,9 @@ HRESULT FakeCard::Card::GetGenlockConfiguration(IZvGenlockConfiguration** genloc
   return HandOut(owner->Call("Card.GetGenlockConfiguration"), genlock, owner->genlock_);
 }
 
-HRESULT FakeCard::Card::GetCardInformation(CardInformation* information, std::uint32_t) {
-  if (information->nested.size != sizeof(CardInformation::Nested)) return ZV_E_INVALID_STRUCTURE_SIZE;
-  return Fill(owner->Call("Card.GetCardInformation"), information, owner->information);
+HRESULT FakeCard::Card::GetCardInformation(CardInformation* out, std::uint32_t) {
+  if (out->nested.size != sizeof(CardInformation::Nested)) return ZV_E_INVALID_STRUCTURE_SIZE;
+  return Fill(owner->Call("Card.GetCardInformation"), out, owner->information);
 }
 
 HRESULT FakeCard::Card::CreateSfpIpEnumerator(IZvSfpIpEnumerator** enumerator) {
