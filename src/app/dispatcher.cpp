@@ -21,15 +21,6 @@ std::string OptionValue(const CZvCommandLineParser& parser, std::string_view key
   return parser.HasOption(key) ? parser.GetValue(key) : std::string();
 }
 
-/// Reads option "d" into `hours`, which keeps its value without that option.
-ResultHolder ReadDuration(const CZvCommandLineParser& parser, std::uint32_t& hours) {
-  if (!parser.HasOption("d")) return ZV_NOERROR;
-  std::istringstream value(parser.GetValue("d"));
-  if (value >> hours) return ZV_NOERROR;
-  PrintStatus("Invalid duration request", ZV_E_INVALID_PARAMETER);
-  return ZV_E_INVALID_PARAMETER;
-}
-
 void Monitor(const CardEntry& entry, const CZvCommandLineParser& parser, std::uint32_t hours) {
   const auto monitor = std::make_unique<PtpMonitor>(SystemClock());
   monitor->SetLogger(std::make_unique<Logger>());
@@ -72,6 +63,14 @@ ResultHolder CreateSystemConfiguration(ApplicationContext& context) {
 }
 
 }  // namespace
+
+ResultHolder ReadDuration(const CZvCommandLineParser& parser, std::uint32_t& hours) {
+  if (!parser.HasOption("d")) return ZV_NOERROR;
+  std::istringstream value(parser.GetValue("d"));
+  if (value >> hours) return ZV_NOERROR;
+  PrintStatus("Invalid duration request", ZV_E_INVALID_PARAMETER);
+  return ZV_E_INVALID_PARAMETER;
+}
 
 ResultHolder Dispatch(ApplicationContext& context, int argc, const char* const* argv) {
   const CZvCommandLineParser parser(argc, argv);
