@@ -4,6 +4,7 @@
 
 #include <thread>
 
+#include "support/fake_card.h"
 #include "support/test_run.h"
 
 namespace kestrune {
@@ -23,6 +24,30 @@ TEST(Dispatcher, ThreadOfAnotherApartmentIsRefused) {
     EXPECT_TRUE(DispatchWord("HELP").Succeeded()) << "needs no COM";
   }).join();
   EXPECT_EQ(console.LinesWithoutTime().front(), ": Could no initialize system : Unknown error");
+}
+
+TEST(ApplicationContext, GivesTheSystemConfigurationBackBeforeTheCards) {
+  test::FakeCard card;
+  struct System : test::Counted<IZvSystemConfiguration> {
+    explicit System(const test::FakeCard& held) : card(held) {}
+    ULONG STDMETHODCALLTYPE Release() override {
+      cardReferences = card.References();
+      return Counted::Release();
+    }
+    HRESULT STDMETHODCALLTYPE GetCardEnumerator(IZvSystemConfigurationCardEnumerator**) override {
+      return E_NOTIMPL;
+    }
+    const test::FakeCard& card;
+    std::uint32_t cardReferences = 0;
+  } system(card);
+  {
+    ApplicationContext context;
+    context.systemConfiguration = &system;
+    context.cards.resize(1);
+    context.cards[0].card = card.Interface();
+  }
+  EXPECT_EQ(system.cardReferences, 1U);
+  EXPECT_EQ(card.References() + system.references, 0U);
 }
 
 }  // namespace

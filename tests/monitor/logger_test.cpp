@@ -184,6 +184,45 @@ TEST_F(LoggerTest, NotificationsAreLoggedAndAnnounced) {
                           ": ST 2059 status has changed", ": SFP IP status has changed"));
 }
 
+/// Notes at every end of a line how many documents the event log holds.
+class DocumentCounter : public std::stringbuf {
+ public:
+  explicit DocumentCounter(std::filesystem::path log) : log_(std::move(log)) {}
+  std::vector<std::size_t> counts;
+
+ protected:
+  int sync() override {
+    counts.push_back(test::ReadEventTypes(log_).size());
+    return 0;
+  }
+
+ private:
+  std::filesystem::path log_;
+};
+
+TEST_F(LoggerTest, WhatIsWrittenIsInItsFileAtOnceAndBeforeItIsAnnounced) {
+  Start();
+  Deliver({0}, 1);
+  EXPECT_EQ(test::ReadRawData(RawData()).size(), 1U);
+  logger_->WritePeriodTestResults({}, 15, 0, 0);
+  EXPECT_EQ(test::ReadLines(PeriodTestResults()).size(), 9U);
+
+  DocumentCounter counter(EventLog());
+  std::streambuf* const previous = std::cout.rdbuf(&counter);
+  card_.genlockSettings.source = 1;
+  card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus);
+  card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status);
+  card_.sfpIpCallbacks[0]->OnSfpIpStatusChanged(card_.SfpIp(0), &card_.sfpIpStatuses[0]);
+  Stop();
+  std::cout.rdbuf(previous);
+  EXPECT_THAT(counter.counts, ElementsAre(10, 10, 13, 14, 15)) << "8 were there";
+}
+
+TEST_F(LoggerTest, GoesQuietlyWithoutARun) {
+  Logger();
+  EXPECT_TRUE(card_.Calls().empty());
+}
+
 TEST_F(LoggerTest, FailedReadsInNotificationsAreReportedAndTheRunGoesOn) {
   Start();
   auto events = initialEvents;

@@ -123,8 +123,9 @@ class FailureTest(ProgramTest):
 
     def test_unusable_folder(self):
         (self.folder / "file").touch()
-        (self.folder / "taken_raw_data").mkdir()
-        for option in ("-p=missing", "-p=file", "-f=taken", "-f=no/such"):
+        for name in ("1_raw_data", "2_event_log.txt", "3_period_test_results.txt"):
+            (self.folder / name).mkdir()
+        for option in ("-p=missing", "-p=file", "-f=1", "-f=2", "-f=3", "-f=no/such"):
             result = self.run_program("run", option, scenario={})
             self.assertEqual(result.status, FAILURE)
             self.assertEqual(result.messages, [": Could not configure log files. Log path may be invalid" + GENERIC])

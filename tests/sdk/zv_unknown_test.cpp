@@ -34,6 +34,23 @@ TEST(ZvUnknown, LastReleaseDeletes) {
   EXPECT_EQ(CZvUnknown::LiveObjects(), before);
 }
 
+TEST(ZvUnknown, MayBeLentDuringItsDestruction) {
+  struct Lending : CZvUnknown {
+    explicit Lending(int& count) : CZvUnknown(L"Lending"), destructions(count) {}
+    ~Lending() override {
+      if (++destructions > 1) return;  // or it would never end
+      NonDelegatingAddRef();
+      NonDelegatingRelease();
+    }
+    int& destructions;
+  };
+  int destructions = 0;
+  auto* object = new Lending(destructions);
+  object->NonDelegatingAddRef();
+  object->NonDelegatingRelease();
+  EXPECT_EQ(destructions, 1);
+}
+
 TEST(ZvUnknown, AnswersOnlyIUnknown) {
   TZvSmartPtr<GenlockStatusCallback> callback;
   callback = new GenlockStatusCallback(nullptr);
