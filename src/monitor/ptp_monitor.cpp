@@ -25,7 +25,7 @@ void PtpMonitor::SetLogger(std::unique_ptr<Logger> logger) {
   logger_ = std::move(logger);
 }
 
-void PtpMonitor::Run(const TZvSmartPtr<IZvCardConfiguration>& card, const std::string& prefix,
+void PtpMonitor::Run(TZvSmartPtr<IZvCardConfiguration> card, const std::string& prefix,
                      const std::string& folder, std::uint32_t durationHours) {
   logger_->Init(card, prefix, folder);
 

@@ -27,8 +27,8 @@ class PtpMonitor : public CZvUnknown {
   /// and every 24 hours, counted from the start of the run, until the duration has passed: the run ends with
   /// the first 15-minute test at or behind its end. `durationHours` is taken as signed: 0 means 100 years, a
   /// negative one no test at all. Boundaries that were slept through follow one another without a pause.
-  void Run(const TZvSmartPtr<IZvCardConfiguration>& card, const std::string& prefix,
-           const std::string& folder, std::uint32_t durationHours);
+  void Run(TZvSmartPtr<IZvCardConfiguration> card, const std::string& prefix, const std::string& folder,
+           std::uint32_t durationHours);
 
  private:
   void WriteTests(Logger::Period period, std::uint32_t durationMinutes, std::int64_t epochSeconds);
