@@ -1,5 +1,4 @@
-"""The conversion of a raw data file by the whole program, which the variable KESTRUNE_PROGRAM names: one or
-more words, so that it may be started through another program.
+"""The conversion of a raw data file by the whole program.
 
 The values of tests/convert/*.txt are the expected ones, a column a line. Units are packed from the same values
 by the layout written down here, apart from the program's own.
@@ -7,16 +6,14 @@ by the layout written down here, apart from the program's own.
 
 import os
 import re
-import shlex
 import struct
 import subprocess
-import tempfile
 import time
 import unittest
 from pathlib import Path
 
-PROGRAM = shlex.split(os.environ["KESTRUNE_PROGRAM"])
-WINDOWS = PROGRAM[-1].endswith(".exe")
+from kestrune import PROGRAM, WINDOWS, ProgramTest
+
 EXPECTED = Path(__file__).parents[1] / "convert"
 
 # Formats of struct; and: h hexadecimal, a an address, c a clock identity, S a port state, L a link speed, R a
@@ -71,11 +68,9 @@ def pack(values):
     return unit
 
 
-class Conversion(unittest.TestCase):
+class Conversion(ProgramTest):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
+        super().setUp()
         self.plausible = pack(expected("plausible"))
         self.source = self.folder / DEFAULT_SOURCE
         self.destination = self.folder / DEFAULT_DESTINATION
