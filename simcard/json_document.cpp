@@ -20,8 +20,9 @@ class TextStream {
 
   explicit TextStream(const std::string& text) : text_(text) {}
 
-  Ch Peek() const { return text_.c_str()[place_]; }
-  Ch Take() { return text_.c_str()[place_++]; }
+  /// NUL at the text's end, and behind it: a character that is torn off there makes the parser ask for more.
+  Ch Peek() const { return place_ < text_.size() ? text_[place_] : '\0'; }
+  Ch Take() { return place_ < text_.size() ? text_[place_++] : '\0'; }
   std::size_t Tell() const { return place_; }
 
   /// Where the token begins that follows this place.

@@ -138,6 +138,7 @@ TEST(ScenarioReader, TellsWhereAndWhyAScenarioIsNoGood) {
       {"{\"cards\": [}", "1:12: not valid JSON: Invalid value."},
       {"{\"cards\": []} x", "1:15: not valid JSON: The document root must not be followed by other values."},
       {"{\"cards\": [\"\xC3\"]}", "1:13: not valid JSON: Invalid encoding in string."},
+      {"{\"cards\": [], \"torn off\": \"\xEF", "1:28: not valid JSON: Invalid encoding in string."},
       {"[]", "1:1: must be an object"},
       {"{}", "1:1: key \"cards\" is missing"},
       {"{\"cards\": {}}", "1:11: /cards: must be an array"},
