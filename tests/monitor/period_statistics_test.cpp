@@ -33,16 +33,16 @@ PeriodResults ResultsOf(std::initializer_list<PerformanceMonitoring> records) {
 
 TEST(PeriodStatistics, PoolsTheRecordsOfAPeriod) {
   const auto results =
-      ResultsOf({Monitoring(8, 4, 8000, 900, 1100, 800), Monitoring(2, 6, -500, -400, 70, 200)});
+      ResultsOf({Monitoring(8, 4, 8000, 900, 1100, 3200), Monitoring(2, 6, -500, -400, 70, 800)});
   EXPECT_EQ(FormatPeriodResults(results),
             "10,"
-            "0,-400,0,1100,0,750,0,10,"  // sum 7500, deviations 1000
-            "0,-399,0,1101,0,750,0,10,"
-            "0,-398,0,1102,0,750,0,10,"
+            "0,-400,0,1100,0,750,0,20,"  // sum 7500, deviations 4000
+            "0,-399,0,1101,0,750,0,20,"
+            "0,-398,0,1102,0,750,0,20,"
             "10,"
-            "0,-397,0,1103,0,750,0,10,"
-            "0,-396,0,1104,0,750,0,10,"
-            "0,-395,0,1105,0,751,0,10");
+            "0,-397,0,1103,0,750,0,20,"
+            "0,-396,0,1104,0,750,0,20,"
+            "0,-395,0,1105,0,751,0,20");
 }
 
 __extension__ using Wide = __int128;
