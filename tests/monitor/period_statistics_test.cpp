@@ -55,7 +55,7 @@ std::pair<double, double> ErrorsOverADay(std::int32_t count, const std::function
   Wide sum = 0;
   Wide deviations = 0;
   for (int record = 0; record < records; ++record) {
-    const std::int64_t ssd = 1'000'000 + record;
+    const std::int64_t ssd = count * 1'000'000'000'000LL + record;  // a deviation of a millisecond
     const std::int64_t total = offset(record) * count;
     sum += total;
     deviations += ssd;
