@@ -77,7 +77,7 @@ class ProgramTest(unittest.TestCase):
             environment["ZV_SIM_SCENARIO"] = str(file)
         return environment
 
-    def start_program(self, *arguments, scenario=None, speed=None, **environment):
+    def start_program(self, *arguments, scenario=None, speed=None, stderr=subprocess.PIPE, **environment):
         """The running program, in a process group of its own."""
         process = subprocess.Popen(
             command(arguments, speed),
@@ -85,7 +85,7 @@ class ProgramTest(unittest.TestCase):
             env=self.environment(scenario, **environment),
             stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE,
-            stderr=subprocess.PIPE,
+            stderr=stderr,
             encoding="utf-8",
             errors="replace",
             start_new_session=True,
@@ -95,12 +95,16 @@ class ProgramTest(unittest.TestCase):
         return process
 
     def run_program(self, *arguments, timeout=120, **how):
-        process = self.start_program(*arguments, **how)
-        try:
-            return Result(process, *process.communicate(timeout=timeout))
-        except subprocess.TimeoutExpired:
-            os.killpg(process.pid, signal.SIGKILL)
-            raise
+        # No pipe: Wine's desktop, which a program may start, outlives it and would keep the pipe open.
+        with tempfile.TemporaryFile("w+", encoding="utf-8", errors="replace") as errors:
+            process = self.start_program(*arguments, stderr=errors, **how)
+            try:
+                text, _ = process.communicate(timeout=timeout)
+            except subprocess.TimeoutExpired:
+                os.killpg(process.pid, signal.SIGKILL)
+                raise
+            errors.seek(0)
+            return Result(process, text, errors.read())
 
     def raw_units(self, prefix="ptpLog"):
         """Every unit of the raw data file, as (epoch time, record)."""
