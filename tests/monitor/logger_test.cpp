@@ -214,7 +214,7 @@ TEST_F(LoggerTest, ADocumentIsInTheLogBeforeItsAlert) {
 }
 
 TEST_F(LoggerTest, GoesQuietlyWithoutARun) {
-  Logger();
+  std::make_unique<Logger>().reset();
   EXPECT_TRUE(card_.Calls().empty());
 }
 
@@ -396,16 +396,15 @@ TEST_F(LoggerTest, NothingIsLostOrTornWhenEverythingComesAtOnce) {
       for (std::uint64_t i = 0; i < times; ++i) action();
     });
   };
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 2; ++i)
-    threads.push_back(repeat(batches, [&] { card_.monitorDataCallback->OnMonitorDataReady(); }));
-  threads.push_back(
-      repeat(notifications, [&] { card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus); }));
-  threads.push_back(
-      repeat(notifications, [&] { card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status); }));
-  threads.push_back(repeat(notifications, [&] {
-    card_.sfpIpCallbacks[0]->OnSfpIpStatusChanged(card_.SfpIp(0), &card_.sfpIpStatuses[0]);
-  }));
+  const auto fetch = [&] { card_.monitorDataCallback->OnMonitorDataReady(); };
+  std::thread threads[] = {
+      repeat(batches, fetch),
+      repeat(batches, fetch),
+      repeat(notifications, [&] { card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus); }),
+      repeat(notifications, [&] { card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status); }),
+      repeat(notifications,
+             [&] { card_.sfpIpCallbacks[0]->OnSfpIpStatusChanged(card_.SfpIp(0), &card_.sfpIpStatuses[0]); }),
+  };
   for (int i = 0; i < 50; ++i) {
     Syncs(Logger::Period::FifteenMinutes, 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(1));

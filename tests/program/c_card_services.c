@@ -233,8 +233,8 @@ static Result CALL CardInformation(Object* self, void* record, uint32_t reserved
   Expect32(record, 172, 52);
   Expect32(&reserved, 0, 0);
   Put32(record, 4, 100);
-  strcpy((char*)record + 36, "C-77");
-  strcpy((char*)record + 68, "A card in C");
+  memcpy((char*)record + 36, "C-77", sizeof "C-77");
+  memcpy((char*)record + 68, "A card in C", sizeof "A card in C");
   return 0;
 }
 static Result CALL CreateSfpEnumerator(Object* self, void** out) {
