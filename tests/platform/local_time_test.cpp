@@ -33,7 +33,8 @@ TEST(LocalTime, ChangesWithDaylightSavingTime) {
 }
 
 TEST(LocalTime, ShowsALeapSecondWhereTheSystemCountsThem) {
-  // A time zone file with one leap second, before 2017-01-01: header, one type of time "UTC", the leap second.
+  // A time zone file with one leap second, before 2017-01-01: header, one type of time "UTC", the leap
+  // second.
   constexpr char zone[] =
       "TZif\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0"
       "\0\0\0\0"
