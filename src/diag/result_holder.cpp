@@ -24,8 +24,9 @@ void ResultHolder::TraceUntolerated() const {
   }
   const wchar_t* text = GetResultText(static_cast<std::uint32_t>(code_));
   if (text == nullptr) text = L"NULL";
-  provider->sink(provider->logger, messageFlags, messageGuid, failureMessageNumber, text,
-                 (std::wcslen(text) + 1) * sizeof(wchar_t));
+  const TraceSink trace = provider->sink != nullptr ? provider->sink : SystemTraceSink;
+  trace(provider->logger, messageFlags, messageGuid, failureMessageNumber, text,
+        (std::wcslen(text) + 1) * sizeof(wchar_t));
 }
 
 }  // namespace kestrune

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 
 namespace kestrune {
@@ -25,6 +26,16 @@ class Clock {
 
 /// The operating system's clock.
 Clock& SystemClock();
+
+namespace detail {
+
+/// The system clock's Clock::SleepUntil.
+void SleepUntil(std::int64_t ticks);
+
+/// False when the calendar doesn't reach that far.
+bool ToLocalTime(std::time_t time, std::tm& local);
+
+}  // namespace detail
 
 /// The local time of an instant, as "2026-11-16 03:47:39"; empty when the calendar doesn't reach that far.
 std::string LocalTimeText(std::int64_t epochSeconds);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace kestrune {
 
@@ -10,6 +11,9 @@ std::string WithSeparator(std::string folder);
 
 /// A name as the operating system opens it: where that knows only the slash, every backslash becomes one.
 std::string NativePath(std::string name);
+
+/// A text whose lines end in line feeds, with the line ends of the operating system's text files.
+std::string NativeLines(std::string_view text);
 
 /// Does this name, as the operating system opens it, lead to a folder?
 bool IsFolder(const std::string& name);

@@ -29,7 +29,7 @@ struct TraceProvider {
   std::uint64_t logger = 0;
   std::uint32_t enableFlags = 0;
   std::uint8_t level = 0;
-  TraceSink sink = SystemTraceSink;
+  TraceSink sink = nullptr;  ///< null: the system's
 };
 
 /// The software-trace control reference: null while no provider is registered. Kestrune registers none;

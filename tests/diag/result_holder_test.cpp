@@ -41,6 +41,13 @@ class TracedResultHolder : public testing::Test {
   TraceProvider provider_{0x1234, 1, 4, KeepTrace};
 };
 
+/// Windows software tracing takes a message of a session that nobody has started; elsewhere nothing happens.
+TEST_F(TracedResultHolder, TracesToTheSystemWithoutASinkOfItsOwn) {
+  provider_.sink = nullptr;
+  EXPECT_TRUE(ResultHolder(ZV_E_FAIL).Failed());
+  EXPECT_TRUE(traced.empty());
+}
+
 TEST(ResultHolder, NegativeCodesFail) {
   for (const HRESULT code : {ZV_NOERROR, ZV_FALSE, HRESULT{0x09990001}}) {
     EXPECT_TRUE(ResultHolder(code).Succeeded()) << code;

@@ -56,6 +56,9 @@ class PackageTest(ProgramTest):
                 self.assertGreater(image.directories[RELOCATIONS][1], 0, "nothing could be moved")
                 self.assertFalse([flags for *_, flags in image.sections if flags & EXECUTABLE and flags & WRITABLE])
 
+    def test_calls_the_systems_software_trace(self):
+        self.assertIn(b"\0TraceMessage\0", Image(PROGRAM[-1]).data)
+
     def test_starts_from_a_folder_with_any_name(self):
         program = self.folder / "Ordner für мост 時刻" / "Kestrune.exe"
         program.parent.mkdir()

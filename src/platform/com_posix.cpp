@@ -1,7 +1,5 @@
 #include "platform/com.h"
 
-#if !defined(_WIN32)
-
 #include <dlfcn.h>
 
 #include <cstdio>
@@ -67,5 +65,3 @@ HRESULT CoCreateInstance(REFCLSID clsid, IUnknown* outer, DWORD context, REFIID 
   factory->Release();
   return result;
 }
-
-#endif
