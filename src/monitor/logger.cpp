@@ -1,7 +1,6 @@
 #include "monitor/logger.h"
 
 #include <algorithm>
-#include <iostream>
 #include <new>
 
 #include "diag/status.h"
@@ -37,14 +36,14 @@ Logger::~Logger() {
   WriteEvent(BuildStartEndDocument(EventLogType::EndOfMonitoring));
   PrintTimed(": Ending ST2059 monitoring.");
 
-  periodTestResultsFile_.close();
+  periodTestResultsFile_.Close();
   {
     const std::lock_guard lock(eventLogMutex_);
-    eventLogFile_.close();
+    eventLogFile_.Close();
   }
   {
     const std::lock_guard lock(telemetryMutex_);
-    rawDataFile_.close();
+    rawDataFile_.Close();
   }
   sfpIpCallback_ = nullptr;
   st2059Callback_ = nullptr;
@@ -83,12 +82,12 @@ ResultHolder Logger::OpenLogFiles(const std::string& prefix, const std::string& 
   folder_ = WithSeparator(folder);
   rawDataFileName_ = folder_ + prefix_ + "_raw_data";
 
-  rawDataFile_.open(NativePath(rawDataFileName_), std::ios::out | std::ios::app | std::ios::binary);
-  eventLogFile_.open(NativePath(folder_ + prefix_ + "_event_log.txt"), std::ios::out | std::ios::app);
-  periodTestResultsFile_.open(NativePath(folder_ + prefix_ + "_period_test_results.txt"),
-                              std::ios::out | std::ios::app);
-  const bool open = rawDataFile_.is_open() && eventLogFile_.is_open() && periodTestResultsFile_.is_open();
-  return open ? ZV_NOERROR : ZV_E_FAIL;
+  // Each is opened, whatever came of the others.
+  const bool rawData = rawDataFile_.OpenUnits(NativePath(rawDataFileName_), sizeof(RawDataUnit));
+  const bool eventLog = eventLogFile_.OpenText(NativePath(folder_ + prefix_ + "_event_log.txt"));
+  const bool periodTestResults =
+      periodTestResultsFile_.OpenText(NativePath(folder_ + prefix_ + "_period_test_results.txt"));
+  return rawData && eventLog && periodTestResults ? ZV_NOERROR : ZV_E_FAIL;
 }
 
 ResultHolder Logger::ConfigureGenlock() {
@@ -146,8 +145,8 @@ ResultHolder Logger::GetSt2059Sfps() {
 }
 
 void Logger::WriteStartOfTestRun() {
-  periodTestResultsFile_ << LocalTimeText() << ": start of test run." << std::endl;
-  periodTestResultsFile_ << PeriodTestResultsHeader() << std::endl;
+  periodTestResultsFile_.Append(LocalTimeText() + ": start of test run.\n" + PeriodTestResultsHeader() +
+                                '\n');
 }
 
 // Exempt from the thread sanitizer: the main thread reads and zeroes the accumulator without the telemetry
@@ -167,7 +166,7 @@ Logger::TakePeriodResults(Period period, std::size_t sfp) {
 
 void Logger::WritePeriodTestResults(const PeriodResults& results, std::uint32_t durationMinutes,
                                     std::uint32_t sfp, std::int64_t epochSeconds) {
-  periodTestResultsFile_ << FormatPeriodTestLine(results, durationMinutes, sfp, epochSeconds) << std::flush;
+  periodTestResultsFile_.Append(FormatPeriodTestLine(results, durationMinutes, sfp, epochSeconds));
 }
 
 HRESULT Logger::OnMonitorDataReady() {
@@ -185,9 +184,8 @@ HRESULT Logger::OnMonitorDataReady() {
 }
 
 void Logger::StoreRecord(std::int64_t epochTime, const TelemetryRecord& record) {
-  rawDataFile_.write(reinterpret_cast<const char*>(&epochTime), sizeof epochTime);
-  rawDataFile_.write(reinterpret_cast<const char*>(&record), sizeof record);
-  rawDataFile_.flush();
+  const RawDataUnit unit{epochTime, record};
+  rawDataFile_.Append({reinterpret_cast<const char*>(&unit), sizeof unit});
 }
 
 void Logger::AddToPeriods(const TelemetryRecord& record) {

@@ -6,12 +6,12 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <fstream>
 #include <mutex>
 #include <string>
 
 #include "diag/result_holder.h"
 #include "monitor/event_documents.h"
+#include "monitor/log_file.h"
 #include "monitor/period_statistics.h"
 #include "sdk/callbacks.h"
 #include "sdk/card_services.h"
@@ -49,7 +49,8 @@ class Logger : public CZvUnknown,
   void Init(const TZvSmartPtr<IZvCardConfiguration>& card, const std::string& prefix,
             const std::string& folder);
 
-  /// Computes the results of the period that ends now for SFP index `sfp`, and begins the next. Main thread.
+  /// Computes the results of the period that ends now for SFP index `sfp`, and begins the next. Main thread,
+  /// which never waits for a file that another thread writes.
   PeriodResults TakePeriodResults(Period period, std::size_t sfp);
 
   /// Appends one line to the period test results; the parameters are those of FormatPeriodTestLine. Main
@@ -119,9 +120,9 @@ class Logger : public CZvUnknown,
   std::mutex eventLogMutex_;
   std::mutex consoleMutex_;  ///< guards the lines of PrintTimed on the console
 
-  std::ofstream rawDataFile_;            ///< guarded by telemetryMutex_
-  std::ofstream eventLogFile_;           ///< guarded by eventLogMutex_
-  std::ofstream periodTestResultsFile_;  ///< main thread only
+  LogFile rawDataFile_{"raw data", "Records"};                     ///< guarded by telemetryMutex_
+  LogFile eventLogFile_{"event log", "Documents"};                 ///< guarded by eventLogMutex_
+  LogFile periodTestResultsFile_{"period test results", "Lines"};  ///< main thread only
 
   // Main thread only.
   std::string rawDataFileName_;

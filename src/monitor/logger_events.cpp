@@ -117,9 +117,10 @@ void Logger::WriteEvent(const rapidjson::Document& document) {
   rapidjson::PrettyWriter<rapidjson::StringBuffer> writer(text);
   writer.SetIndent(' ', 4);
   document.Accept(writer);
+  text.Put('\n');
 
   const std::lock_guard lock(eventLogMutex_);
-  eventLogFile_ << text.GetString() << std::endl;
+  eventLogFile_.Append({text.GetString(), text.GetSize()});
 }
 
 void Logger::PrintTimed(const char* text) {
