@@ -149,18 +149,8 @@ void Logger::WriteStartOfTestRun() {
                                 '\n');
 }
 
-// Exempt from the thread sanitizer: the main thread reads and zeroes the accumulator without the telemetry
-// mutex, on purpose, so that it never waits for a card services' thread that is writing to disk, nor that
-// thread for it. A record that arrives at this very moment may be counted in either period, or be split
-// between them.
-#if defined(__GNUC__)
-__attribute__((no_sanitize("thread")))
-#endif
-PeriodResults
-Logger::TakePeriodResults(Period period, std::size_t sfp) {
-  PeriodAccumulator& accumulator = period == Period::FifteenMinutes ? fifteenMinutes_[sfp] : day_[sfp];
-  PeriodAccumulator taken = accumulator;
-  accumulator = {};
+PeriodResults Logger::TakePeriodResults(Period period, std::size_t sfp) {
+  PeriodAccumulator taken = (period == Period::FifteenMinutes ? fifteenMinutes_ : day_)[sfp].Take();
   return ComputePeriodResults(taken);
 }
 
@@ -194,8 +184,8 @@ void Logger::AddToPeriods(const TelemetryRecord& record) {
     return;
   }
   const PerformanceSample sample = MakePerformanceSample(record.performanceMonitoring);
-  AccumulatePerformanceSample(sample, fifteenMinutes_[record.sfp]);
-  AccumulatePerformanceSample(sample, day_[record.sfp]);
+  fifteenMinutes_[record.sfp].Add(sample);
+  day_[record.sfp].Add(sample);
 }
 
 }  // namespace kestrune

@@ -13,6 +13,7 @@
 #include "monitor/event_documents.h"
 #include "monitor/log_file.h"
 #include "monitor/period_statistics.h"
+#include "monitor/period_sums.h"
 #include "sdk/callbacks.h"
 #include "sdk/card_services.h"
 #include "sdk/zv_smart_ptr.h"
@@ -70,9 +71,6 @@ class Logger : public CZvUnknown,
  private:
   static constexpr std::size_t sfpCount = 2;
 
-  /// Period accumulators of SFP A and SFP B.
-  using Accumulators = std::array<PeriodAccumulator, sfpCount>;
-
   ResultHolder OpenLogFiles(const std::string& prefix, const std::string& folder);
   ResultHolder ConfigureGenlock();
   ResultHolder ConfigureSt2059();
@@ -99,9 +97,9 @@ class Logger : public CZvUnknown,
   /// Prints the local time and `text` as one line.
   void PrintTimed(const char* text);
 
-  // Written under telemetryMutex_, read and zeroed by the main thread without it: see TakePeriodResults.
-  Accumulators fifteenMinutes_;
-  Accumulators day_;
+  // Of SFP A and SFP B; added to under telemetryMutex_, taken by the main thread without it.
+  std::array<PeriodSums, sfpCount> fifteenMinutes_;
+  std::array<PeriodSums, sfpCount> day_;
 
   // Set by the main thread before the card services can call what uses them, but for st2059Sfps_: those are
   // complete once st2059SfpsReady_ is set.

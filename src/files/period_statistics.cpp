@@ -78,8 +78,8 @@ QuantityResults ComputeQuantityResults(const QuantitySums& sums, std::int32_t co
 
 SecondsNanoseconds SplitNanoseconds(double nanoseconds) {
   // What no 64-bit integer holds, such as the root of a negative deviation, becomes the smallest, as on x86.
-  constexpr double limit = 9.2e18;
-  const bool fits = std::abs(nanoseconds) < limit;
+  constexpr double limit = 0x1p63;
+  const bool fits = nanoseconds >= -limit && nanoseconds < limit;
   const std::int64_t whole = fits ? static_cast<std::int64_t>(nanoseconds) : INT64_MIN;
   const std::int64_t seconds = whole / nanosecondsPerSecond;
   return {static_cast<std::int32_t>(seconds),
