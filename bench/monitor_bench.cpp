@@ -5,14 +5,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <iostream>
 #include <memory>
 #include <random>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "diag/result_codes.h"
 #include "monitor/logger.h"
 #include "monitor/period_statistics.h"
+#include "platform/console.h"
 #include "support/fake_card.h"
 #include "support/test_run.h"
 
@@ -38,13 +40,13 @@ TelemetryRecord PlausibleRecord(std::uint8_t sfp) {
 /// Keeps the console quiet while it lives.
 class SilentConsole {
  public:
-  SilentConsole() : console_(std::cout.rdbuf(nullptr)) {}
-  ~SilentConsole() { std::cout.rdbuf(console_); }
+  SilentConsole() : console_(ReplaceConsoleSink([](std::string_view text) { return text.size(); })) {}
+  ~SilentConsole() { ReplaceConsoleSink(std::move(console_)); }
   SilentConsole(const SilentConsole&) = delete;
   SilentConsole& operator=(const SilentConsole&) = delete;
 
  private:
-  std::streambuf* console_;
+  ConsoleSink console_;
 };
 
 /// A run of a Logger on files of its own.

@@ -11,6 +11,7 @@
 #include "diag/status.h"
 #include "monitor/logger.h"
 #include "monitor/ptp_monitor.h"
+#include "platform/console.h"
 
 namespace kestrune {
 namespace {
@@ -22,6 +23,7 @@ std::string OptionValue(const CZvCommandLineParser& parser, std::string_view key
 }
 
 void Monitor(const CardEntry& entry, const CZvCommandLineParser& parser, std::uint32_t hours) {
+  const ConsoleWriter writer;
   const auto monitor = std::make_unique<PtpMonitor>(SystemClock());
   monitor->SetLogger(std::make_unique<Logger>());
   monitor->Run(entry.card, OptionValue(parser, "f"), OptionValue(parser, "p"), hours);

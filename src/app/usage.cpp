@@ -1,6 +1,6 @@
 #include "app/usage.h"
 
-#include <iostream>
+#include "platform/console.h"
 
 namespace kestrune {
 namespace {
@@ -85,8 +85,8 @@ constexpr char privilegedUsage[] =
 
 }  // namespace
 
-void PrintUsage() { std::cout << usage << std::flush; }
+void PrintUsage() { PrintToConsole(usage); }
 
-void PrintPrivilegedUsage() { std::cout << privilegedUsage << std::flush; }
+void PrintPrivilegedUsage() { PrintToConsole(privilegedUsage); }
 
 }  // namespace kestrune

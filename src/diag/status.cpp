@@ -1,10 +1,10 @@
 #include "diag/status.h"
 
-#include <iostream>
 #include <string>
 
 #include "diag/result_codes.h"
 #include "platform/clock.h"
+#include "platform/console.h"
 
 namespace kestrune {
 namespace {
@@ -20,7 +20,7 @@ std::string Narrow(const wchar_t* wide) {
 
 void PrintStatus(const char* text, HRESULT code) {
   const std::string codeText = Narrow(GetResultText(static_cast<std::uint32_t>(code)));
-  std::cout << LocalTimeText() + ": " + text + " : " + codeText << std::endl;
+  PrintToConsole(LocalTimeText() + ": " + text + " : " + codeText + '\n');
 }
 
 }  // namespace kestrune

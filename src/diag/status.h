@@ -4,8 +4,8 @@
 
 namespace kestrune {
 
-/// Prints the console's status line: local time, ": ", `text`, " : " and the code's text, and flushes it.
-/// Takes no lock; lines of two threads may interleave. A failing standard output is ignored.
+/// Prints the console's status line: local time, ": ", `text`, " : " and the code's text. From any thread; a
+/// failing standard output is ignored.
 void PrintStatus(const char* text, HRESULT code);
 
 }  // namespace kestrune

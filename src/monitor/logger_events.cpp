@@ -3,11 +3,12 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
-#include <iostream>
+#include <string>
 
 #include "diag/status.h"
 #include "monitor/logger.h"
 #include "platform/clock.h"
+#include "platform/console.h"
 #include "platform/process.h"
 
 namespace kestrune {
@@ -125,7 +126,7 @@ void Logger::WriteEvent(const rapidjson::Document& document) {
 
 void Logger::PrintTimed(const char* text) {
   const std::lock_guard lock(consoleMutex_);
-  std::cout << LocalTimeText() << text << std::endl;
+  PrintToConsole(LocalTimeText() + text + '\n');
 }
 
 }  // namespace kestrune

@@ -1,12 +1,13 @@
 #include "platform/process.h"
 
 #include <cstdlib>
-#include <iostream>
+
+#include "platform/console.h"
 
 namespace kestrune {
 
 void EndProcess(int status) {
-  std::cout.flush();
+  FinishConsole();
   std::_Exit(status);
 }
 

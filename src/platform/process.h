@@ -2,7 +2,13 @@
 
 namespace kestrune {
 
-/// Ends the process at once: the console is flushed, but no destructor runs and no file is closed.
+/// Makes the process outlive its console and its limits: a reader that goes, a file size limit and a terminal
+/// that stops background output become failed writes, and no file takes a standard descriptor that was
+/// closed. Called by main before anything else.
+void PrepareProcess();
+
+/// Ends the process at once, when the console has what was printed or doesn't move: no destructor runs and no
+/// file is closed.
 [[noreturn]] void EndProcess(int status);
 
 }  // namespace kestrune

@@ -184,33 +184,20 @@ TEST_F(LoggerTest, NotificationsAreLoggedAndAnnounced) {
                           ": ST 2059 status has changed", ": SFP IP status has changed"));
 }
 
-/// Notes at every end of a line how many documents the event log holds.
-class DocumentCounter : public std::stringbuf {
- public:
-  explicit DocumentCounter(std::filesystem::path log) : log_(std::move(log)) {}
-  std::vector<std::size_t> counts;
-
- protected:
-  int sync() override {
-    counts.push_back(test::ReadEventTypes(log_).size());
-    return 0;
-  }
-
- private:
-  std::filesystem::path log_;
-};
-
 TEST_F(LoggerTest, ADocumentIsInTheLogBeforeItsAlert) {
   Start();
-  DocumentCounter counter(EventLog());
-  std::streambuf* const previous = std::cout.rdbuf(&counter);
+  std::vector<std::size_t> counts;
+  ConsoleSink previous = ReplaceConsoleSink([&](std::string_view text) {
+    counts.push_back(test::ReadEventTypes(EventLog()).size());
+    return text.size();
+  });
   card_.genlockSettings.source = 1;
   card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus);
   card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status);
   card_.sfpIpCallbacks[0]->OnSfpIpStatusChanged(card_.SfpIp(0), &card_.sfpIpStatuses[0]);
   Stop();
-  std::cout.rdbuf(previous);
-  EXPECT_THAT(counter.counts, ElementsAre(10, 10, 13, 14, 15)) << "8 were there";
+  ReplaceConsoleSink(std::move(previous));
+  EXPECT_THAT(counts, ElementsAre(10, 10, 13, 14, 15)) << "8 were there";
 }
 
 TEST_F(LoggerTest, GoesQuietlyWithoutARun) {

@@ -67,7 +67,8 @@ class ProgramTest(unittest.TestCase):
 
     def environment(self, scenario=None, **more):
         """`scenario` is the name of a ready one, or what makes it other than an ordinary network and card."""
-        environment = dict(os.environ, ASAN_OPTIONS="verify_asan_link_order=0", **more)
+        # What waits for a moment of real time, waits for it however fast the wall clock runs.
+        environment = dict(os.environ, ASAN_OPTIONS="verify_asan_link_order=0", FAKETIME_DONT_FAKE_MONOTONIC="1", **more)
         if isinstance(scenario, str):
             ready = pathlib.Path(__file__).parents[2] / "simcard" / "scenarios" / f"{scenario}.json"
             environment["ZV_SIM_SCENARIO"] = str(ready)
@@ -77,18 +78,21 @@ class ProgramTest(unittest.TestCase):
             environment["ZV_SIM_SCENARIO"] = str(file)
         return environment
 
-    def start_program(self, *arguments, scenario=None, speed=None, stderr=subprocess.PIPE, **environment):
-        """The running program, in a process group of its own."""
+    def start_program(self, *arguments, scenario=None, speed=None, process=None, **environment):
+        """The running program, in a process group of its own; `process` goes to Popen."""
         process = subprocess.Popen(
             command(arguments, speed),
-            cwd=self.folder,
-            env=self.environment(scenario, **environment),
-            stdin=subprocess.DEVNULL,
-            stdout=subprocess.PIPE,
-            stderr=stderr,
-            encoding="utf-8",
-            errors="replace",
-            start_new_session=True,
+            **{
+                "cwd": self.folder,
+                "env": self.environment(scenario, **environment),
+                "stdin": subprocess.DEVNULL,
+                "stdout": subprocess.PIPE,
+                "stderr": subprocess.PIPE,
+                "encoding": "utf-8",
+                "errors": "replace",
+                "start_new_session": True,
+                **(process or {}),
+            },
         )
         for remnant in (f"faketime_shm_{process.pid}", f"sem.faketime_sem_{process.pid}"):
             self.addCleanup(pathlib.Path("/dev/shm", remnant).unlink, missing_ok=True)
@@ -97,7 +101,7 @@ class ProgramTest(unittest.TestCase):
     def run_program(self, *arguments, timeout=120, **how):
         # No pipe: Wine's desktop, which a program may start, outlives it and would keep the pipe open.
         with tempfile.TemporaryFile("w+", encoding="utf-8", errors="replace") as errors:
-            process = self.start_program(*arguments, stderr=errors, **how)
+            process = self.start_program(*arguments, process={"stderr": errors}, **how)
             try:
                 text, _ = process.communicate(timeout=timeout)
             except subprocess.TimeoutExpired:

@@ -4,14 +4,22 @@
 #include <chrono>
 #include <cstring>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 namespace kestrune::test {
+
+ConsoleCapture::ConsoleCapture()
+    : previous_(ReplaceConsoleSink([this](std::string_view text) {
+        text_ += text;
+        return text.size();
+      })) {}
 
 std::vector<std::string> ConsoleCapture::LinesWithoutTime() const {
   constexpr std::size_t timeLength = 19;
   std::vector<std::string> lines;
-  std::istringstream text(Text());
+  std::istringstream text(text_);
   for (std::string line; std::getline(text, line);)
     lines.push_back(line.substr(std::min(timeLength, line.size())));
   return lines;

@@ -3,30 +3,30 @@
 #include <rapidjson/document.h>
 
 #include <filesystem>
-#include <iostream>
-#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "monitor/raw_data.h"
+#include "platform/console.h"
 
 namespace kestrune::test {
 
 /// Takes in what the program prints while it lives. One at a time.
 class ConsoleCapture {
  public:
-  ConsoleCapture() : previous_(std::cout.rdbuf(text_.rdbuf())) {}
-  ~ConsoleCapture() { std::cout.rdbuf(previous_); }
+  ConsoleCapture();
+  ~ConsoleCapture() { ReplaceConsoleSink(std::move(previous_)); }
   ConsoleCapture(const ConsoleCapture&) = delete;
   ConsoleCapture& operator=(const ConsoleCapture&) = delete;
 
-  std::string Text() const { return text_.str(); }
+  const std::string& Text() const { return text_; }
   /// The lines printed so far without their leading "2026-11-16 03:47:39".
   std::vector<std::string> LinesWithoutTime() const;
 
  private:
-  std::ostringstream text_;
-  std::streambuf* previous_;
+  std::string text_;
+  ConsoleSink previous_;
 };
 
 /// A fresh folder that goes with its owner.

@@ -1,0 +1,149 @@
+"""The console is taken away, in every way that a system knows: a run goes on to its end, and its files are whole."""
+
+import contextlib
+import fcntl
+import os
+import pty
+import resource
+import shlex
+import struct
+import subprocess
+import termios
+import unittest
+
+from kestrune import FAILURE, PASS_PHRASE, UNIT, WINDOWS, ProgramTest, command
+
+NO_TEST = "-d=2147483648"
+BUSY = {
+    "timeline": [
+        {"at": 2, "event": "genlock", "state": 2, "frameRate": 3, "every": 8, "times": 0},
+        {"at": 6, "event": "genlock", "state": 1, "frameRate": 8, "every": 8, "times": 0},
+        {"at": 9, "event": "sfp-index", "sfp": "A", "value": 2, "count": 2, "every": 60, "times": 0},
+    ]
+}
+
+CLOSED = {
+    "stdin": None,
+    "stdout": None,
+    "stderr": None,
+    "close_fds": False,
+    "preexec_fn": lambda: [os.close(end) for end in range(3)],
+}
+
+
+def unread_pipe(full=True):
+    """A pipe that takes no byte more, and whose reader never reads."""
+    reader, writer = os.pipe()
+    if full:
+        os.set_blocking(writer, False)
+        with contextlib.suppress(BlockingIOError):
+            while os.write(writer, bytes(4096)):
+                pass
+        os.set_blocking(writer, True)
+    return reader, writer
+
+
+class ConsoleTest(ProgramTest):
+    def setUp(self):
+        super().setUp()
+        self.busy = self.environment(BUSY)["ZV_SIM_SCENARIO"]  # one for runs side by side
+
+    def start(self, name, *arguments, **process):
+        defaults = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
+        started = self.start_program("run", f"-f={name}", *(arguments or ("-d=1",)), speed=1200,
+                                     ZV_SIM_SCENARIO=self.busy, process={**defaults, **process})
+        self.addCleanup(started.kill)
+        return started
+
+    def test_the_files_are_what_they_would_have_been(self):
+        gone_reader, gone_writer = os.pipe()
+        os.close(gone_reader)
+        unread = unread_pipe(full=False)
+        stalled = unread_pipe()
+        disk = os.open("/dev/full", os.O_WRONLY)
+        for end in (gone_writer, *unread, *stalled, disk):
+            self.addCleanup(os.close, end)
+        runs = {
+            "ordinary": self.start("ordinary"),
+            "gone": self.start("gone", stdout=gone_writer),
+            "unread": self.start("unread", stdout=unread[1]),
+            "stalled": self.start("stalled", stdout=stalled[1]),
+            "full": self.start("full", stdout=disk),
+        }
+        if not WINDOWS:
+            runs["closed"] = self.start("closed", **CLOSED)
+        for name, run in runs.items():
+            with self.subTest(console=name):
+                self.assertEqual(run.wait(timeout=60), 0)
+                self.assertEqual(len(self.period_lines(name)[1]), 8)
+                units = self.raw_units(name)
+                self.assertAlmostEqual(len(units), 2 * 3600, delta=500)
+                self.assertLessEqual({record[0] for _, record in units}, {0, 1, 2}, "console lines in the raw data")
+                types = self.event_types(name)
+                self.assertEqual(types[-1], "end of monitoring")
+                self.assertAlmostEqual(types.count("genlock settings"), 900, delta=60)
+
+    @unittest.skipIf(WINDOWS, "not Windows' own")
+    def test_files_take_no_closed_standard_descriptor(self):
+        run = self.start_program("run", NO_TEST, scenario={}, process=CLOSED)
+        self.assertEqual(run.wait(timeout=30), 0)
+        self.assertEqual(self.raw_units(), [])
+        self.assertEqual(self.event_types()[-1], "end of monitoring")
+
+    def test_a_stalled_one_holds_up_no_end(self):
+        for arguments, status in (((NO_TEST,), 0), (("-p=missing",), FAILURE)):
+            reader, writer = unread_pipe()
+            try:
+                self.assertEqual(self.start("end", *arguments, stdout=writer).wait(timeout=20), status)
+            finally:
+                os.close(reader)
+                os.close(writer)
+
+    @unittest.skipIf(WINDOWS, "not Windows' own")
+    def test_a_terminal_that_stops_output_in_the_background(self):
+        master, terminal = pty.openpty()
+        self.addCleanup(os.close, master)
+        settings = termios.tcgetattr(terminal)
+        settings[3] |= termios.TOSTOP
+        termios.tcsetattr(terminal, termios.TCSANOW, settings)
+        shell = subprocess.Popen(
+            ["bash", "-c", f"set -m; {shlex.join(command(['run', NO_TEST]))} & wait $!"],
+            cwd=self.folder, env=self.environment({}), stdin=terminal, stdout=terminal, stderr=terminal,
+            preexec_fn=lambda: (os.setsid(), fcntl.ioctl(0, termios.TIOCSCTTY, 0)),
+        )
+        os.close(terminal)
+        self.addCleanup(shell.kill)
+        self.assertEqual(shell.wait(timeout=30), 0)
+        self.assertIn(b": Ending ST2059 monitoring.", os.read(master, 4096))
+
+    @unittest.skipIf(WINDOWS, "not Windows' own")
+    def test_a_limit_on_file_sizes(self):
+        def limited():
+            resource.setrlimit(resource.RLIMIT_FSIZE, (1000, resource.RLIM_INFINITY))
+
+        run = self.start_program("run", NO_TEST, scenario={}, process={"preexec_fn": limited})
+        text = run.communicate(timeout=30)[0]
+        self.assertEqual(run.returncode, 0)
+        self.assertIn("Could not write the event log file : ZV_E_FILEACCESS_WRITE_FAILED: ", text)
+        self.assertNotEqual(self.events(), [], "what fits is there, and whole")
+
+    @unittest.skipIf(WINDOWS, "not Windows' own")
+    def test_the_conversion(self):
+        record = bytearray(UNIT)
+        struct.pack_into("<iI", record, 8 + 956, 10, 1)
+        (self.folder / "ptpLog_raw_data").write_bytes(bytes(record) * 40)
+        text = self.folder / "ptpLog_decyphered_raw_data.txt"
+        gone_reader, gone_writer = os.pipe()
+        os.close(gone_reader)
+        self.addCleanup(os.close, gone_writer)
+        limit = {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1000, resource.RLIM_INFINITY))}
+        for how, status, lines in ((CLOSED, 0, 42), ({"stdout": gone_writer}, 0, 42), (limit, FAILURE, 1)):
+            conversion = self.start_program(PASS_PHRASE, "decypher", process=how)
+            conversion.communicate(timeout=30)
+            self.assertEqual(conversion.returncode, status)
+            self.assertEqual(text.read_text().count("\n"), lines)
+            self.assertNotIn("processing", text.read_text())
+
+
+if __name__ == "__main__":
+    unittest.main()
