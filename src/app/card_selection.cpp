@@ -1,12 +1,13 @@
 #include "app/card_selection.h"
 
 #include <algorithm>
-#include <iostream>
 #include <iterator>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "diag/status.h"
+#include "platform/console.h"
 
 namespace kestrune {
 namespace {
@@ -58,7 +59,10 @@ ResultHolder CollectCards(ApplicationContext& context) {
 
   while (result.Succeeded()) {
     TZvSmartPtr<IZvCardConfiguration> card;
-    result.AssignQuietly(CheckGiven(enumerator->Next(&card), card));
+    result.AssignQuietly(enumerator->Next(&card));
+    // A success of another kind may come without a card: it ends the walk like the end itself, but stands.
+    if (result.Code() > ZV_NOERROR && card.IsNull()) return result;
+    result.AssignQuietly(CheckGiven(result.Code(), card));
     if (result.Succeeded()) result = AddIfUsable(card, context.cards);
   }
   if (result.Code() == ZV_E_END_OF_ENUM) result.AssignQuietly(ZV_NOERROR);
@@ -85,14 +89,14 @@ ResultHolder EnumerateCards(ApplicationContext& context) {
 }
 
 void PrintCardList(const ApplicationContext& context) {
-  std::cout << "Available cards in the system:\n";
+  std::string text = "Available cards in the system:\n";
   for (std::size_t i = 0; i < context.cards.size(); ++i) {
     const CardInformation& information = context.cards[i].information;
-    std::cout << "  " << i << ") " << ModelName(information.modelCode)
-              << " S/N=" << FieldText(information.serialNumber)
-              << " Card model: " << FieldText(information.cardModel) << "\n\n";
+    text += "  " + std::to_string(i) + ") " + ModelName(information.modelCode) + " S/N=";
+    text.append(FieldText(information.serialNumber)).append(" Card model: ");
+    text.append(FieldText(information.cardModel)).append("\n\n");
   }
-  std::cout << std::flush;
+  PrintToConsole(std::move(text));
 }
 
 CardSelection SelectCard(const ApplicationContext& context, const CZvCommandLineParser& parser) {
@@ -101,7 +105,8 @@ CardSelection SelectCard(const ApplicationContext& context, const CZvCommandLine
   if (parser.HasOption("sn")) {
     const std::string serialNumber = parser.GetValue("sn");
     for (std::uint32_t i = 0; i < count; ++i) {
-      if (serialNumber == FieldText(context.cards[i].information.serialNumber)) return {ZV_NOERROR, i};
+      const std::string_view held = FieldText(context.cards[i].information.serialNumber);
+      if (!serialNumber.empty() && serialNumber == held) return {ZV_NOERROR, i};
     }
     PrintStatus("A card with the requested serial number is not in the system", ZV_E_FAIL);
     return {ZV_E_FAIL};

@@ -33,8 +33,8 @@ struct CardSelection {
   std::uint32_t index = 0;  ///< into the context's cards, when the result is a success
 };
 
-/// Finds the card that the options ask for: "sn" by its whole serial number, else "hw" by its index, else the
-/// first. Prints its own failures.
+/// Finds the card that the options ask for: "sn" by its whole serial number, which isn't empty, else "hw" by
+/// its index, else the first. Prints its own failures.
 CardSelection SelectCard(const ApplicationContext& context, const CZvCommandLineParser& parser);
 
 }  // namespace kestrune

@@ -26,6 +26,17 @@ TEST(Dispatcher, ThreadOfAnotherApartmentIsRefused) {
   EXPECT_EQ(console.LinesWithoutTime().front(), ": Could no initialize system : Unknown error");
 }
 
+TEST(CardSelection, AnEmptySerialNumberMatchesNoCard) {
+  const test::ConsoleCapture console;
+  ApplicationContext context;
+  context.cards.resize(1);
+  context.cards[0].information = MakeRecord<CardInformation>();
+  for (const char* option : {"-sn=", "-sn", "-SN=A1"}) {
+    const char* argv[] = {"kestrune", "run", option};
+    EXPECT_EQ(SelectCard(context, CZvCommandLineParser(3, argv)).result.Code(), ZV_E_FAIL) << option;
+  }
+}
+
 TEST(ApplicationContext, GivesTheSystemConfigurationBackBeforeTheCards) {
   test::FakeCard card;
   struct System : test::Counted<IZvSystemConfiguration> {

@@ -139,8 +139,16 @@ TEST(PeriodStatistics, SplitsTowardZero) {
                                                         {2147483647.0 * 1e9, {2147483647, 0}}};
   for (const auto& [nanoseconds, split] : rows)
     EXPECT_EQ(SplitNanoseconds(nanoseconds), split) << nanoseconds;
-  SplitNanoseconds(std::nan(""));  // some value, and no trap
-  SplitNanoseconds(1e300);
+  const auto whole = [](double nanoseconds) {  // the seconds are kept as 32 bits
+    return std::pair(static_cast<std::int32_t>(static_cast<std::int64_t>(nanoseconds) / 1'000'000'000),
+                     static_cast<std::int32_t>(static_cast<std::int64_t>(nanoseconds) % 1'000'000'000));
+  };
+  for (const double most : {9.21e18, -9.21e18, std::nextafter(0x1p63, 0), -0x1p63}) {
+    const auto split = SplitNanoseconds(most);
+    EXPECT_EQ(std::pair(split.seconds, split.nanoseconds), whole(most)) << most;
+  }
+  for (const double none : {0x1p63, -1e300, std::nan("")})
+    EXPECT_EQ(SplitNanoseconds(none), SplitNanoseconds(-0x1p63));
 }
 
 TEST(PeriodTestResults, LineHasAValueForEachColumn) {

@@ -103,6 +103,14 @@ class FailureTest(ProgramTest):
                 result = self.run_with_fault(operation, call, "ZV_NOERROR")
                 self.assertEqual((result.messages, result.status), ([message], FAILURE))
 
+    def test_a_success_of_another_kind_ends_the_enumeration(self):
+        reported = CARDS_FAILED + " : ZV_FALSE: FALSE"
+        for call in (1, 2):
+            faults = [fault("NextCard", call, "ZV_FALSE")]
+            result = self.run_program("list", scenario={"faults": faults})
+            self.assertEqual((result.messages[:2], result.status), ([reported, "Available cards in the system:"], 0))
+            self.assertEqual(len(result.lines), 2 * call, "with the cards collected before it")
+
     def test_registering_for_telemetry_fails_last(self):
         result = self.run_with_fault("RegisterMonitorData")
         self.assertEqual((result.messages, result.status), ([STARTING, NOT_INITIALIZED + TEXT], FAILURE))

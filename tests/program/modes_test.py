@@ -89,6 +89,8 @@ class ModesTest(ProgramTest):
             (["-sn=MANY000"], FAILURE, [NO_SERIAL, *usage]),
             (["-hw=3"], FAILURE, one_sfp),
             (["-hw=256"], 0, ok),
+            (["-hw=0x3"], 0, ok),  # read in base 10, up to the x
+            (["-hw=010"], FAILURE, [no_index(10), *usage]),
             (["-hw=x"], 0, ok),
             (["-HW=9"], 0, ok),
             (["-hwx=3"], FAILURE, one_sfp),
