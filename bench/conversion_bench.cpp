@@ -292,8 +292,12 @@ void ConvertByStreams(benchmark::State& state) {
   std::ifstream ours(files.text, std::ios::binary);
   std::ifstream theirs(files.copy, std::ios::binary);
   std::string left, right;
-  while (std::getline(ours, left) && std::getline(theirs, right)) {
-    if (left != right) return state.SkipWithError("the two texts differ");
+  bool more = true;
+  while (more) {
+    more = !!std::getline(ours, left);
+    if (more != !!std::getline(theirs, right) || (more && left != right)) {
+      return state.SkipWithError("the two texts differ");
+    }
   }
 }
 

@@ -2,13 +2,13 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <iostream>
 #include <span>
 #include <utility>
 #include <vector>
 
 #include "convert/record_text.h"
 #include "monitor/raw_data.h"
+#include "platform/console.h"
 #include "platform/paths.h"
 #include "platform/process.h"
 
@@ -51,7 +51,23 @@ class TextBlock {
   std::size_t length_;
 };
 
-void Print(const char* line) { std::cout << line << std::endl; }
+/// How many whole units could be read. A stream may throw away what it has read before an error, so then they
+/// are read once more, one by one.
+std::size_t ReadUnits(std::istream& source, std::span<RawDataUnit> units) {
+  const auto read = [&](std::span<RawDataUnit> some) {
+    const auto bytes = std::as_writable_bytes(some);
+    return !!source.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  };
+  const std::istream::pos_type begin = source.tellg();
+  if (read(units)) return units.size();
+  source.clear();
+  source.seekg(begin);
+  std::size_t count = 0;
+  while (count < units.size() && read(units.subspan(count, 1))) ++count;
+  return count;
+}
+
+void Print(const char* line) { PrintToConsole(std::string(line) + '\n'); }
 
 [[noreturn]] void Fail(const char* line) {
   Print(line);
@@ -83,13 +99,12 @@ ConversionResult ConvertUnits(std::istream& source, std::int64_t size, std::stri
   TextBlock text(destination, heading);
   for (std::int64_t left = size / unitSize; left > 0; left -= unitsPerBlock) {
     const auto block = std::span(units).first(static_cast<std::size_t>(std::min(left, unitsPerBlock)));
-    if (!source.read(reinterpret_cast<char*>(block.data()),
-                     static_cast<std::streamsize>(block.size_bytes()))) {
-      text.Flush();
-      return ConversionResult::ReadFailed;
-    }
-    for (const RawDataUnit& unit : block) {
+    const auto sound = block.first(ReadUnits(source, block));
+    for (const RawDataUnit& unit : sound) {
       if (!text.Add(unit)) return ConversionResult::WriteFailed;
+    }
+    if (sound.size() < block.size()) {
+      return text.Flush() ? ConversionResult::ReadFailed : ConversionResult::WriteFailed;
     }
   }
   return text.Flush() ? ConversionResult::Completed : ConversionResult::WriteFailed;

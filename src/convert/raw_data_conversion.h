@@ -31,7 +31,7 @@ void ConvertRawData(const char* defaultDestinationName, std::string sourceName, 
 enum class ConversionResult { Completed, ReadFailed, WriteFailed };
 
 /// Writes `heading`, then a line for each unit of `size` bytes from where `source` stands, and flushes
-/// `destination`. A failing read leaves the lines of what was read before. Works in blocks: what it holds in
+/// `destination`. A failing read leaves the lines of all units before it. Works in blocks: what it holds in
 /// memory doesn't grow with the size.
 ConversionResult ConvertUnits(std::istream& source, std::int64_t size, std::string_view heading,
                               std::ostream& destination);
