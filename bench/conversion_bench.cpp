@@ -23,7 +23,7 @@
 #include "convert/columns.h"
 #include "convert/raw_data_conversion.h"
 #include "convert/record_text.h"
-#include "monitor/event_documents.h"
+#include "files/code_texts.h"
 
 namespace kestrune {
 namespace {

@@ -13,7 +13,7 @@
 
 #include "diag/result_codes.h"
 #include "monitor/logger.h"
-#include "monitor/period_statistics.h"
+#include "files/period_statistics.h"
 #include "platform/console.h"
 #include "support/fake_card.h"
 #include "support/test_run.h"

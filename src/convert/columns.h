@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string_view>
 
-#include "monitor/raw_data.h"
+#include "files/raw_data.h"
 
 namespace kestrune {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "convert/record_text.h"
-#include "monitor/raw_data.h"
+#include "files/raw_data.h"
 #include "platform/console.h"
 #include "platform/paths.h"
 #include "platform/process.h"

@@ -6,7 +6,7 @@
 
 #include "diag/result_codes.h"
 #include "diag/status.h"
-#include "monitor/event_documents.h"
+#include "files/code_texts.h"
 
 namespace kestrune {
 namespace {

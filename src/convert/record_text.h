@@ -8,7 +8,7 @@
 
 #include "convert/columns.h"
 #include "convert/number_text.h"
-#include "monitor/raw_data.h"
+#include "files/raw_data.h"
 
 namespace kestrune {
 

@@ -1,4 +1,4 @@
-#include "monitor/period_statistics.h"
+#include "files/period_statistics.h"
 
 #include <cmath>
 

@@ -1,44 +1,94 @@
-#include "monitor/period_test_results.h"
+#include "files/period_test_results.h"
+
+#include <array>
+#include <bit>
+#include <span>
 
 #include "platform/clock.h"
 
 namespace kestrune {
 namespace {
 
-std::string FormatTime(const SecondsNanoseconds& time) {
-  return std::to_string(time.seconds) + ',' + std::to_string(time.nanoseconds);
+/// An abbreviation of the columns and what the legend says it stands for.
+struct Term {
+  const char* abbreviation;
+  const char* meaning;
+};
+
+struct GroupTerms {
+  Term count;
+  std::array<Term, quantitiesPerGroup> quantities;
+};
+
+// In the order of PeriodResults, GroupResults and QuantityResults, from which the values come.
+
+constexpr GroupTerms groups[] = {
+    {{"numsynclasttel", "numberOfSyncSinceLastTelemetry"},
+     {{{"masfoldel", "masterToFollowerDelay"},
+       {"ortsjit", "originTimestampJitter"},
+       {"offrmast", "offsetFromMaster"}}}},
+    {{"numdelresplasttel", "numberOfDelayRespSinceLastTelemetry"},
+     {{{"mepadel", "meanPathDelay"},
+       {"folmastdel", "followerToMasterDelay"},
+       {"delreqtodelresde", "delayReqToDelayRespDelay"}}}},
+};
+
+constexpr Term figures[] = {
+    {"mi", "minimum"}, {"ma", "maximum"}, {"ave", "average"}, {"sd", "standard deviation"}};
+
+constexpr const char* parts[] = {"s", "ns"};
+
+constexpr std::size_t valuesPerQuantity = std::size(figures) * std::size(parts);
+constexpr std::size_t valuesPerPeriod = std::size(groups) * (1 + quantitiesPerGroup * valuesPerQuantity);
+
+template <std::size_t count>
+using Values = std::array<std::int32_t, count>;
+
+std::string Join(std::span<const std::int32_t> values) {
+  std::string text;
+  for (const std::int32_t value : values) text.append(text.empty() ? "" : ",").append(std::to_string(value));
+  return text;
 }
 
-std::string FormatGroup(const GroupResults& group) {
-  std::string text = std::to_string(group.count);
-  for (const QuantityResults& quantity : group.quantities) text += ',' + FormatQuantityResults(quantity);
+/// "masfoldel: masterToFollowerDelay, " and so on.
+std::string Legend(std::span<const Term> terms) {
+  std::string text;
+  for (const Term& term : terms)
+    text.append(term.abbreviation).append(": ").append(term.meaning).append(", ");
+  return text;
+}
+
+/// A line of the legend: no blank at its end.
+std::string Line(std::string text) { return text.substr(0, text.find_last_not_of(' ') + 1) + '\n'; }
+
+std::string ColumnNames() {
+  std::string text = "epchtm, time, tsdurmin, sfp";
+  for (const GroupTerms& group : groups) {
+    text.append(", ").append(group.count.abbreviation);
+    for (const Term& quantity : group.quantities) {
+      for (const Term& figure : figures) {
+        for (const char* part : parts) {
+          text.append(", ").append(quantity.abbreviation).append("-").append(figure.abbreviation);
+          text.append("-").append(part);
+        }
+      }
+    }
+  }
   return text;
 }
 
 }  // namespace
 
 std::string PeriodTestResultsHeader() {
-  return "Legend: epchtm: epoch time,  tsdurmin: test duration in minutes, sfp: SFP label test results,\n"
-         "        numsynclasttel: numberOfSyncSinceLastTelemetry, numdelresplasttel: "
-         "numberOfDelayRespSinceLastTelemetry,\n"
-         "        masfoldel: masterToFollowerDelay, ortsjit: originTimestampJitter, offrmast: "
-         "offsetFromMaster,\n"
-         "        mepadel: meanPathDelay, folmastdel: followerToMasterDelay, delreqtodelresde: "
-         "delayReqToDelayRespDelay,\n"
-         "        mi: minimum, ma: maximum, ave: average, sd: standard deviation, s: seconds, ms: "
-         "nanoseconds.\n"
-         "\n"
-         "epchtm, time, tsdurmin, sfp, numsynclasttel, masfoldel-mi-s, masfoldel-mi-ns, masfoldel-ma-s, "
-         "masfoldel-ma-ns, masfoldel-ave-s, masfoldel-ave-ns, masfoldel-sd-s, masfoldel-sd-ns, ortsjit-mi-s, "
-         "ortsjit-mi-ns, ortsjit-ma-s, ortsjit-ma-ns, ortsjit-ave-s, ortsjit-ave-ns, ortsjit-sd-s, "
-         "ortsjit-sd-ns, "
-         "offrmast-mi-s, offrmast-mi-ns, offrmast-ma-s, offrmast-ma-ns, offrmast-ave-s, offrmast-ave-ns, "
-         "offrmast-sd-s, offrmast-sd-ns, numdelresplasttel, mepadel-mi-s, mepadel-mi-ns, mepadel-ma-s, "
-         "mepadel-ma-ns, mepadel-ave-s, mepadel-ave-ns, mepadel-sd-s, mepadel-sd-ns, folmastdel-mi-s, "
-         "folmastdel-mi-ns, folmastdel-ma-s, folmastdel-ma-ns, folmastdel-ave-s, folmastdel-ave-ns, "
-         "folmastdel-sd-s, folmastdel-sd-ns, delreqtodelresde-mi-s, delreqtodelresde-mi-ns, "
-         "delreqtodelresde-ma-s, delreqtodelresde-ma-ns, delreqtodelresde-ave-s, delreqtodelresde-ave-ns, "
-         "delreqtodelresde-sd-s, delreqtodelresde-sd-ns";
+  const std::string indent(8, ' ');
+  const Term counts[] = {groups[0].count, groups[1].count};
+  std::string text =
+      "Legend: epchtm: epoch time,  tsdurmin: test duration in minutes, sfp: SFP label test results,\n";
+  text += Line(indent + Legend(counts));
+  for (const GroupTerms& group : groups) text += Line(indent + Legend(group.quantities));
+  // Readers know the nanoseconds' "ms".
+  text += indent + Legend(figures) + "s: seconds, ms: nanoseconds.\n";
+  return text + '\n' + ColumnNames();
 }
 
 std::string FormatPeriodTestLine(const PeriodResults& results, std::uint32_t durationMinutes,
@@ -49,12 +99,11 @@ std::string FormatPeriodTestLine(const PeriodResults& results, std::uint32_t dur
 }
 
 std::string FormatPeriodResults(const PeriodResults& results) {
-  return FormatGroup(results.syncGroup) + ',' + FormatGroup(results.delayRespGroup);
+  return Join(std::bit_cast<Values<valuesPerPeriod>>(results));
 }
 
 std::string FormatQuantityResults(const QuantityResults& results) {
-  return FormatTime(results.minimum) + ',' + FormatTime(results.maximum) + ',' + FormatTime(results.average) +
-         ',' + FormatTime(results.standardDeviation);
+  return Join(std::bit_cast<Values<valuesPerQuantity>>(results));
 }
 
 }  // namespace kestrune

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "monitor/period_statistics.h"
+#include "files/period_statistics.h"
 
 namespace kestrune {
 

@@ -4,8 +4,8 @@
 #include <new>
 
 #include "diag/status.h"
-#include "monitor/period_test_results.h"
-#include "monitor/raw_data.h"
+#include "files/period_test_results.h"
+#include "files/raw_data.h"
 #include "platform/clock.h"
 #include "platform/paths.h"
 #include "platform/process.h"

@@ -12,7 +12,7 @@
 #include "diag/result_holder.h"
 #include "monitor/event_documents.h"
 #include "monitor/log_file.h"
-#include "monitor/period_statistics.h"
+#include "files/period_statistics.h"
 #include "monitor/period_sums.h"
 #include "sdk/callbacks.h"
 #include "sdk/card_services.h"

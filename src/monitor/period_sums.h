@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "monitor/period_statistics.h"
+#include "files/period_statistics.h"
 
 namespace kestrune {
 

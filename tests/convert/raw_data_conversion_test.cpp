@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "convert/record_text.h"
-#include "monitor/raw_data.h"
+#include "files/raw_data.h"
 
 namespace kestrune {
 namespace {

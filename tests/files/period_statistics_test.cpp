@@ -1,4 +1,4 @@
-#include "monitor/period_statistics.h"
+#include "files/period_statistics.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <functional>
 #include <random>
 
-#include "monitor/period_test_results.h"
+#include "files/period_test_results.h"
 
 namespace kestrune {
 namespace {

@@ -4,6 +4,7 @@
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
+#include "files/code_texts.h"
 #include "platform/clock.h"
 #include "support/test_run.h"
 

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "monitor/raw_data.h"
+#include "files/raw_data.h"
 #include "platform/console.h"
 
 namespace kestrune::test {
