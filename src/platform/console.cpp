@@ -4,11 +4,11 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <thread>
 #include <utility>
 
 #include "platform/clock.h"
+#include "platform/mutex.h"
 
 namespace kestrune {
 namespace {
@@ -18,9 +18,9 @@ constexpr std::chrono::seconds longestFinish{1};
 class Console {
  public:
   void Print(std::string lines) {
-    std::unique_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (!queueing_) {
-      Write(lines);
+      dropped_ = Write(lines, dropped_);
       return;
     }
     if (queue_.size() == consoleQueueLength) {
@@ -28,12 +28,11 @@ class Console {
       ++dropped_;
     }
     queue_.push_back(std::move(lines));
-    lock.unlock();
     changed_.notify_all();
   }
 
   void StartQueue() {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     queueing_ = true;
     stopped_ = false;
     thread_ = std::thread([this] { EmptyQueue(); });
@@ -42,7 +41,7 @@ class Console {
   void StopQueue() {
     const bool finished = Finish();
     {
-      const std::lock_guard lock(mutex_);
+      const MutexLock lock(mutex_);
       stopped_ = true;
       if (finished) queueing_ = false;
     }
@@ -56,35 +55,34 @@ class Console {
 
   /// Whether nothing waits any more.
   bool Finish() {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, longestFinish, [this] { return queue_.empty() && !writing_; });
+    const MutexLock lock(mutex_);
+    return changed_.wait_for(mutex_, longestFinish,
+                             [this]() REQUIRES(mutex_) { return queue_.empty() && !writing_; });
   }
 
   ConsoleSink Replace(ConsoleSink sink) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return std::exchange(sink_, std::move(sink));
   }
 
  private:
   void EmptyQueue() {
-    std::unique_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     for (;;) {
-      changed_.wait(lock, [this] { return stopped_ || !queue_.empty(); });
+      changed_.wait(mutex_, [this]() REQUIRES(mutex_) { return stopped_ || !queue_.empty(); });
       if (queue_.empty()) return;
       const std::string lines = std::move(queue_.front());
       queue_.pop_front();
-      writing_ = true;
       const std::uint64_t dropped = std::exchange(dropped_, 0);
-      lock.unlock();
+      writing_ = true;
+      mutex_.unlock();
       const std::uint64_t lost = Write(lines, dropped);
-      lock.lock();
-      dropped_ += lost;
+      mutex_.lock();
       writing_ = false;
+      dropped_ += lost;
       if (queue_.empty()) changed_.notify_all();
     }
   }
-
-  void Write(std::string_view lines) { dropped_ = Write(lines, dropped_); }
 
   /// Tells of the dropped lines, then writes `lines`. Returns how many nobody has been told of now.
   std::uint64_t Write(std::string_view lines, std::uint64_t dropped) {
@@ -104,14 +102,14 @@ class Console {
     return taken == text.size();
   }
 
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::deque<std::string> queue_;
-  std::uint64_t dropped_ = 0;
-  bool queueing_ = false;
-  bool stopped_ = false;
-  bool writing_ = false;
-  std::thread thread_;
+  Mutex mutex_;
+  std::condition_variable_any changed_;
+  std::deque<std::string> queue_ GUARDED_BY(mutex_);
+  std::uint64_t dropped_ GUARDED_BY(mutex_) = 0;  ///< of which nobody has been told
+  bool queueing_ GUARDED_BY(mutex_) = false;
+  bool stopped_ GUARDED_BY(mutex_) = false;
+  bool writing_ GUARDED_BY(mutex_) = false;
+  std::thread thread_;  ///< main thread only
 
   // Used by whoever writes: with the mutex held, or the queue's thread without it.
   ConsoleSink sink_ = WriteStandardOutput;
