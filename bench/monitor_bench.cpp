@@ -12,8 +12,9 @@
 #include <vector>
 
 #include "diag/result_codes.h"
-#include "monitor/logger.h"
 #include "files/period_statistics.h"
+#include "monitor/logger.h"
+#include "monitor/period_sums.h"
 #include "platform/console.h"
 #include "support/fake_card.h"
 #include "support/test_run.h"
@@ -106,13 +107,13 @@ BENCHMARK(TelemetryBatchToFile)->Iterations(4000);
 
 void StatisticsOfARecord(benchmark::State& state) {
   const TelemetryRecord record = PlausibleRecord(0);
-  PeriodAccumulator quarter;
-  PeriodAccumulator day;
+  PeriodSums quarter;
+  PeriodSums day;
   for ([[maybe_unused]] auto _ : state) {
     benchmark::DoNotOptimize(&record);
     const PerformanceSample sample = MakePerformanceSample(record.performanceMonitoring);
-    AccumulatePerformanceSample(sample, quarter);
-    AccumulatePerformanceSample(sample, day);
+    quarter.Add(sample);
+    day.Add(sample);
     benchmark::ClobberMemory();
   }
 }
