@@ -27,10 +27,7 @@ bool LogFile::OpenText(const std::string& name) {
 void LogFile::Append(std::string_view piece) {
   if (!file_.IsOpen()) return;
   if (WriteRest() && (isText_ ? WriteWhole(NativeLines(piece)) : WriteWhole(piece))) {
-    if (!failing_) return;
-    const std::string text = std::string("The ") + name_ + " file is written again. " + pieces_ +
-                             " lost: " + std::to_string(lostCount_);
-    PrintStatus(text.c_str(), ZV_NOERROR);
+    if (failing_) Report(" file is written again. ", ZV_NOERROR);
     failing_ = false;
     lostCount_ = 0;
     return;
@@ -38,18 +35,24 @@ void LogFile::Append(std::string_view piece) {
   ++lostCount_;
   if (failing_) return;
   failing_ = true;
-  const std::string text = std::string("Could not write the ") + name_ + " file";
-  PrintStatus(text.c_str(), ZV_E_FILEACCESS_WRITE_FAILED);
+  PrintStatus((std::string("Could not write the ") + name_ + " file").c_str(), ZV_E_FILEACCESS_WRITE_FAILED);
 }
 
 void LogFile::Close() {
   if (file_.IsOpen() && failing_) {
-    WriteRest();
-    const std::string text = std::string("The ") + name_ + " file was not written to its end. " + pieces_ +
-                             " lost: " + std::to_string(lostCount_);
-    PrintStatus(text.c_str(), ZV_E_FILEACCESS_WRITE_FAILED);
+    if (WriteRest() && lostCount_ == 0) {
+      Report(" file is written again. ", ZV_NOERROR);
+    } else {
+      Report(" file was not written to its end. ", ZV_E_FILEACCESS_WRITE_FAILED);
+    }
   }
   file_.Close();
+}
+
+void LogFile::Report(const char* what, HRESULT code) const {
+  const std::string text =
+      std::string("The ") + name_ + what + pieces_ + " lost: " + std::to_string(lostCount_);
+  PrintStatus(text.c_str(), code);
 }
 
 /// Whether the file's end is whole.

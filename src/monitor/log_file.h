@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform/append_file.h"
+#include "platform/com.h"
 
 namespace kestrune {
 
@@ -32,6 +33,7 @@ class LogFile {
   void Close();
 
  private:
+  void Report(const char* what, HRESULT code) const;
   bool WriteRest();
   bool WriteWhole(std::string_view piece);
 
