@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
 #include <limits>
 #include <memory>
@@ -460,6 +461,12 @@ std::variant<Scenario, ScenarioError> ParseScenario(std::string text) {
 }
 
 std::variant<Scenario, ScenarioError> ReadScenario(const std::string& path) {
+  constexpr std::size_t mostOctets = 16 << 20;
+  const std::filesystem::path place(std::u8string(path.begin(), path.end()));
+  std::error_code ignored;
+  if (std::filesystem::exists(place, ignored) && !std::filesystem::is_regular_file(place, ignored)) {
+    return ScenarioError{path + ": is not a regular file"};
+  }
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenForReading(path), std::fclose);
   if (!file) return ScenarioError{path + ": cannot be opened"};
 
@@ -467,6 +474,7 @@ std::variant<Scenario, ScenarioError> ReadScenario(const std::string& path) {
   std::array<char, 65536> chunk;
   while (const std::size_t count = std::fread(chunk.data(), 1, chunk.size(), file.get())) {
     text.append(chunk.data(), count);
+    if (text.size() > mostOctets) return ScenarioError{path + ": is longer than 16 MiB"};
   }
   if (std::ferror(file.get()) != 0) return ScenarioError{path + ": cannot be read"};
 

@@ -209,6 +209,13 @@ TEST(ScenarioReader, TellsWhereAndWhyAScenarioIsNoGood) {
   EXPECT_NE(ErrorOf(ParseScenario(std::string(100'000, '['))).find("nested too deep"), std::string::npos);
   EXPECT_NE(ErrorOf(ParseScenario(std::string("{\"cards\": []}\0", 14))).find("1:14: "), std::string::npos);
   EXPECT_EQ(ErrorOf(ReadScenario("no/such/file.json")), "no/such/file.json: cannot be opened");
+  const std::string folder = testing::TempDir();
+  EXPECT_EQ(ErrorOf(ReadScenario(folder)), folder + ": is not a regular file");
+  const std::string tooLong = folder + "too_long_scenario.json";
+  std::ofstream(tooLong) << "{\"cards\": []}";
+  std::filesystem::resize_file(tooLong, (16 << 20) + 1);
+  EXPECT_EQ(ErrorOf(ReadScenario(tooLong)), tooLong + ": is longer than 16 MiB");
+  std::filesystem::remove(tooLong);
 }
 
 TEST(ScenarioReader, ReadyScenariosLoad) {
