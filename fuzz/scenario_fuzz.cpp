@@ -10,10 +10,10 @@
 #include <string_view>
 #include <variant>
 
-#include "card_model.h"
-#include "scenario_reader.h"
+#include "simulated/card_model.h"
+#include "simulated/scenario_reader.h"
 
-namespace kestrune::sim {
+namespace kestrune::simulated {
 namespace {
 
 void Check(bool holds) {
@@ -120,10 +120,10 @@ void LiveThrough(Scenario& scenario) {
 }
 
 }  // namespace
-}  // namespace kestrune::sim
+}  // namespace kestrune::simulated
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace kestrune::sim;
+  using namespace kestrune::simulated;
   const std::string text(reinterpret_cast<const char*>(data), size);
   auto result = ParseScenario(text);
   if (const auto* error = std::get_if<ScenarioError>(&result)) {

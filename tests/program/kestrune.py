@@ -70,7 +70,7 @@ class ProgramTest(unittest.TestCase):
         # What waits for a moment of real time, waits for it however fast the wall clock runs.
         environment = dict(os.environ, ASAN_OPTIONS="verify_asan_link_order=0", FAKETIME_DONT_FAKE_MONOTONIC="1", **more)
         if isinstance(scenario, str):
-            ready = pathlib.Path(__file__).parents[2] / "simcard" / "scenarios" / f"{scenario}.json"
+            ready = pathlib.Path(__file__).parents[2] / "cards" / "simulated" / "scenarios" / f"{scenario}.json"
             environment["ZV_SIM_SCENARIO"] = str(ready)
         elif scenario is not None:
             file = self.folder / "scenario.json"

@@ -1,0 +1,26 @@
+#include <cstdlib>
+#include <thread>
+
+#include "simulated/system.h"
+
+namespace kestrune::simulated {
+namespace {
+
+class SystemClock final : public Clock {
+ public:
+  std::chrono::system_clock::time_point Now() override { return std::chrono::system_clock::now(); }
+  void SleepFor(std::chrono::milliseconds time) override { std::this_thread::sleep_for(time); }
+};
+
+}  // namespace
+
+std::shared_ptr<Clock> MakeSystemClock() { return std::make_shared<SystemClock>(); }
+
+std::string ScenarioPath() {
+  const char* path = std::getenv("ZV_SIM_SCENARIO");
+  return path != nullptr ? path : "";
+}
+
+std::FILE* OpenForReading(const std::string& path) { return std::fopen(path.c_str(), "rb"); }
+
+}  // namespace kestrune::simulated

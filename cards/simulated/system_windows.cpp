@@ -1,0 +1,42 @@
+#include <windows.h>
+
+#include "simulated/system.h"
+
+namespace kestrune::simulated {
+namespace {
+
+class SystemClock final : public Clock {
+ public:
+  std::chrono::system_clock::time_point Now() override { return std::chrono::system_clock::now(); }
+  void SleepFor(std::chrono::milliseconds time) override { Sleep(static_cast<DWORD>(time.count())); }
+};
+
+std::string ToUtf8(const std::wstring& text) {
+  std::string utf8(text.size() * 3, '\0');
+  const int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), utf8.data(),
+                                         static_cast<int>(utf8.size()), nullptr, nullptr);
+  utf8.resize(static_cast<std::size_t>(length));
+  return utf8;
+}
+
+std::wstring ToWide(const std::string& text) {
+  std::wstring wide(text.size(), L'\0');
+  const int length = MultiByteToWideChar(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), wide.data(),
+                                         static_cast<int>(wide.size()));
+  wide.resize(static_cast<std::size_t>(length));
+  return wide;
+}
+
+}  // namespace
+
+std::shared_ptr<Clock> MakeSystemClock() { return std::make_shared<SystemClock>(); }
+
+std::string ScenarioPath() {
+  std::wstring path(GetEnvironmentVariableW(L"ZV_SIM_SCENARIO", nullptr, 0), L'\0');
+  path.resize(GetEnvironmentVariableW(L"ZV_SIM_SCENARIO", path.data(), static_cast<DWORD>(path.size())));
+  return ToUtf8(path);
+}
+
+std::FILE* OpenForReading(const std::string& path) { return _wfopen(ToWide(path).c_str(), L"rb"); }
+
+}  // namespace kestrune::simulated
