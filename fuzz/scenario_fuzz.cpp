@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -98,7 +99,7 @@ void CheckScenario(const Scenario& scenario) {
   }
   for (const Event& event : scenario.events) CheckEvent(event, scenario);
   for (const Fault& fault : scenario.faults) {
-    Check(static_cast<std::size_t>(fault.operation) < operationCount && fault.firstCall >= 1);
+    Check(static_cast<std::size_t>(fault.operation) < kit::operationCount && fault.firstCall >= 1);
     Check(fault.lastCall == 0 || fault.lastCall == fault.firstCall);
     CheckRange(fault.from, 0, 3.2e9);
     if (fault.until) CheckRange(*fault.until, std::nextafter(fault.from, 4e9), 3.2e9);
@@ -110,7 +111,8 @@ void LiveThrough(Scenario& scenario) {
   if (scenario.cards.empty() || scenario.events.size() + scenario.grandmasters.size() > 50) return;
   Card& card = scenario.cards.front();
   card.warmUpSeconds = std::min(card.warmUpSeconds, 4.0);  // more would only take longer
-  CardModel model(scenario, 0, scenario.startEpoch.value_or(1'775'044'800) * 1'000'000'000);
+  CardModel model(std::make_shared<const Scenario>(scenario), 0);
+  model.Wake(1'775'044'800 * std::int64_t{1'000'000'000});
   while (model.Now() < seconds) {
     for (const TelemetryRecord& record : model.Advance().telemetry) {
       Check(record.performanceMonitoring.numberOfSyncSinceLastTelemetry >= 0);

@@ -30,6 +30,14 @@ Random MakeRandom(const Scenario& scenario, std::size_t card, std::uint64_t stre
   return {scenario.seed, card * streamsPerCard + stream};
 }
 
+kit::CardDescription Describe(const Card& card) {
+  return {.modelCode = card.modelCode,
+          .serialNumber = card.serialNumber,
+          .cardModel = card.cardModel,
+          .st2059 = card.st2059,
+          .sfpNumbers = card.sfpNumbers};
+}
+
 }  // namespace
 
 class CardModel::Impl {
@@ -37,7 +45,7 @@ class CardModel::Impl {
   Impl(const Scenario& scenario, std::size_t card, std::int64_t startEpochNanoseconds);
 
   std::int64_t Now() const { return slot_ / slotsPerSecond; }
-  Second Advance();
+  Step Advance();
 
   GenlockStatus ReadGenlockStatus() const;
   GenlockSettings ReadGenlockSettings() const;
@@ -108,7 +116,7 @@ CardModel::Impl::Impl(const Scenario& scenario, std::size_t card, std::int64_t s
   ApplyDueEvents();
 }
 
-CardModel::Second CardModel::Impl::Advance() {
+kit::Card::Step CardModel::Impl::Advance() {
   const Shown before = Show();
   for (std::int64_t count = 0; count < slotsPerSecond; ++count) {
     ApplyDueEvents();
@@ -116,19 +124,19 @@ CardModel::Second CardModel::Impl::Advance() {
   }
   ApplyDueEvents();
 
-  Second second;
-  second.telemetry.reserve(ports_.size());
+  Step step;
+  step.telemetry.reserve(ports_.size());
   for (std::size_t sfp = 0; sfp < ports_.size(); ++sfp) {
     ports_[sfp].CloseInterval();
-    if (ports_[sfp].Link().ModulePresent()) second.telemetry.push_back(TakeRecord(sfp));
+    if (ports_[sfp].Link().ModulePresent()) step.telemetry.push_back(TakeRecord(sfp));
   }
   const Shown after = Show();
-  second.genlockChanged = after.genlock != before.genlock;
-  second.st2059Changed = after.st2059 != before.st2059;
+  step.genlockChanged = after.genlock != before.genlock;
+  step.st2059Changed = after.st2059 != before.st2059;
   for (std::size_t sfp = 0; sfp < ports_.size(); ++sfp) {
-    second.sfpIpChanged[sfp] = after.sfpIp[sfp] != before.sfpIp[sfp];
+    step.sfpIpChanged[sfp] = after.sfpIp[sfp] != before.sfpIp[sfp];
   }
-  return second;
+  return step;
 }
 
 void CardModel::Impl::ApplyDueEvents() {
@@ -324,13 +332,19 @@ SfpIpStatus CardModel::Impl::ReadSfpIpStatus(std::size_t sfp) const {
   return status;
 }
 
-CardModel::CardModel(const Scenario& scenario, std::size_t card, std::int64_t startEpochNanoseconds)
-    : impl_(std::make_unique<Impl>(scenario, card, startEpochNanoseconds)) {}
+CardModel::CardModel(std::shared_ptr<const Scenario> scenario, std::size_t card)
+    : scenario_(std::move(scenario)), card_(card), description_(Describe(scenario_->cards.at(card))) {}
 
 CardModel::~CardModel() = default;
 
+void CardModel::Wake(std::int64_t epochNanoseconds) {
+  const std::int64_t start =
+      scenario_->startEpoch ? *scenario_->startEpoch * 1'000'000'000 : epochNanoseconds;
+  impl_ = std::make_unique<Impl>(*scenario_, card_, start);
+}
+
 std::int64_t CardModel::Now() const { return impl_->Now(); }
-CardModel::Second CardModel::Advance() { return impl_->Advance(); }
+kit::Card::Step CardModel::Advance() { return impl_->Advance(); }
 GenlockStatus CardModel::ReadGenlockStatus() const { return impl_->ReadGenlockStatus(); }
 GenlockSettings CardModel::ReadGenlockSettings() const { return impl_->ReadGenlockSettings(); }
 St2059Status CardModel::ReadSt2059Status() const { return impl_->ReadSt2059Status(); }

@@ -4,7 +4,7 @@
 
 namespace kestrune::simulated {
 
-std::optional<HRESULT> FaultPlan::Strike(Operation operation, double time) {
+std::optional<HRESULT> FaultPlan::Strike(kit::Operation operation, double time) {
   const std::uint32_t call = ++calls_[static_cast<std::size_t>(operation)];
   const auto fault = std::ranges::find_if(faults_, [&](const Fault& candidate) {
     return candidate.operation == operation && call >= candidate.firstCall &&

@@ -18,11 +18,11 @@ class FaultPlan {
 
   /// Counts a call made at a scenario time in seconds; the code that it is to return, or none when it is to
   /// do its work. The first fitting fault of the list decides.
-  std::optional<HRESULT> Strike(Operation operation, double time);
+  std::optional<HRESULT> Strike(kit::Operation operation, double time);
 
  private:
   const std::vector<Fault> faults_;
-  std::array<std::atomic<std::uint32_t>, operationCount> calls_{};
+  std::array<std::atomic<std::uint32_t>, kit::operationCount> calls_{};
 };
 
 }  // namespace kestrune::simulated

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "kit/operations.h"
 #include "platform/com.h"
 
 namespace kestrune::simulated {
@@ -109,41 +110,10 @@ struct Event {
   std::uint32_t count = 1;
 };
 
-/// Every operation of the card services that a fault can befall.
-enum class Operation {
-  CreateSystemConfiguration,
-  GetCardEnumerator,
-  NextCard,
-  QueryPrivate,
-  GetCardInformation,
-  GetSmpte2059,
-  GetGenlockConfiguration,
-  CreateSfpIpEnumerator,
-  RegisterMonitorData,
-  UnregisterMonitorData,
-  GetMonitorData,
-  GetGenlockSettings,
-  GetGenlockNotification,
-  GetGenlockStatus,
-  RegisterGenlock,
-  UnregisterGenlock,
-  GetSt2059Settings,
-  GetSt2059Status,
-  RegisterSt2059,
-  UnregisterSt2059,
-  GetSmpte2059Sfp,
-  GetSt2059SfpStatus,
-  NextSfp,
-  GetSfpIpStatus,
-  RegisterSfpIp,
-  UnregisterSfpIp,
-};
-inline constexpr std::size_t operationCount = static_cast<std::size_t>(Operation::UnregisterSfpIp) + 1;
-
 /// An operation that returns a given code instead of doing its work. Scenario time is that of the card
 /// concerned; for the first three operations, which concern no card, it is always 0.
 struct Fault {
-  Operation operation{};
+  kit::Operation operation{};
   HRESULT code = 0;
   std::uint32_t firstCall = 1;  ///< counted from 1 since the card services were activated
   std::uint32_t lastCall = 0;   ///< 0: no end

@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "diag/result_codes.h"
+#include "kit/system.h"
 #include "simulated/json_reading.h"
-#include "simulated/system.h"
 
 namespace kestrune::simulated {
 namespace {
@@ -331,36 +331,6 @@ void ReadTimeline(Reading& reading, const JsonValue& value, Scenario& scenario) 
 
 // Faults.
 
-constexpr std::array<std::string_view, operationCount> operationNames{
-    "CreateSystemConfiguration",
-    "GetCardEnumerator",
-    "NextCard",
-    "QueryPrivate",
-    "GetCardInformation",
-    "GetSmpte2059",
-    "GetGenlockConfiguration",
-    "CreateSfpIpEnumerator",
-    "RegisterMonitorData",
-    "UnregisterMonitorData",
-    "GetMonitorData",
-    "GetGenlockSettings",
-    "GetGenlockNotification",
-    "GetGenlockStatus",
-    "RegisterGenlock",
-    "UnregisterGenlock",
-    "GetSt2059Settings",
-    "GetSt2059Status",
-    "RegisterSt2059",
-    "UnregisterSt2059",
-    "GetSmpte2059Sfp",
-    "GetSt2059SfpStatus",
-    "NextSfp",
-    "GetSfpIpStatus",
-    "RegisterSfpIp",
-    "UnregisterSfpIp",
-};
-static_assert(!operationNames.back().empty());
-
 struct NamedCode {
   std::string_view name;
   HRESULT code;
@@ -372,8 +342,8 @@ constexpr NamedCode namedCodes[] = {
 };
 
 void ReadOperation(Reading& reading, const JsonValue& value, Fault& fault) {
-  if (const auto index = ReadName(reading, value, operationNames, "operation")) {
-    fault.operation = static_cast<Operation>(*index);
+  if (const auto index = ReadName(reading, value, kit::operationNames, "operation")) {
+    fault.operation = static_cast<kit::Operation>(*index);
   }
 }
 
@@ -467,7 +437,7 @@ std::variant<Scenario, ScenarioError> ReadScenario(const std::string& path) {
   if (std::filesystem::exists(place, ignored) && !std::filesystem::is_regular_file(place, ignored)) {
     return ScenarioError{path + ": is not a regular file"};
   }
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(OpenForReading(path), std::fclose);
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(kit::OpenForReading(path), std::fclose);
   if (!file) return ScenarioError{path + ": cannot be opened"};
 
   std::string text;

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace kestrune::simulated {
@@ -29,9 +30,14 @@ Scenario TwoMasters() {
   return scenario;
 }
 
-CardModel MakeModel(const Scenario& scenario, std::size_t card = 0) {
-  return CardModel(scenario, card, startEpoch * 1'000'000'000);
-}
+struct AwakeModel : CardModel {
+  AwakeModel(const Scenario& scenario, std::size_t card)
+      : CardModel(std::make_shared<const Scenario>(scenario), card) {
+    Wake(startEpoch * 1'000'000'000);
+  }
+};
+
+AwakeModel MakeModel(const Scenario& scenario, std::size_t card = 0) { return {scenario, card}; }
 
 Event MakeEvent(double at, EventKind kind, std::size_t sfp = 0, std::int32_t value = 0) {
   Event event;
@@ -68,8 +74,8 @@ Figures PathDelay(const TelemetryRecord& record) {
   return {figures.meanPathDelay, figures.numberOfDelayRespSinceLastTelemetry};
 }
 
-CardModel::Second AdvanceTo(CardModel& model, std::int64_t time) {
-  CardModel::Second second;
+CardModel::Step AdvanceTo(CardModel& model, std::int64_t time) {
+  CardModel::Step second;
   while (model.Now() < time) second = model.Advance();
   return second;
 }
@@ -90,7 +96,7 @@ TEST(CardModel, LocksFromColdStartAndStaysWithinTheJitter) {
       scenario.cards[0].warmUpSeconds = 0;
       scenario.cards[0].oscillator.frequencyErrorPpb = frequencyErrorPpb;
       for (Sfp& sfp : scenario.cards[0].sfps) sfp.path.jitterNs = jitterNs;
-      CardModel model = MakeModel(scenario);
+      AwakeModel model = MakeModel(scenario);
       EXPECT_EQ(model.ReadSt2059SfpStatus(0).state, listening);
 
       std::vector<int> states{listening};
@@ -105,7 +111,7 @@ TEST(CardModel, LocksFromColdStartAndStaysWithinTheJitter) {
       // bit.
       const double bound = 7 * jitterNs + 10;
       for (int second = 0; second < 600; ++second) {
-        const CardModel::Second passed = model.Advance();
+        const CardModel::Step passed = model.Advance();
         ASSERT_EQ(passed.telemetry[0].lastCorrectionNanoseconds, -passed.telemetry[0].offsetFromMaster);
         for (const TelemetryRecord& record : passed.telemetry) {
           ASSERT_EQ(record.state, followerLocked);
@@ -123,9 +129,9 @@ TEST(CardModel, ShowsAsymmetryAsTheOffsetBetweenTheSfps) {
   scenario.cards[0].sfps[1].path.asymmetryNs = -100;
   scenario.cards[0].sfps[1].path.delayNs = 2500;
   // The card follows SFP A, so its clock is wrong by A's asymmetry without A showing it.
-  CardModel model = MakeModel(scenario);
-  CardModel again = MakeModel(scenario);
-  CardModel third = MakeModel(scenario);
+  AwakeModel model = MakeModel(scenario);
+  AwakeModel again = MakeModel(scenario);
+  AwakeModel third = MakeModel(scenario);
   EXPECT_NEAR(MeanOver(model, 100, 0, Offset), 0, 3);
   EXPECT_NEAR(MeanOver(again, 100, 1, Offset), -500, 5);
   EXPECT_NEAR(MeanOver(third, 100, 1, PathDelay), 2500, 5);
@@ -139,14 +145,14 @@ TEST(CardModel, FailsOverToTheNextMasterAndTakesItsTime) {
     scenario.grandmasters[1].timeErrorNs = timeErrorNs;
     scenario.grandmasters[1].portClockIdentity = 0xABCD;
     scenario.events = {MakeEvent(10, EventKind::GrandmasterLost), MakeEvent(100, EventKind::GrandmasterBack)};
-    CardModel model = MakeModel(scenario);
+    AwakeModel model = MakeModel(scenario);
 
     TelemetryRecord record = AdvanceTo(model, 10).telemetry[0];
     EXPECT_EQ(record.numberOfPtpMasters, 2);
     EXPECT_EQ(record.listOfPtpMaster[0].grandmasterIdentity[7], firstMaster & 0xFF);
     EXPECT_EQ(record.listOfPtpMaster[1].grandmasterIdentity[7], secondMaster & 0xFF);
 
-    CardModel::Second second = model.Advance();  // three announce intervals are less than a second
+    CardModel::Step second = model.Advance();  // three announce intervals are less than a second
     EXPECT_TRUE(second.st2059Changed);
     EXPECT_EQ(second.telemetry[0].state, uncalibrated);
     EXPECT_EQ(second.telemetry[0].numberOfPtpMasters, 1);
@@ -213,12 +219,12 @@ TEST(CardModel, FollowsTheOtherSfpWhileAFibreIsOut) {
   Scenario scenario = TwoMasters();
   scenario.events = {MakeEvent(10, EventKind::FibrePulled), MakeEvent(20, EventKind::FibreBack),
                      MakeEvent(40, EventKind::ModuleRemoved, 1), MakeEvent(50, EventKind::ModuleInserted, 1)};
-  CardModel model = MakeModel(scenario);
+  AwakeModel model = MakeModel(scenario);
   std::vector<std::int64_t> changes[2];
   std::vector<std::int64_t> selections;
   while (model.Now() < 60) {
     const int selected = model.ReadSt2059Status().bestMasterSfp;
-    const CardModel::Second second = model.Advance();
+    const CardModel::Step second = model.Advance();
     for (std::size_t sfp = 0; sfp < 2; ++sfp) {
       if (second.sfpIpChanged[sfp]) changes[sfp].push_back(model.Now());
     }
@@ -250,9 +256,9 @@ TEST(CardModel, KeepsToTheSelectedSfpAndHoldsItsFrequency) {
   Scenario scenario = TwoMasters();
   scenario.cards[0].bestMasterSfpSelection = 3;
   scenario.events = {MakeEvent(10, EventKind::FibrePulled, 1), MakeEvent(40, EventKind::FibreBack, 1)};
-  CardModel model = MakeModel(scenario);
+  AwakeModel model = MakeModel(scenario);
   EXPECT_EQ(model.ReadSt2059Status().bestMasterSfp, 2);
-  const CardModel::Second second = AdvanceTo(model, 40);
+  const CardModel::Step second = AdvanceTo(model, 40);
   EXPECT_EQ(model.ReadSt2059Status().state, listening);
   EXPECT_EQ(model.ReadSt2059Status().bestMasterSfp, 2);
   EXPECT_EQ(model.ReadSt2059Status().grandMasterClockId, 0U);
@@ -272,11 +278,11 @@ TEST(CardModel, FollowsAPathDelayStepWithoutMovingTheClock) {
     Scenario scenario = TwoMasters();
     scenario.events = {MakeEvent(10, EventKind::PathChange)};
     scenario.events[0].path.delayNs = delayNs;
-    CardModel model = MakeModel(scenario);
+    AwakeModel model = MakeModel(scenario);
     AdvanceTo(model, 10);
     TelemetryRecord record;
     while (model.Now() < 30) {
-      const CardModel::Second second = model.Advance();
+      const CardModel::Step second = model.Advance();
       record = second.telemetry[0];
       // A filtered path delay lags, so the servo follows a small step for a while.
       EXPECT_LT(std::abs(Offset(second.telemetry[1]).mean), 400);
@@ -300,7 +306,7 @@ TEST(CardModel, RecordsAgreeWithThemselvesUnderLoss) {
   constexpr int seconds = 2000;
   Scenario scenario = TwoMasters();
   for (Sfp& sfp : scenario.cards[0].sfps) sfp.path.lossProbability = loss;
-  CardModel model = MakeModel(scenario);
+  AwakeModel model = MakeModel(scenario);
   TelemetryRecord last = model.Advance().telemetry[1];
   double syncs = 0;
   double responses = 0;
@@ -343,7 +349,7 @@ TEST(CardModel, LosesTheLockWhenItCannotTransmit) {
   Scenario scenario = TwoMasters();
   scenario.events = {MakeEvent(10, EventKind::TransmitError, 0, 1),
                      MakeEvent(40, EventKind::TransmitError, 0, 0)};
-  CardModel model = MakeModel(scenario);
+  AwakeModel model = MakeModel(scenario);
   const TelemetryRecord before = AdvanceTo(model, 10).telemetry[0];
   EXPECT_EQ(model.ReadSfpIpStatus(0).transmitError, 1);
   const TelemetryRecord during = AdvanceTo(model, 40).telemetry[0];
@@ -361,7 +367,7 @@ TEST(CardModel, AnnouncesTheNetworksTime) {
   scenario.grandmasters[0].timeErrorNs = 1'500'000'000;
   scenario.grandmasters.push_back(scenario.grandmasters[1]);
   scenario.grandmasters[2].clockIdentity = secondMaster + 1;
-  CardModel model = MakeModel(scenario);
+  AwakeModel model = MakeModel(scenario);
   const TelemetryRecord before = AdvanceTo(model, 5).telemetry[0];
   const TelemetryRecord record = AdvanceTo(model, 10).telemetry[0];
   EXPECT_EQ(record.announceMessagesReceived - before.announceMessagesReceived, 5U * 4 * 3);
@@ -395,12 +401,12 @@ TEST(CardModel, ReportsRawValuesAndRepeatsEvents) {
                      MakeEvent(9, EventKind::BestMasterSfp),
                      MakeEvent(12, EventKind::BestMasterSelection, 0, 5),
                      MakeEvent(13, EventKind::LinkSpeed, 1, 6)};
-  CardModel model = MakeModel(scenario);
+  AwakeModel model = MakeModel(scenario);
   std::vector<std::int64_t> genlockChanges;
   std::vector<std::int64_t> st2059Changes;
   std::vector<int> indexes;
   while (model.Now() < 60) {
-    const CardModel::Second second = model.Advance();
+    const CardModel::Step second = model.Advance();
     if (second.genlockChanged) genlockChanges.push_back(model.Now());
     if (second.st2059Changed) st2059Changes.push_back(model.Now());
     if (model.Now() <= 6) indexes.push_back(second.telemetry[1].sfp);
@@ -420,13 +426,13 @@ TEST(CardModel, SameScenarioSameRecords) {
   scenario.cards.resize(2);
   Scenario otherSeed = scenario;
   otherSeed.seed = 2;
-  CardModel models[] = {MakeModel(scenario), MakeModel(scenario), MakeModel(scenario, 1),
-                        MakeModel(otherSeed)};
+  AwakeModel models[] = {MakeModel(scenario), MakeModel(scenario), MakeModel(scenario, 1),
+                         MakeModel(otherSeed)};
   for (int second = 0; second < 100; ++second) {
     const TelemetryRecord first = models[0].Advance().telemetry[0];
     const TelemetryRecord same = models[1].Advance().telemetry[0];
     ASSERT_EQ(std::memcmp(&first, &same, sizeof first), 0);
-    for (CardModel* model : {&models[2], &models[3]}) {
+    for (AwakeModel* model : {&models[2], &models[3]}) {
       const TelemetryRecord other = model->Advance().telemetry[0];
       ASSERT_NE(std::memcmp(&first.performanceMonitoring, &other.performanceMonitoring,
                             sizeof first.performanceMonitoring),

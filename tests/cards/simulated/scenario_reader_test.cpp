@@ -118,11 +118,11 @@ TEST(ScenarioReader, ReadsEveryKey) {
 
   const auto& faults = scenario.faults;
   ASSERT_EQ(faults.size(), 2U);
-  EXPECT_EQ(faults[0].operation, Operation::NextSfp);
+  EXPECT_EQ(faults[0].operation, kit::Operation::NextSfp);
   EXPECT_EQ(faults[0].code, ZV_E_END_OF_ENUM);
   EXPECT_EQ(faults[0].firstCall, 2U);
   EXPECT_EQ(faults[0].lastCall, 2U);
-  EXPECT_EQ(faults[1].operation, Operation::UnregisterSfpIp);
+  EXPECT_EQ(faults[1].operation, kit::Operation::UnregisterSfpIp);
   EXPECT_EQ(faults[1].code, static_cast<HRESULT>(0x8000FFFFU));
   EXPECT_EQ(faults[1].firstCall, 3U);
   EXPECT_EQ(faults[1].lastCall, 0U);

@@ -4,50 +4,50 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
 
+#include "kit/callback_list.h"
+#include "kit/card.h"
+#include "kit/delivery_thread.h"
+#include "kit/system.h"
 #include "sdk/records.h"
-#include "simulated/callback_list.h"
-#include "simulated/card_model.h"
-#include "simulated/delivery_thread.h"
-#include "simulated/scenario.h"
-#include "simulated/system.h"
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 
-/// One simulated card at work: the model, lived through in step with the clock, and the threads that tell of
-/// it. The telemetry thread lives through each second that falls due, calls the monitor-data callbacks and
-/// posts the status changes to the genlock, ST 2059 and SFP IP threads, which call the callbacks of their
-/// kind.
+/// One card at work: lived through in step with the clock, and the threads that tell of it. The telemetry
+/// thread lives through each second that falls due, calls the monitor-data callbacks and posts the status
+/// changes to the genlock, ST 2059 and SFP IP threads, which call the callbacks of their kind. Of a card that
+/// is told in order, the telemetry thread calls all callbacks itself.
 ///
-/// Scenario time stands at 0 until Start. Any thread calls the public operations.
+/// The card's time stands at 0 until Start. Any thread calls the public operations.
 class CardEngine : public std::enable_shared_from_this<CardEngine> {
  public:
   /// Records that wait for a fetch; beyond it the oldest are dropped.
   static constexpr std::size_t longestQueue = 4096;
 
-  CardEngine(std::shared_ptr<const Scenario> scenario, std::size_t card, std::shared_ptr<Clock> clock);
+  CardEngine(std::unique_ptr<Card> card, std::shared_ptr<Clock> clock);
 
-  const Card& Description() const { return scenario_->cards[card_]; }
+  const CardDescription& Description() const { return description_; }
 
-  /// Seconds of scenario time lived through.
+  /// Seconds of the card's time lived through.
   std::int64_t Now() const { return now_; }
 
-  /// Starts the scenario's clock; later calls do nothing.
+  /// Starts the card's time; later calls do nothing.
   void Start();
 
   /// Ends the threads and waits for them. Nobody calls anything else any more.
   void Stop();
 
-  /// `read(model)` on the state of now.
+  /// `read(card)` on the state of now.
   template <class Read>
-  auto ReadModel(Read&& read) {
+  auto ReadCard(Read&& read) {
     const std::lock_guard lock(mutex_);
-    return read(std::as_const(Model()));
+    return read(std::as_const(WokenCard()));
   }
 
   /// Moves the oldest waiting records, at most as many as the batch holds, into the batch.
@@ -60,30 +60,32 @@ class CardEngine : public std::enable_shared_from_this<CardEngine> {
   CallbackList& SfpIpCallbacks(std::uint32_t sfpNumber);
 
  private:
-  /// The status records as they are after a second that changed them.
+  /// The status records as they are after a step that changed them.
   struct Changes {
     std::optional<GenlockStatus> genlock;
     std::optional<St2059Status> st2059;
     std::array<std::optional<SfpIpStatus>, 2> sfpIp;
   };
 
-  CardModel& Model();
+  Card& WokenCard();
   void Run();
   void LiveThroughBatch(std::int64_t until);
   void LiveThroughSecond();
+  void LiveThroughStep();
   void Post(const Changes& changes);
+  void Deliver(DeliveryThread& thread, std::function<void()> task);
   void RingMonitorData();
   std::size_t PendingCount();
 
-  const std::shared_ptr<const Scenario> scenario_;
-  const std::size_t card_;
+  const std::unique_ptr<Card> card_;  ///< guarded by mutex_
+  const CardDescription& description_;
   const std::shared_ptr<Clock> clock_;
 
   std::atomic<std::int64_t> now_ = 0;
   std::atomic<bool> stopped_ = false;
 
-  std::mutex mutex_;                  // guards the next three
-  std::unique_ptr<CardModel> model_;  // made when it is first needed: listing the cards needs none
+  std::mutex mutex_;    // guards the next two and the card
+  bool awake_ = false;  // from when the card is first needed: listing the cards doesn't need it
   std::deque<TelemetryRecord> pending_;
   std::thread telemetryThread_;  // Stop needs no lock for it, as nobody starts it any more
 
@@ -99,4 +101,4 @@ class CardEngine : public std::enable_shared_from_this<CardEngine> {
   DeliveryThread sfpIpThread_;
 };
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

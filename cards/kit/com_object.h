@@ -5,7 +5,7 @@
 #include "diag/result_codes.h"
 #include "platform/com.h"
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 
 /// Objects and server locks that keep the library loaded.
 inline std::atomic<long> libraryUses{0};
@@ -60,4 +60,4 @@ HRESULT Give(Interface** out, Object* object) {
   return S_OK;
 }
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

@@ -1,17 +1,17 @@
-#include "simulated/scenario_clock.h"
+#include "kit/card_time.h"
 
 #include <gtest/gtest.h>
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 namespace {
 
 using std::chrono::hours;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-TEST(ScenarioClock, GoesForwardThroughJumpsOfTheWallClock) {
-  const ScenarioClock::Time start{hours(1000)};
-  ScenarioClock clock(start);
+TEST(CardTime, GoesForwardThroughJumpsOfTheWallClock) {
+  const CardTime::Time start{hours(1000)};
+  CardTime clock(start);
   EXPECT_EQ(clock.Seconds(start), 0);
   EXPECT_EQ(clock.Seconds(start + milliseconds(2750)), 2);
   EXPECT_EQ(clock.UntilNextSecond(), milliseconds(250));
@@ -27,4 +27,4 @@ TEST(ScenarioClock, GoesForwardThroughJumpsOfTheWallClock) {
 }
 
 }  // namespace
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

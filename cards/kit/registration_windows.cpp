@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <string>
 
+#include "kit/library.h"
+
 namespace {
 
 constexpr wchar_t classKey[] = L"Software\\Classes\\CLSID\\{61113A25-4EF7-45CA-9493-C20D255E4ACA}";
@@ -42,7 +44,7 @@ bool SamePath(const std::wstring& left, const std::wstring& right) {
 }
 
 HRESULT Refuse(const char* reason, const std::wstring& server) {
-  std::fprintf(stderr, "zvsimcard: %s: %ls\n", reason, server.c_str());
+  std::fprintf(stderr, "%s: %s: %ls\n", kestrune::kit::libraryName, reason, server.c_str());
   return SELFREG_E_CLASS;
 }
 

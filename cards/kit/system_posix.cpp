@@ -1,9 +1,9 @@
 #include <cstdlib>
 #include <thread>
 
-#include "simulated/system.h"
+#include "kit/system.h"
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 namespace {
 
 class SystemClock final : public Clock {
@@ -16,11 +16,11 @@ class SystemClock final : public Clock {
 
 std::shared_ptr<Clock> MakeSystemClock() { return std::make_shared<SystemClock>(); }
 
-std::string ScenarioPath() {
-  const char* path = std::getenv("ZV_SIM_SCENARIO");
-  return path != nullptr ? path : "";
+std::string EnvironmentText(const char* name) {
+  const char* value = std::getenv(name);
+  return value != nullptr ? value : "";
 }
 
 std::FILE* OpenForReading(const std::string& path) { return std::fopen(path.c_str(), "rb"); }
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

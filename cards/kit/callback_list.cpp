@@ -1,11 +1,11 @@
-#include "simulated/callback_list.h"
+#include "kit/callback_list.h"
 
 #include <algorithm>
 #include <iterator>
 
 #include "diag/result_codes.h"
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 
 HRESULT CallbackList::Register(IUnknown* owner, IUnknown* callback) {
   if (callback == nullptr) return ZV_E_INVALID_POINTER;
@@ -77,4 +77,4 @@ bool CallbackList::MustWaitFor(const Entry& entry) const {
   return inCall_ == entry && deliveringThread_ != std::this_thread::get_id();
 }
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

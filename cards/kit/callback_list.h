@@ -7,7 +7,7 @@
 
 #include "platform/com.h"
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 
 /// The callbacks of one kind that are registered on one card, each by the interface object (the owner) that
 /// it was registered with. One thread, the delivering one, calls them; any thread registers and unregisters.
@@ -55,4 +55,4 @@ class CallbackList {
   std::thread::id deliveringThread_;
 };
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

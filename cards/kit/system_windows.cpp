@@ -1,8 +1,8 @@
 #include <windows.h>
 
-#include "simulated/system.h"
+#include "kit/system.h"
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 namespace {
 
 class SystemClock final : public Clock {
@@ -31,12 +31,13 @@ std::wstring ToWide(const std::string& text) {
 
 std::shared_ptr<Clock> MakeSystemClock() { return std::make_shared<SystemClock>(); }
 
-std::string ScenarioPath() {
-  std::wstring path(GetEnvironmentVariableW(L"ZV_SIM_SCENARIO", nullptr, 0), L'\0');
-  path.resize(GetEnvironmentVariableW(L"ZV_SIM_SCENARIO", path.data(), static_cast<DWORD>(path.size())));
-  return ToUtf8(path);
+std::string EnvironmentText(const char* name) {
+  const std::wstring wideName = ToWide(name);
+  std::wstring value(GetEnvironmentVariableW(wideName.c_str(), nullptr, 0), L'\0');
+  value.resize(GetEnvironmentVariableW(wideName.c_str(), value.data(), static_cast<DWORD>(value.size())));
+  return ToUtf8(value);
 }
 
 std::FILE* OpenForReading(const std::string& path) { return _wfopen(ToWide(path).c_str(), L"rb"); }
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

@@ -5,11 +5,11 @@
 #include <memory>
 #include <string>
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 
-// What the simulated card needs of the operating system; one source file for each.
+// What a card services library needs of the operating system; one source file for each.
 
-/// The wall clock that paces a scenario. Any thread calls.
+/// The wall clock that paces a card. Any thread calls.
 class Clock {
  public:
   virtual ~Clock() = default;
@@ -21,10 +21,10 @@ class Clock {
 /// not.
 std::shared_ptr<Clock> MakeSystemClock();
 
-/// The UTF-8 path that the environment variable ZV_SIM_SCENARIO gives; empty: none.
-std::string ScenarioPath();
+/// The environment variable's value in UTF-8; empty: none.
+std::string EnvironmentText(const char* name);
 
 /// Opens the file with this UTF-8 path for reading; null when it can't be.
 std::FILE* OpenForReading(const std::string& path);
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

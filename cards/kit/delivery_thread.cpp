@@ -1,13 +1,13 @@
-#include "simulated/delivery_thread.h"
+#include "kit/delivery_thread.h"
 
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <utility>
 
-#include "simulated/com_object.h"
+#include "kit/com_object.h"
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 
 void JoinOrLeave(std::thread& thread) {
   if (!thread.joinable()) return;
@@ -60,4 +60,4 @@ void DeliveryThread::Run(const std::shared_ptr<State>& state) {
   }
 }
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

@@ -1,17 +1,17 @@
-#include "simulated/card_objects.h"
+#include "kit/card_objects.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "diag/result_codes.h"
-#include "simulated/com_object.h"
+#include "kit/com_object.h"
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 namespace {
 
-/// A card of a simulation that is kept alive.
+/// A card of an activation that is kept alive.
 struct CardReference {
-  std::shared_ptr<Simulation> simulation;
+  std::shared_ptr<Activation> activation;
   CardEngine* engine;
 };
 
@@ -28,7 +28,7 @@ class CardPart : public ComObject<Derived, Interface> {
   /// The result of `work`, unless a fault has struck this call of the operation.
   template <class Work>
   HRESULT Perform(Operation operation, Work&& work) const {
-    const auto fault = card_.simulation->Strike(operation, *card_.engine);
+    const auto fault = card_.activation->Strike(operation, *card_.engine);
     return fault ? *fault : work();
   }
 
@@ -42,13 +42,13 @@ class CardPart : public ComObject<Derived, Interface> {
     });
   }
 
-  /// Fills the caller's record with what `read(model)` returns.
+  /// Fills the caller's record with what `read(card)` returns.
   template <class Record, class Read>
   HRESULT Fill(Operation operation, Record* record, Read&& read) const {
     return Perform(operation, [&] {
       if (record == nullptr) return ZV_E_INVALID_POINTER;
       if (record->size != sizeof(Record)) return ZV_E_INVALID_STRUCTURE_SIZE;
-      *record = Engine().ReadModel(read);
+      *record = Engine().ReadCard(read);
       return S_OK;
     });
   }
@@ -67,9 +67,9 @@ class SfpIp final : public CardPart<SfpIp, IZvSfpIp> {
 
   /// An SFP that is neither A nor B reports that it has no module.
   HRESULT STDMETHODCALLTYPE GetStatus(SfpIpStatus* status) override {
-    return Fill(Operation::GetSfpIpStatus, status, [&](const CardModel& model) {
+    return Fill(Operation::GetSfpIpStatus, status, [&](const Card& card) {
       const bool known = number_ == 1 || number_ == 2;
-      return known ? model.ReadSfpIpStatus(number_ - 1) : MakeRecord<SfpIpStatus>();
+      return known ? card.ReadSfpIpStatus(number_ - 1) : MakeRecord<SfpIpStatus>();
     });
   }
 
@@ -111,7 +111,7 @@ class Smpte2059Sfp final : public CardPart<Smpte2059Sfp, IZvSmpte2059Sfp> {
 
   HRESULT STDMETHODCALLTYPE GetStatus(St2059SfpStatus* status) override {
     return Fill(Operation::GetSt2059SfpStatus, status,
-                [&](const CardModel& model) { return model.ReadSt2059SfpStatus(sfp_); });
+                [&](const Card& card) { return card.ReadSt2059SfpStatus(sfp_); });
   }
 
  private:
@@ -126,12 +126,11 @@ class Smpte2059 final : public CardPart<Smpte2059, IZvSmpte2059> {
 
   HRESULT STDMETHODCALLTYPE GetSettings(St2059Settings* settings) override {
     return Fill(Operation::GetSt2059Settings, settings,
-                [](const CardModel& model) { return model.ReadSt2059Settings(); });
+                [](const Card& card) { return card.ReadSt2059Settings(); });
   }
 
   HRESULT STDMETHODCALLTYPE GetStatus(St2059Status* status) override {
-    return Fill(Operation::GetSt2059Status, status,
-                [](const CardModel& model) { return model.ReadSt2059Status(); });
+    return Fill(Operation::GetSt2059Status, status, [](const Card& card) { return card.ReadSt2059Status(); });
   }
 
   HRESULT STDMETHODCALLTYPE RegisterCallback(IZvSmpte2059NotificationCallback* callback) override {
@@ -178,7 +177,7 @@ class GenlockConfiguration final : public CardPart<GenlockConfiguration, IZvGenl
 
   HRESULT STDMETHODCALLTYPE GetSettings(GenlockSettings* settings) override {
     return Fill(Operation::GetGenlockSettings, settings,
-                [](const CardModel& model) { return model.ReadGenlockSettings(); });
+                [](const Card& card) { return card.ReadGenlockSettings(); });
   }
 
   HRESULT STDMETHODCALLTYPE GetNotification(IZvGenlockNotification** notification) override {
@@ -187,7 +186,7 @@ class GenlockConfiguration final : public CardPart<GenlockConfiguration, IZvGenl
 
   HRESULT STDMETHODCALLTYPE GetStatus(GenlockStatus* status) override {
     return Fill(Operation::GetGenlockStatus, status,
-                [](const CardModel& model) { return model.ReadGenlockStatus(); });
+                [](const Card& card) { return card.ReadGenlockStatus(); });
   }
 };
 
@@ -273,9 +272,9 @@ class CardConfiguration final : public CardPart<CardConfiguration, IZvCardConfig
 
 }  // namespace
 
-IZvCardConfiguration* MakeCardObject(std::shared_ptr<Simulation> simulation, std::size_t card) {
-  CardEngine* engine = &simulation->Engine(card);
-  return new CardConfiguration(CardReference{std::move(simulation), engine});
+IZvCardConfiguration* MakeCardObject(std::shared_ptr<Activation> activation, std::size_t card) {
+  CardEngine* engine = &activation->Engine(card);
+  return new CardConfiguration(CardReference{std::move(activation), engine});
 }
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

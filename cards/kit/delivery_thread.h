@@ -4,7 +4,7 @@
 #include <memory>
 #include <thread>
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 
 /// Ends a thread that has been told to stop: waits for it, except on that thread itself, which is left to run
 /// out. The library then stays loaded for good, as nobody can tell when that thread has left its code.
@@ -32,4 +32,4 @@ class DeliveryThread {
   std::thread thread_;            // of the posting thread, then of the stopping one
 };
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

@@ -1,12 +1,12 @@
-#include "simulated/card_engine.h"
+#include "kit/card_engine.h"
 
 #include <algorithm>
 #include <chrono>
 
+#include "kit/card_time.h"
 #include "sdk/card_services.h"
-#include "simulated/scenario_clock.h"
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 namespace {
 
 /// How long a stop may have to wait for the telemetry thread to wake up.
@@ -14,10 +14,9 @@ constexpr std::chrono::milliseconds longestSleep{200};
 
 }  // namespace
 
-CardEngine::CardEngine(std::shared_ptr<const Scenario> scenario, std::size_t card,
-                       std::shared_ptr<Clock> clock)
-    : scenario_(std::move(scenario)),
-      card_(card),
+CardEngine::CardEngine(std::unique_ptr<Card> card, std::shared_ptr<Clock> clock)
+    : card_(std::move(card)),
+      description_(card_->Description()),
       clock_(std::move(clock)),
       sfpIpCallbacks_{std::make_shared<CallbackList>(), std::make_shared<CallbackList>(),
                       std::make_shared<CallbackList>()} {}
@@ -25,7 +24,7 @@ CardEngine::CardEngine(std::shared_ptr<const Scenario> scenario, std::size_t car
 void CardEngine::Start() {
   const std::lock_guard lock(mutex_);
   if (telemetryThread_.joinable()) return;
-  Model();
+  WokenCard();
   telemetryThread_ = std::thread([self = shared_from_this()] { self->Run(); });
 }
 
@@ -50,18 +49,16 @@ CallbackList& CardEngine::SfpIpCallbacks(std::uint32_t sfpNumber) {
   return *sfpIpCallbacks_[sfpNumber == 1 || sfpNumber == 2 ? sfpNumber - 1 : 2];
 }
 
-CardModel& CardEngine::Model() {
-  if (!model_) {
-    const auto now = std::chrono::floor<std::chrono::nanoseconds>(clock_->Now().time_since_epoch()).count();
-    model_ = std::make_unique<CardModel>(
-        *scenario_, card_,
-        scenario_->startEpoch ? *scenario_->startEpoch * 1'000'000'000 : std::int64_t{now});
+Card& CardEngine::WokenCard() {
+  if (!awake_) {
+    card_->Wake(std::chrono::floor<std::chrono::nanoseconds>(clock_->Now().time_since_epoch()).count());
+    awake_ = true;
   }
-  return *model_;
+  return *card_;
 }
 
 void CardEngine::Run() {
-  ScenarioClock time(clock_->Now());
+  CardTime time(clock_->Now());
   while (!stopped_) {
     const std::int64_t due = time.Seconds(clock_->Now());
     while (!stopped_ && now_ < due) {
@@ -72,39 +69,52 @@ void CardEngine::Run() {
   }
 }
 
-/// Stops short of `until` when the next second might not fit into the batch.
+/// Stops short of `until` when the next second might not fit into the batch, or needs one of its own.
 void CardEngine::LiveThroughBatch(std::int64_t until) {
-  constexpr int secondsABatch = MonitorDataBatch::maximumCount / 2;
+  const int secondsABatch = description_.inOrder ? 1 : MonitorDataBatch::maximumCount / 2;
   for (int second = 0; second < secondsABatch && now_ < until; ++second) LiveThroughSecond();
 }
 
 void CardEngine::LiveThroughSecond() {
+  const std::int64_t before = now_;
+  while (now_ == before && !stopped_) LiveThroughStep();
+}
+
+void CardEngine::LiveThroughStep() {
   Changes changes;
   {
     const std::lock_guard lock(mutex_);
-    const CardModel::Second second = model_->Advance();
-    now_ = model_->Now();
-    pending_.insert(pending_.end(), second.telemetry.begin(), second.telemetry.end());
+    const Card::Step step = card_->Advance();
+    now_ = card_->Now();
+    pending_.insert(pending_.end(), step.telemetry.begin(), step.telemetry.end());
     while (pending_.size() > longestQueue) pending_.pop_front();
-    if (second.genlockChanged) changes.genlock = model_->ReadGenlockStatus();
-    if (second.st2059Changed) changes.st2059 = model_->ReadSt2059Status();
+    if (step.genlockChanged) changes.genlock = card_->ReadGenlockStatus();
+    if (step.st2059Changed) changes.st2059 = card_->ReadSt2059Status();
     for (std::size_t sfp = 0; sfp < 2; ++sfp) {
-      if (second.sfpIpChanged[sfp]) changes.sfpIp[sfp] = model_->ReadSfpIpStatus(sfp);
+      if (step.sfpIpChanged[sfp]) changes.sfpIp[sfp] = card_->ReadSfpIpStatus(sfp);
     }
   }
   Post(changes);
 }
 
+void CardEngine::Deliver(DeliveryThread& thread, std::function<void()> task) {
+  if (description_.inOrder) {
+    task();
+  } else {
+    thread.Post(std::move(task));
+  }
+}
+
 void CardEngine::Post(const Changes& changes) {
   if (changes.genlock) {
-    genlockThread_.Post([list = genlockCallbacks_, status = *changes.genlock] {
+    Deliver(genlockThread_, [list = genlockCallbacks_, status = *changes.genlock] {
       list->CallEach([&](IUnknown*, IUnknown* callback) {
         static_cast<IZvGenlockNotificationCallback*>(callback)->OnGenlockStatusChanged(&status);
       });
     });
   }
   if (changes.st2059) {
-    st2059Thread_.Post([list = st2059Callbacks_, status = *changes.st2059] {
+    Deliver(st2059Thread_, [list = st2059Callbacks_, status = *changes.st2059] {
       list->CallEach([&](IUnknown*, IUnknown* callback) {
         static_cast<IZvSmpte2059NotificationCallback*>(callback)->OnSt2059StatusChanged(&status);
       });
@@ -112,7 +122,7 @@ void CardEngine::Post(const Changes& changes) {
   }
   for (std::size_t sfp = 0; sfp < 2; ++sfp) {
     if (!changes.sfpIp[sfp]) continue;
-    sfpIpThread_.Post([list = sfpIpCallbacks_[sfp], status = *changes.sfpIp[sfp]] {
+    Deliver(sfpIpThread_, [list = sfpIpCallbacks_[sfp], status = *changes.sfpIp[sfp]] {
       list->CallEach([&](IUnknown* owner, IUnknown* callback) {
         static_cast<IZvSfpIpNotificationCallback*>(callback)->OnSfpIpStatusChanged(
             static_cast<IZvSfpIp*>(owner), &status);
@@ -139,4 +149,4 @@ std::size_t CardEngine::PendingCount() {
   return pending_.size();
 }
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit

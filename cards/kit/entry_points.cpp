@@ -1,8 +1,9 @@
 // What the library exports; the module definition file and the version script name the entry points.
 
+#include "kit/com_object.h"
+#include "kit/library.h"
+#include "kit/system_objects.h"
 #include "sdk/card_services.h"
-#include "simulated/com_object.h"
-#include "simulated/system_objects.h"
 
 extern "C" {
 
@@ -14,11 +15,11 @@ HRESULT STDMETHODCALLTYPE DllGetClassObject(REFCLSID clsid, REFIID iid, void** o
   *object = nullptr;
   if (!IsEqualGUID(clsid, kestrune::CLSID_ZvSystemConfiguration)) return CLASS_E_CLASSNOTAVAILABLE;
 
-  IClassFactory* factory = kestrune::simulated::MakeClassFactory();
+  IClassFactory* factory = kestrune::kit::MakeClassFactory(kestrune::kit::MakeSystem);
   const HRESULT result = factory->QueryInterface(iid, object);
   factory->Release();
   return result;
 }
 
-HRESULT STDMETHODCALLTYPE DllCanUnloadNow() { return kestrune::simulated::libraryUses == 0 ? S_OK : S_FALSE; }
+HRESULT STDMETHODCALLTYPE DllCanUnloadNow() { return kestrune::kit::libraryUses == 0 ? S_OK : S_FALSE; }
 }

@@ -3,22 +3,22 @@
 #include <chrono>
 #include <cstdint>
 
-namespace kestrune::simulated {
+namespace kestrune::kit {
 
-/// Turns the wall clock into scenario time, which only goes forward: when the wall clock is set back,
-/// scenario time goes on from where it stood; when it leaps ahead (the machine slept, the clock was set), at
+/// Turns the wall clock into a card's time, which only goes forward: when the wall clock is set back, the
+/// card's time goes on from where it stood; when it leaps ahead (the machine slept, the clock was set), at
 /// most longestCatchUp of the leap is lived through and the rest is left out. A process whose clock is made
 /// to run hundreds of times faster sees such leaps whenever it is held up for a moment, so the limit is
 /// generous.
-class ScenarioClock {
+class CardTime {
  public:
   using Time = std::chrono::system_clock::time_point;
   static constexpr std::chrono::hours longestCatchUp{6};
 
-  /// Scenario time 0 is `start`.
-  explicit ScenarioClock(Time start) : origin_(start), last_(start) {}
+  /// The card's time 0 is `start`.
+  explicit CardTime(Time start) : origin_(start), last_(start) {}
 
-  /// Whole seconds of scenario time that have passed by `now`.
+  /// Whole seconds of the card's time that have passed by `now`.
   std::int64_t Seconds(Time now) {
     const auto step = now - last_;
     if (step < step.zero()) origin_ += step;
@@ -39,4 +39,4 @@ class ScenarioClock {
   Time last_;
 };
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::kit
