@@ -4,11 +4,12 @@
 #include <array>
 #include <cmath>
 
+#include "ptp/data_set.h"
+#include "simulated/card_clock.h"
 #include "simulated/event_timeline.h"
-#include "simulated/ptp_clock.h"
-#include "simulated/ptp_network.h"
-#include "simulated/ptp_port.h"
+#include "simulated/network.h"
 #include "simulated/random.h"
+#include "simulated/wired_follower.h"
 
 namespace kestrune::simulated {
 namespace {
@@ -79,13 +80,13 @@ class CardModel::Impl {
   TelemetryRecord TakeRecord(std::size_t sfp);
   Shown Show() const;
 
-  PtpNetwork network_;
+  Network network_;
   EventTimeline timeline_;
   std::int64_t startEpochNanoseconds_;
   std::int64_t slot_;  ///< begun since the scenario's time 0; negative in the warm-up
   CardClock clock_;
   ClockServo servo_;
-  std::array<PtpPort, 2> ports_;
+  std::array<WiredFollower, 2> ports_;
   std::size_t selectedSfp_ = 0;
   std::uint32_t selection_;
   Genlock genlock_;
@@ -100,16 +101,17 @@ CardModel::Impl::Impl(const Scenario& scenario, std::size_t card, std::int64_t s
       startEpochNanoseconds_(startEpochNanoseconds),
       slot_(-slotsPerSecond * std::llround(std::ceil(scenario.cards.at(card).warmUpSeconds))),
       clock_(scenario.cards[card].oscillator, MakeRandom(scenario, card, clockStream)),
-      ports_{PtpPort(network_, 0, scenario.cards[card].sfps[0], MakeRandom(scenario, card, linkStreams),
-                     MakeRandom(scenario, card, messageStreams)),
-             PtpPort(network_, 1, scenario.cards[card].sfps[1], MakeRandom(scenario, card, linkStreams + 1),
-                     MakeRandom(scenario, card, messageStreams + 1))},
+      ports_{WiredFollower(network_, 0, scenario.cards[card].sfps[0], MakeRandom(scenario, card, linkStreams),
+                           MakeRandom(scenario, card, messageStreams)),
+             WiredFollower(network_, 1, scenario.cards[card].sfps[1],
+                           MakeRandom(scenario, card, linkStreams + 1),
+                           MakeRandom(scenario, card, messageStreams + 1))},
       selection_(scenario.cards[card].bestMasterSfpSelection),
       genlock_(scenario.cards[card].genlock) {
   while (slot_ < 0) {
     LiveThroughSlot();
     if (slot_ % slotsPerSecond == 0) {
-      for (PtpPort& port : ports_) port.CloseInterval();
+      for (WiredFollower& port : ports_) port.CloseInterval();
     }
   }
   SelectSfp();
@@ -197,14 +199,15 @@ void CardModel::Impl::ApplyGenlock(const Event& event) {
 
 void CardModel::Impl::LiveThroughSlot() {
   if (slot_ % slotsPerAnnounce == 0) {
-    for (PtpPort& port : ports_) port.HearAnnounces(startEpochNanoseconds_ + slot_ * slotNanoseconds);
+    for (WiredFollower& port : ports_)
+      port.HearAnnounces(slot_, startEpochNanoseconds_ + slot_ * slotNanoseconds);
     SelectSfp();
   }
   for (std::size_t sfp = 0; sfp < ports_.size(); ++sfp) {
     clock_.Advance(syncSpacing[sfp]);
     SyncPort(sfp);
   }
-  for (PtpPort& port : ports_) {
+  for (WiredFollower& port : ports_) {
     port.ExchangeDelay(clock_, slotRest);
     port.Link().CarryMedia();
     if (slot_ % slotsPerSecond == 0) port.HearManagement();
@@ -215,22 +218,22 @@ void CardModel::Impl::LiveThroughSlot() {
 }
 
 void CardModel::Impl::SyncPort(std::size_t sfp) {
-  PtpPort& port = ports_[sfp];
-  const auto offset = port.HearSync(clock_);
-  if (!offset || sfp != selectedSfp_ || !port.Calibrated()) return;
+  WiredFollower& port = ports_[sfp];
+  const auto offset = port.HearSync(slot_, clock_);
+  if (!offset || sfp != selectedSfp_ || !port.Follower().Calibrated()) return;
   const double time = static_cast<double>(slot_) * slotSeconds;
   const auto correction = servo_.Discipline(time, static_cast<double>(*offset), clock_);
   if (!correction) return;
   port.ClockCorrected(correction->nanoseconds);
   if (!correction->stepped) return;
-  for (PtpPort& stepped : ports_) stepped.ClockStepped(correction->nanoseconds);
+  for (WiredFollower& stepped : ports_) stepped.ClockStepped(correction->nanoseconds);
 }
 
 void CardModel::Impl::SelectSfp() {
   std::size_t selected = selectedSfp_;
   if (selection_ == 2 || selection_ == 3) {
     selected = selection_ - 2;
-  } else if (ports_[0].Parent() != nullptr || ports_[1].Parent() != nullptr) {
+  } else if (ports_[0].Follower().Parent() != nullptr || ports_[1].Follower().Parent() != nullptr) {
     selected = Precedes(1, 0) ? 1 : 0;
   }
   if (selected == selectedSfp_) return;
@@ -241,13 +244,13 @@ void CardModel::Impl::SelectSfp() {
 /// Whether `sfp` is rather to be followed than `other`: a calibrated port before one that is not, the better
 /// master, then the locked port before the unlocked one.
 bool CardModel::Impl::Precedes(std::size_t sfp, std::size_t other) const {
-  const PtpPort& left = ports_[sfp];
-  const PtpPort& right = ports_[other];
+  const ptp::Follower& left = ports_[sfp].Follower();
+  const ptp::Follower& right = ports_[other].Follower();
   if (left.Parent() == nullptr || right.Parent() == nullptr) return left.Parent() != nullptr;
   if (left.Calibrated() != right.Calibrated()) return left.Calibrated();
-  if (IsBetter(*left.Parent(), *right.Parent())) return true;
-  if (IsBetter(*right.Parent(), *left.Parent())) return false;
-  return left.State() == PtpState::FollowerLocked && right.State() != PtpState::FollowerLocked;
+  if (ptp::IsBetter(*left.Parent(), *right.Parent())) return true;
+  if (ptp::IsBetter(*right.Parent(), *left.Parent())) return false;
+  return left.State() == ptp::PortState::FollowerLocked && right.State() != ptp::PortState::FollowerLocked;
 }
 
 TelemetryRecord CardModel::Impl::TakeRecord(std::size_t sfp) {
@@ -290,12 +293,12 @@ GenlockSettings CardModel::Impl::ReadGenlockSettings() const {
 
 St2059Status CardModel::Impl::ReadSt2059Status() const {
   auto status = MakeRecord<St2059Status>();
-  const PtpPort& port = ports_[selectedSfp_];
+  const ptp::Follower& port = ports_[selectedSfp_].Follower();
   status.state = rawCardState_ != 0 ? rawCardState_ : static_cast<std::int32_t>(port.State());
   status.bestMasterSfp =
       rawBestMasterSfp_ != 0 ? rawBestMasterSfp_ : static_cast<std::uint8_t>(selectedSfp_ + 1);
-  if (const MasterDataSet* parent = port.Parent()) {
-    status.bestMasterClockId = parent->senderIdentity;
+  if (const ptp::AnnounceMessage* parent = port.Parent()) {
+    status.bestMasterClockId = parent->sourcePortIdentity.clockIdentity;
     status.grandMasterClockId = parent->grandmasterIdentity;
   }
   return status;
@@ -310,8 +313,8 @@ St2059Settings CardModel::Impl::ReadSt2059Settings() const {
 St2059SfpStatus CardModel::Impl::ReadSt2059SfpStatus(std::size_t sfp) const {
   auto status = MakeRecord<St2059SfpStatus>();
   const TelemetryRecord& record = ports_.at(sfp).Record();
-  if (const MasterDataSet* parent = ports_[sfp].Parent()) {
-    status.bestMasterClockId = parent->senderIdentity;
+  if (const ptp::AnnounceMessage* parent = ports_[sfp].Follower().Parent()) {
+    status.bestMasterClockId = parent->sourcePortIdentity.clockIdentity;
     status.grandMasterClockId = parent->grandmasterIdentity;
   }
   status.offsetFromMaster = record.offsetFromMaster;
@@ -319,7 +322,7 @@ St2059SfpStatus CardModel::Impl::ReadSt2059SfpStatus(std::size_t sfp) const {
   status.lastCorrectionSeconds = record.lastCorrectionSeconds;
   status.lastCorrectionNanoseconds = record.lastCorrectionNanoseconds;
   const std::int32_t rawState = raw_[sfp].portState;
-  status.state = rawState != 0 ? rawState : static_cast<std::int32_t>(ports_[sfp].State());
+  status.state = rawState != 0 ? rawState : static_cast<std::int32_t>(ports_[sfp].Follower().State());
   return status;
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "simulated/ptp_network.h"
+#include "simulated/network.h"
 
 namespace kestrune::simulated {
 namespace {

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 
 #include "sdk/telemetry_record.h"
 
-namespace kestrune::simulated {
+namespace kestrune::ptp {
 
 /// A time as the card's records carry it: value = seconds × 1e9 + nanoseconds, both parts with the value's
 /// sign.
@@ -18,17 +16,13 @@ struct SecondsNanoseconds {
 /// Splits `nanoseconds`; beyond what 32-bit seconds hold, the nearest value that they do hold.
 SecondsNanoseconds SplitNanoseconds(std::int64_t nanoseconds);
 
-/// The samples of one timing quantity in one telemetry interval.
-class SampleStatistics {
+/// The samples of one timing quantity in one telemetry interval, any number of them.
+class IntervalStatistics {
  public:
-  /// Samples that an interval can hold: one per Sync or Delay_Req.
-  static constexpr std::size_t capacity = 8;
+  /// `nanoseconds` within ±1e16, which is four months.
+  void Add(std::int64_t nanoseconds);
 
-  /// `nanoseconds` within ±100 s; at most `capacity` samples between two calls of Clear.
-  void Add(std::int64_t nanoseconds) { samples_[count_++] = nanoseconds; }
-  void Clear() { count_ = 0; }
-
-  std::size_t Count() const { return count_; }
+  std::int32_t Count() const { return count_; }
 
   /// In nanoseconds; 0 without samples.
   double Mean() const;
@@ -38,8 +32,16 @@ class SampleStatistics {
   QuantityFigures Figures() const;
 
  private:
-  std::array<std::int64_t, capacity> samples_{};
-  std::size_t count_ = 0;
+  /// Holds the square of a sample.
+  __extension__ using Wide = __int128;
+
+  std::int64_t SummedSquaredDeviation() const;
+
+  std::int32_t count_ = 0;
+  std::int64_t sum_ = 0;
+  std::int64_t minimum_ = 0;
+  std::int64_t maximum_ = 0;
+  Wide squares_ = 0;
 };
 
-}  // namespace kestrune::simulated
+}  // namespace kestrune::ptp

@@ -36,9 +36,6 @@ class CardClock {
   double errorNs_;
 };
 
-/// Offsets beyond this are stepped away instead of being slewed away.
-inline constexpr double stepThresholdNs = 10'000;
-
 /// What a servo did to the clock's time.
 struct Correction {
   bool stepped;        ///< at once; else it slews the clock until the next one
@@ -47,7 +44,8 @@ struct Correction {
 
 /// Keeps the card's clock at a master's time. A cold servo first measures the frequency error over two
 /// seconds and removes it together with the offset; from then on it is a critically damped
-/// proportional-integral controller. Without offsets it holds the last frequency.
+/// proportional-integral controller. Offsets beyond the step threshold are stepped away. Without offsets it
+/// holds the last frequency.
 class ClockServo {
  public:
   /// Takes one offset from the master in nanoseconds, at `time` in seconds, and corrects `clock`, unless the
@@ -76,7 +74,7 @@ class ClockServo {
   Regression regression_;
   double frequencyPpb_ = 0;  ///< the controller's integral: the oscillator's frequency error as learned
   double lastTime_ = 0;
-  int outliers_ = 0;  ///< offsets of one sign in a row beyond stepThresholdNs; negative for negative ones
+  int outliers_ = 0;  ///< offsets of one sign in a row beyond the step threshold; negative for negative ones
   double outlierSum_ = 0;
 };
 

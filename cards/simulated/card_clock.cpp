@@ -1,10 +1,11 @@
-#include "simulated/ptp_clock.h"
+#include "simulated/card_clock.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
 
-#include "simulated/ptp_network.h"
+#include "ptp/follower.h"
+#include "simulated/network.h"
 
 namespace kestrune::simulated {
 namespace {
@@ -31,7 +32,7 @@ std::optional<Correction> ClockServo::Discipline(double time, double offsetNs, C
   if (!frequencyKnown_) return MeasureFrequency(time, offsetNs, clock);
   const double elapsed = std::min(time - lastTime_, longestUpdateSeconds);
   lastTime_ = time;
-  if (std::abs(offsetNs) > stepThresholdNs) return CollectOutlier(offsetNs, clock);
+  if (std::abs(offsetNs) > ptp::stepThreshold) return CollectOutlier(offsetNs, clock);
   outliers_ = 0;
   frequencyPpb_ += integralGain * elapsed * offsetNs;
   clock.AdjustFrequency(-(frequencyPpb_ + proportionalGain * offsetNs));

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "ptp/messages.h"
+
+namespace kestrune::ptp {
+
+/// The masters that a port hears: its foreignMasterDS (IEEE 1588-2019, 9.3.2.4). Times are in nanoseconds on
+/// a clock that only goes forward.
+class ForeignMasters {
+ public:
+  void Hear(const AnnounceMessage& message, std::int64_t now);
+
+  /// Forgets those that have fallen silent; the masters that Qualified speaks of are those of `now`.
+  void LookAt(std::int64_t now);
+
+  /// The last Announce of each master that may become the parent, the best one first. Two Announces within
+  /// four announce intervals qualify a master; from then on the parent stays qualified until its receipt
+  /// timeout.
+  std::vector<const AnnounceMessage*> Qualified(const std::optional<PortIdentity>& parent) const;
+
+  /// The last Announce of a master; null when it is not known.
+  const AnnounceMessage* Find(const PortIdentity& master) const;
+
+ private:
+  struct ForeignMaster {
+    AnnounceMessage announce;  ///< the last one
+    std::int64_t received;     ///< when that was
+    std::optional<std::int64_t> receivedBefore;
+  };
+
+  std::vector<ForeignMaster> masters_;
+  std::int64_t now_ = 0;
+};
+
+}  // namespace kestrune::ptp

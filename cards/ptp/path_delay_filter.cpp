@@ -1,0 +1,37 @@
+#include "ptp/path_delay_filter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace kestrune::ptp {
+namespace {
+
+constexpr std::uint32_t filterLength = 32;
+constexpr double changeMinimum = 500;
+constexpr double changeDeviations = 6;
+constexpr int samplesForChange = 4;
+
+}  // namespace
+
+void PathDelayFilter::Add(double sample) {
+  const double deviation = sample - mean_;
+  const double limit = std::max(changeMinimum, changeDeviations * deviation_);
+  const int sign = deviation > 0 ? 1 : -1;
+  if (std::abs(deviation) <= limit) {
+    outliers_ = 0;
+  } else {
+    outliers_ = outliers_ * sign > 0 ? outliers_ + sign : sign;
+  }
+  if (samples_ == 0 || std::abs(outliers_) >= samplesForChange) {
+    mean_ = sample;
+    outliers_ = 0;
+    samples_ = 1;
+    return;
+  }
+  samples_ = std::min(samples_ + 1, filterLength);
+  mean_ += deviation / samples_;
+  deviation_ += (std::abs(deviation) - deviation_) / filterLength;
+}
+
+}  // namespace kestrune::ptp
