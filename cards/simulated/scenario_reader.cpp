@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <filesystem>
 #include <iterator>
 #include <limits>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -14,7 +12,7 @@
 #include <vector>
 
 #include "diag/result_codes.h"
-#include "kit/system.h"
+#include "kit/regular_file.h"
 #include "simulated/json_reading.h"
 
 namespace kestrune::simulated {
@@ -432,21 +430,17 @@ std::variant<Scenario, ScenarioError> ParseScenario(std::string text) {
 
 std::variant<Scenario, ScenarioError> ReadScenario(const std::string& path) {
   constexpr std::size_t mostOctets = 16 << 20;
-  const std::filesystem::path place(std::u8string(path.begin(), path.end()));
-  std::error_code ignored;
-  if (std::filesystem::exists(place, ignored) && !std::filesystem::is_regular_file(place, ignored)) {
-    return ScenarioError{path + ": is not a regular file"};
-  }
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(kit::OpenForReading(path), std::fclose);
-  if (!file) return ScenarioError{path + ": cannot be opened"};
+  const auto opened = kit::OpenRegularFile(path);
+  if (const auto* reason = std::get_if<std::string>(&opened)) return ScenarioError{path + ": " + *reason};
+  std::FILE* file = std::get<kit::File>(opened).get();
 
   std::string text;
   std::array<char, 65536> chunk;
-  while (const std::size_t count = std::fread(chunk.data(), 1, chunk.size(), file.get())) {
+  while (const std::size_t count = std::fread(chunk.data(), 1, chunk.size(), file)) {
     text.append(chunk.data(), count);
     if (text.size() > mostOctets) return ScenarioError{path + ": is longer than 16 MiB"};
   }
-  if (std::ferror(file.get()) != 0) return ScenarioError{path + ": cannot be read"};
+  if (std::ferror(file) != 0) return ScenarioError{path + ": cannot be read"};
 
   auto scenario = ParseScenario(std::move(text));
   if (auto* error = std::get_if<ScenarioError>(&scenario)) error->text = path + ":" + error->text;
