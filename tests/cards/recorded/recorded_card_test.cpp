@@ -44,9 +44,13 @@ std::string SfpIp(std::int64_t epoch, const std::string& signal) {
 class Recording : public testing::Test {
  protected:
   Recording() { std::filesystem::create_directories(folder_); }
-  ~Recording() override { std::filesystem::remove_all(folder_); }
+  ~Recording() override {
+    system_ = {};
+    std::filesystem::remove_all(folder_);
+  }
 
   kit::Card& Play(const std::vector<RawDataUnit>& units, const std::string& log = "", bool loop = false) {
+    system_ = {};
     std::ofstream(raw_, std::ios::binary)
         .write(reinterpret_cast<const char*>(units.data()),
                static_cast<std::streamsize>(units.size() * sizeof(RawDataUnit)));
