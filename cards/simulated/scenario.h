@@ -32,6 +32,8 @@ struct Grandmaster {
   bool present = true;                        ///< at the start
   bool twoStep = true;                        ///< sends a Follow_Up after each Sync
   double timeErrorNs = 0;                     ///< of the time that it serves
+
+  bool operator==(const Grandmaster&) const = default;
 };
 
 /// The way between the masters and one SFP.
@@ -40,11 +42,15 @@ struct Path {
   double asymmetryNs = 0;      ///< master to follower minus follower to master, halved
   double jitterNs = 20;        ///< standard deviation of one message's delay
   double lossProbability = 0;  ///< of one message, 0 to 1
+
+  bool operator==(const Path&) const = default;
 };
 
 struct Oscillator {
   double frequencyErrorPpb = 800;  ///< at the start
   double wanderPpb = 0.2;          ///< standard deviation of the frequency's random walk over one second
+
+  bool operator==(const Oscillator&) const = default;
 };
 
 struct Sfp {
@@ -52,13 +58,17 @@ struct Sfp {
   bool signal = true;
   bool transmitError = false;
   std::uint32_t linkSpeed = 1;  ///< code: 1 = 10 Gbit/s, 2 = 25 Gbit/s
-  Path path;
+  Path path{};
+
+  bool operator==(const Sfp&) const = default;
 };
 
 struct Genlock {
   std::uint32_t state = 1;
   std::uint32_t source = 128;
   std::uint32_t frameRate = 8;
+
+  bool operator==(const Genlock&) const = default;
 };
 
 struct Card {
@@ -72,6 +82,8 @@ struct Card {
   std::uint32_t bestMasterSfpSelection = 1;  ///< 1 = automatic, 2 = SFP A, 3 = SFP B
   Oscillator oscillator;
   double warmUpSeconds = 300;  ///< that the follower has run before the scenario's time 0; 0: a cold start
+
+  bool operator==(const Card&) const = default;
 };
 
 enum class EventKind {
@@ -101,13 +113,15 @@ struct Event {
   EventKind kind{};
   std::size_t sfp = 0;
   std::size_t grandmaster = 0;  ///< index into Scenario::grandmasters
-  Grandmaster grandmasterAttributes;
-  Path path;
-  std::optional<std::uint32_t> genlockState;
-  std::optional<std::uint32_t> genlockSource;
-  std::optional<std::uint32_t> genlockFrameRate;
+  Grandmaster grandmasterAttributes{};
+  Path path{};
+  std::optional<std::uint32_t> genlockState{};
+  std::optional<std::uint32_t> genlockSource{};
+  std::optional<std::uint32_t> genlockFrameRate{};
   std::int32_t value = 0;
   std::uint32_t count = 1;
+
+  bool operator==(const Event&) const = default;
 };
 
 /// An operation that returns a given code instead of doing its work. Scenario time is that of the card
@@ -115,10 +129,12 @@ struct Event {
 struct Fault {
   kit::Operation operation{};
   HRESULT code = 0;
-  std::uint32_t firstCall = 1;  ///< counted from 1 since the card services were activated
-  std::uint32_t lastCall = 0;   ///< 0: no end
-  double from = 0;              ///< seconds of scenario time
-  std::optional<double> until;  ///< seconds of scenario time, excluded
+  std::uint32_t firstCall = 1;    ///< counted from 1 since the card services were activated
+  std::uint32_t lastCall = 0;     ///< 0: no end
+  double from = 0;                ///< seconds of scenario time
+  std::optional<double> until{};  ///< seconds of scenario time, excluded
+
+  bool operator==(const Fault&) const = default;
 };
 
 struct Scenario {
@@ -129,6 +145,8 @@ struct Scenario {
   std::vector<Grandmaster> grandmasters;
   std::vector<Event> events;
   std::vector<Fault> faults;
+
+  bool operator==(const Scenario&) const = default;
 };
 
 }  // namespace kestrune::simulated
