@@ -32,6 +32,7 @@ void RecordedCard::Wake(std::int64_t) { Begin(); }
 /// Puts everything to the recording's begin, and the state to what it was there.
 void RecordedCard::Begin() {
   begun_ = now_;
+  silence_ = {};
   raw_.Rewind();
   unit_ = raw_.Next();
   if (!unit_) return;
