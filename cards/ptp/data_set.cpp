@@ -11,7 +11,8 @@ bool IsBetter(const AnnounceMessage& left, const AnnounceMessage& right) {
                     set.grandmasterIdentity);
   };
   const auto topology = [](const AnnounceMessage& set) {
-    return std::tie(set.stepsRemoved, set.sourcePortIdentity);
+    return std::tie(set.stepsRemoved, set.sourcePortIdentity.clockIdentity,
+                    set.sourcePortIdentity.portNumber);
   };
   if (left.grandmasterIdentity == right.grandmasterIdentity) return topology(left) < topology(right);
   return quality(left) < quality(right);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 
 namespace kestrune::ptp {
@@ -14,7 +13,7 @@ namespace kestrune::ptp {
 struct PortIdentity {
   std::uint64_t clockIdentity = 0;
   std::uint16_t portNumber = 0;
-  auto operator<=>(const PortIdentity&) const = default;
+  bool operator==(const PortIdentity&) const = default;
 };
 
 /// The second octet of flagField (IEEE 1588-2019, table 37).

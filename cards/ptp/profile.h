@@ -8,9 +8,9 @@ namespace kestrune::ptp {
 
 inline constexpr std::uint8_t domainNumber = 127;
 
-inline constexpr std::int8_t logAnnounceInterval = -2;
-inline constexpr std::int8_t logSyncInterval = -3;
-inline constexpr std::int8_t logMinDelayReqInterval = -3;
+inline constexpr std::int32_t logAnnounceInterval = -2;
+inline constexpr std::int32_t logSyncInterval = -3;
+inline constexpr std::int32_t logMinDelayReqInterval = -3;
 
 // In nanoseconds.
 inline constexpr std::int64_t announceInterval = 250'000'000;
