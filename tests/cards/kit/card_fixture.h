@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <functional>
@@ -73,17 +74,18 @@ TZvSmartPtr<Callback> Hold(Action action) {
   return held;
 }
 
-/// A clock that leaps over every sleep, up to a limit at which it stands.
+/// A clock that leaps over every sleep, by `leap` at least, up to a limit at which it stands.
 class LeapingClock final : public Clock {
  public:
-  explicit LeapingClock(std::chrono::seconds limit) : limit_(limit) {}
+  LeapingClock(std::chrono::seconds limit, std::chrono::seconds leap) : limit_(limit), leap_(leap) {}
 
   std::chrono::system_clock::time_point Now() override {
     return std::chrono::system_clock::time_point(std::chrono::milliseconds(now_));
   }
   void SleepFor(std::chrono::milliseconds time) override {
-    if (now_ + time.count() <= limit_.count()) {
-      now_ += time.count();
+    const auto step = std::max(time, leap_);
+    if (now_ + step.count() <= limit_.count()) {
+      now_ += step.count();
     } else {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
@@ -91,6 +93,7 @@ class LeapingClock final : public Clock {
 
  private:
   const std::chrono::milliseconds limit_;
+  const std::chrono::milliseconds leap_;
   std::atomic<std::int64_t> now_ = 0;
 };
 
@@ -148,9 +151,10 @@ inline System OneCard(std::unique_ptr<Card> card) {
 /// The objects of a system's first card, got as a caller gets them.
 struct CardObjects {
   explicit CardObjects(std::chrono::seconds limit = std::chrono::seconds(0),
-                       System system = OneCard(std::make_unique<BusyCard>())) {
+                       System system = OneCard(std::make_unique<BusyCard>()),
+                       std::chrono::seconds leap = std::chrono::seconds(0)) {
     const auto shared =
-        std::make_shared<Activation>(std::move(system), std::make_shared<LeapingClock>(limit));
+        std::make_shared<Activation>(std::move(system), std::make_shared<LeapingClock>(limit, leap));
     activation = shared;
     *&root = MakeSystemConfiguration(shared);
     root->GetCardEnumerator(&cards);

@@ -23,7 +23,8 @@ struct Told {
 };
 
 Told Listen(bool inOrder, seconds time) {
-  CardObjects objects(time, OneCard(std::make_unique<BusyCard>(CardDescription{.inOrder = inOrder})));
+  CardObjects objects(time, OneCard(std::make_unique<BusyCard>(CardDescription{.inOrder = inOrder})),
+                      seconds(8));
   Told told;
   std::mutex mutex;
   const auto genlock = Hold<GenlockCallback>([&](const GenlockStatus& status) {
