@@ -33,8 +33,8 @@ class ReplayTest(ProgramTest):
         return self.run_program(*arguments, speed=SPEED, ZV_REPLAY_FILE=path, **environment)
 
     def test_a_replay_equals_its_recording(self):
-        """A record that arrives while a period's results are being taken may be counted by halves, so a run in which one
-        did is made again."""
+        """A record that arrives while a period's results are being taken may be counted by halves, so a run in which
+        one did is made again."""
         self.run_program("run", "-d=1", "-f=recorded", scenario={"timeline": CHANGES}, speed=SPEED)
         units = self.raw_units("recorded")
         records = [record for _, record in units]
@@ -59,8 +59,9 @@ class ReplayTest(ProgramTest):
 
         # The pace is the recording's, give or take what a busy machine costs.
         first, again = (self.raw_units(prefix)[0][0] for prefix in ("recorded", "replayed0"))
-        late = [(time - again) - (recorded - first) for (time, _), (recorded, _) in zip(self.raw_units("replayed0"), units)]
-        self.assertLess(sorted(map(abs, late))[len(late) // 2], 120)
+        times = zip(self.raw_units("replayed0"), units)
+        late = sorted(abs((time - again) - (recorded - first)) for (time, _), (recorded, _) in times)
+        self.assertLess(late[len(late) // 2], 120)
 
     def test_a_torn_recording_is_refused(self):
         (self.folder / "torn_raw_data").write_bytes(bytes(1025))

@@ -149,7 +149,8 @@ TEST(ScenarioReader, TellsWhereAndWhyAScenarioIsNoGood) {
        R"(1:44: /network/grandmasters/0: key "clockIdentity" is missing)"},
       {R"({"cards": [], "network": {"grandmasters": [{"name": "a", "clockIdentity": "00-11"}]}})",
        "/network/grandmasters/0/clockIdentity: must be a clock identity"},
-      {R"({"cards": [], "network": {"grandmasters": [{"name": "a", "clockIdentity": "00-11-22-33-44-55-66-77", "address": "1.2.3.256"}]}})",
+      {R"({"cards": [], "network": {"grandmasters": [{"name": "a", )"
+       R"("clockIdentity": "00-11-22-33-44-55-66-77", "address": "1.2.3.256"}]}})",
        "/network/grandmasters/0/address: must be an IPv4 address"},
       {R"({"cards": [{}], "timeline": [{"at": 1}]})",
        R"(/timeline/0: must be an object with the key "event")"},
@@ -166,7 +167,8 @@ TEST(ScenarioReader, TellsWhereAndWhyAScenarioIsNoGood) {
        "/timeline/0: there is no card for the event"},
       {R"({"cards": [{}], "timeline": [{"at": 1, "event": "grandmaster-lost", "grandmaster": "GM9"}]})",
        R"(/timeline/0/grandmaster: no such grandmaster: "GM9")"},
-      {R"({"cards": [{}], "timeline": [{"at": 1, "event": "grandmaster-change", "grandmaster": "GM9", "attributes": {}}]})",
+      {R"({"cards": [{}], "timeline": [{"at": 1, "event": "grandmaster-change", )"
+       R"("grandmaster": "GM9", "attributes": {}}]})",
        R"(/timeline/0/grandmaster: no such grandmaster: "GM9")"},
       {R"({"cards": [{}], "timeline": [{"at": 1, "times": 2, "event": "genlock"}]})",
        R"(/timeline/0: "times" needs "every")"},
