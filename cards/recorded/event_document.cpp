@@ -2,40 +2,24 @@
 
 #include <rapidjson/document.h>
 
-#include <algorithm>
 #include <charconv>
 #include <span>
 #include <string_view>
 
+#include "files/code_texts.h"
+
 namespace kestrune::recorded {
 namespace {
 
-struct CodeText {
-  std::uint32_t code;
+/// What stands in the files for every code without a text, and the code that it becomes.
+struct NoText {
   std::string_view text;
+  std::uint32_t code;
 };
-
-// The last row of a table stands for every code without a text.
-constexpr CodeText documentTypes[] = {
-    {0, "start of monitoring"},  {1, "end of monitoring"},      {2, "genlock status"},
-    {3, "genlock settings"},     {4, "ST2059 status/settings"}, {5, "SFP IP status"},
-    {6, "SFP ST2059 telemetry"},
-};
-constexpr CodeText genlockStates[] = {
-    {1, "locked"}, {2, "unlocked"}, {3, "free running"}, {4, "recovering"}, {5, "relocking"}, {0, "invalid"},
-};
+constexpr NoText invalid{"invalid", 0};
 // Not 0: source and frame rate 0 are no settings to the monitor.
-constexpr CodeText genlockSources[] = {{1, "internal"}, {128, "ST2059"}, {255, "invalid or irrelevent"}};
-constexpr CodeText genlockFrameRates[] = {
-    {1, "24"}, {2, "24M"}, {3, "25"}, {4, "30"}, {5, "30M"}, {8, "50"}, {10, "60M"}, {9, "invalid"},
-};
-constexpr CodeText sfpNumbers[] = {{1, "SFP A"}, {2, "SFP B"}, {0, "invalid"}};
-constexpr CodeText portStates[] = {
-    {1, "initializing"},      {2, "faulty"},           {3, "disabled"}, {4, "listening"},
-    {5, "pre-leader"},        {6, "leader"},           {7, "passive"},  {8, "uncalibrated"},
-    {9, "follower unlocked"}, {10, "follower locked"}, {0, "invalid"},
-};
-constexpr CodeText bestMasterSelections[] = {{1, "automatic"}, {2, "SFP A"}, {3, "SFP B"}, {0, "invalid"}};
+constexpr NoText invalidGenlockSource{"invalid or irrelevent", 255};
+constexpr NoText invalidGenlockFrameRate{"invalid", 9};
 
 /// Reads members of a document; whether all were there and made sense is told at the end.
 class Members {
@@ -44,10 +28,10 @@ class Members {
 
   bool Good() const { return good_; }
 
-  std::uint32_t Code(const char* name, std::span<const CodeText> table) {
-    const auto row = std::ranges::find(table, Text(name), &CodeText::text);
-    if (row == table.end()) return Bad<std::uint32_t>();
-    return row->code;
+  std::uint32_t Code(const char* name, std::span<const CodeText> table, NoText noText = {"", 0}) {
+    const std::string_view text = Text(name);
+    if (const auto code = CodeOf(table, text)) return static_cast<std::uint32_t>(*code);
+    return !text.empty() && text == noText.text ? noText.code : Bad<std::uint32_t>();
   }
 
   std::uint8_t Truth(const char* name) {
@@ -70,7 +54,7 @@ class Members {
   }
 
   std::int64_t Epoch() {
-    const rapidjson::Value* value = Find("Epoch time");
+    const rapidjson::Value* value = Find(event_members::epochTime);
     return value != nullptr && value->IsInt64() ? value->GetInt64() : Bad<std::int64_t>();
   }
 
@@ -106,54 +90,56 @@ class Members {
 };
 
 void ReadSfpSt2059(Members& members, St2059SfpStatus& status) {
-  status.bestMasterClockId = members.ClockId("Best master clock ID");
-  status.grandMasterClockId = members.ClockId("Grand master clock ID");
-  status.offsetFromMaster = members.Whole("Offset from master");
-  status.averageMeanPathDelay = members.Whole("Average mean path delay");
-  Members correction = members.Object("Last correction");
-  status.lastCorrectionSeconds = correction.Whole("seconds");
-  status.lastCorrectionNanoseconds = correction.Whole("nanoseconds");
+  status.bestMasterClockId = members.ClockId(event_members::bestMasterClockId);
+  status.grandMasterClockId = members.ClockId(event_members::grandMasterClockId);
+  status.offsetFromMaster = members.Whole(event_members::offsetFromMaster);
+  status.averageMeanPathDelay = members.Whole(event_members::averageMeanPathDelay);
+  Members correction = members.Object(event_members::lastCorrection);
+  status.lastCorrectionSeconds = correction.Whole(event_members::seconds);
+  status.lastCorrectionNanoseconds = correction.Whole(event_members::nanoseconds);
   members.AlsoNeeds(correction);
-  status.state = static_cast<std::int32_t>(members.Code("State", portStates));
+  status.state = static_cast<std::int32_t>(members.Code(event_members::state, st2059States, invalid));
 }
 
 void ReadSfp(Members& members, EventDocument& document) {
-  const std::uint32_t number = members.Code("SFP", std::span(sfpNumbers).first(2));
-  document.sfp = number == 2 ? 1 : 0;
+  document.sfp = members.Code(event_members::sfp, sfpLabels);
 }
 
 void ReadState(Members& members, EventDocument& document) {
   CardState& state = document.state;
   switch (document.type) {
-    case DocumentType::StartOfMonitoring:
-    case DocumentType::EndOfMonitoring:
+    case EventLogType::StartOfMonitoring:
+    case EventLogType::EndOfMonitoring:
       return;
-    case DocumentType::GenlockStatus:
-      state.genlockStatus.state = members.Code("Genlock state", genlockStates);
+    case EventLogType::GenlockStatus:
+      state.genlockStatus.state = members.Code(event_members::genlockState, genlockStates, invalid);
       return;
-    case DocumentType::GenlockSettings:
-      state.genlockSettings.source = members.Code("Genlock source", genlockSources);
+    case EventLogType::GenlockSettings:
+      state.genlockSettings.source =
+          members.Code(event_members::genlockSource, genlockSources, invalidGenlockSource);
       state.genlockSettings.resolutionFrameRate =
-          members.Code("Genlock resolution frame rate", genlockFrameRates);
+          members.Code(event_members::genlockFrameRate, genlockFrameRates, invalidGenlockFrameRate);
       return;
-    case DocumentType::St2059:
-      state.st2059Status.state = static_cast<std::int32_t>(members.Code("State", portStates));
-      state.st2059Status.bestMasterSfp =
-          static_cast<std::uint8_t>(members.Code("Best master SFP", sfpNumbers));
-      state.st2059Status.bestMasterClockId = members.ClockId("Best master clock ID");
-      state.st2059Status.grandMasterClockId = members.ClockId("Grand master clock ID");
+    case EventLogType::St2059:
+      state.st2059Status.state =
+          static_cast<std::int32_t>(members.Code(event_members::state, st2059States, invalid));
+      // A number: 1 for SFP A. What is no SFP has the index before it.
+      state.st2059Status.bestMasterSfp = static_cast<std::uint8_t>(
+          members.Code(event_members::bestMasterSfp, sfpLabels, {"invalid", UINT32_MAX}) + 1);
+      state.st2059Status.bestMasterClockId = members.ClockId(event_members::bestMasterClockId);
+      state.st2059Status.grandMasterClockId = members.ClockId(event_members::grandMasterClockId);
       state.st2059Settings.bestMasterSfpSelection =
-          members.Code("Best master SFP selection", bestMasterSelections);
+          members.Code(event_members::bestMasterSfpSelection, bestMasterSelections, invalid);
       return;
-    case DocumentType::SfpIpStatus: {
+    case EventLogType::SfpIpStatus: {
       ReadSfp(members, document);
       SfpIpStatus& status = state.sfpIps[document.sfp];
-      status.modulePresent = members.Truth("Module present");
-      status.signalPresent = members.Truth("Signal present");
-      status.transmitError = members.Truth("Transmit error");
+      status.modulePresent = members.Truth(event_members::modulePresent);
+      status.signalPresent = members.Truth(event_members::signalPresent);
+      status.transmitError = members.Truth(event_members::transmitError);
       return;
     }
-    case DocumentType::SfpSt2059:
+    case EventLogType::SfpSt2059:
       ReadSfp(members, document);
       return ReadSfpSt2059(members, state.st2059Sfps[document.sfp]);
   }
@@ -166,8 +152,9 @@ std::optional<EventDocument> ParseEventDocument(const std::string& text) {
   json.Parse(text.c_str(), text.size());
   if (json.HasParseError()) return std::nullopt;
   Members members(json);
-  EventDocument document{.type = static_cast<DocumentType>(members.Code("Event log type", documentTypes)),
-                         .epochTime = members.Epoch()};
+  EventDocument document{
+      .type = static_cast<EventLogType>(members.Code(event_members::eventLogType, eventLogTypes)),
+      .epochTime = members.Epoch()};
   if (members.Good()) ReadState(members, document);
   if (!members.Good()) return std::nullopt;
   return document;
@@ -175,23 +162,23 @@ std::optional<EventDocument> ParseEventDocument(const std::string& text) {
 
 void Apply(const EventDocument& document, CardState& state) {
   switch (document.type) {
-    case DocumentType::StartOfMonitoring:
-    case DocumentType::EndOfMonitoring:
+    case EventLogType::StartOfMonitoring:
+    case EventLogType::EndOfMonitoring:
       return;
-    case DocumentType::GenlockStatus:
+    case EventLogType::GenlockStatus:
       state.genlockStatus = document.state.genlockStatus;
       return;
-    case DocumentType::GenlockSettings:
+    case EventLogType::GenlockSettings:
       state.genlockSettings = document.state.genlockSettings;
       return;
-    case DocumentType::St2059:
+    case EventLogType::St2059:
       state.st2059Status = document.state.st2059Status;
       state.st2059Settings = document.state.st2059Settings;
       return;
-    case DocumentType::SfpIpStatus:
+    case EventLogType::SfpIpStatus:
       state.sfpIps[document.sfp] = document.state.sfpIps[document.sfp];
       return;
-    case DocumentType::SfpSt2059:
+    case EventLogType::SfpSt2059:
       state.st2059Sfps[document.sfp] = document.state.st2059Sfps[document.sfp];
       return;
   }

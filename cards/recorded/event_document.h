@@ -4,26 +4,17 @@
 #include <optional>
 #include <string>
 
+#include "files/event_names.h"
 #include "recorded/card_state.h"
 
 namespace kestrune::recorded {
 
-enum class DocumentType {
-  StartOfMonitoring,
-  EndOfMonitoring,
-  GenlockStatus,
-  GenlockSettings,
-  St2059,
-  SfpIpStatus,
-  SfpSt2059,
-};
-
 /// A document of the event log, its texts turned back into the card's codes. A text that stands for many
 /// codes ("invalid") becomes one that has it.
 struct EventDocument {
-  DocumentType type;
+  EventLogType type;
   std::int64_t epochTime;
-  std::size_t sfp = 0;   ///< of the last two types
+  std::size_t sfp = 0;   ///< SFP index, of the last two types
   CardState state{};     ///< only what the type speaks of
   bool initial = false;  ///< shows the state at a run's start
 };

@@ -27,12 +27,12 @@ std::optional<EventDocument> EventLogReader::Take() {
   return document;
 }
 
-std::optional<EventDocument> EventLogReader::TakeBelonging(DocumentType type, std::size_t sfp,
-                                                           DocumentType until) {
+std::optional<EventDocument> EventLogReader::TakeBelonging(EventLogType type, std::size_t sfp,
+                                                           EventLogType until) {
   LookAhead();
   const auto found = std::ranges::find_if(ahead_, [&](const EventDocument& document) {
     return (document.type == type && document.sfp == sfp) || document.type == until ||
-           document.type == DocumentType::EndOfMonitoring || document.initial;
+           document.type == EventLogType::EndOfMonitoring || document.initial;
   });
   if (found == ahead_.end() || found->type != type || found->initial) return std::nullopt;
   const EventDocument document = *found;
@@ -57,8 +57,8 @@ void EventLogReader::LookAhead() {
     document->initial = startAwaited_ > 0;
     if (startAwaited_ > 0) --startAwaited_;
     ahead_.push_back(*document);
-    if (document->type == DocumentType::StartOfMonitoring) MarkInitial();
-    if (document->type == DocumentType::EndOfMonitoring) startAwaited_ = lookAhead;
+    if (document->type == EventLogType::StartOfMonitoring) MarkInitial();
+    if (document->type == EventLogType::EndOfMonitoring) startAwaited_ = lookAhead;
   }
 }
 
@@ -68,9 +68,9 @@ void EventLogReader::MarkInitial() {
   startAwaited_ = 0;
   ahead_.back().initial = true;
   for (auto document = ahead_.rbegin() + 1; document != ahead_.rend(); ++document) {
-    if (document->type <= DocumentType::EndOfMonitoring) return;
+    if (document->type <= EventLogType::EndOfMonitoring) return;
     document->initial = true;
-    if (document->type == DocumentType::GenlockStatus) return;
+    if (document->type == EventLogType::GenlockStatus) return;
   }
 }
 

@@ -23,7 +23,7 @@ class EventLogReader {
 
   /// Takes, out of turn, a document that belongs to the one taken last: of this type, and of this SFP if the
   /// type has one, before the next one of `until`.
-  std::optional<EventDocument> TakeBelonging(DocumentType type, std::size_t sfp, DocumentType until);
+  std::optional<EventDocument> TakeBelonging(EventLogType type, std::size_t sfp, EventLogType until);
 
   void Rewind();
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <variant>
 
-#include "kit/regular_file.h"
 #include "files/raw_data.h"
+#include "kit/regular_file.h"
 #include "platform/com.h"
 
 namespace kestrune::recorded {

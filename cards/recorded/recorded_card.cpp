@@ -61,7 +61,7 @@ void RecordedCard::PassOverEarlierRuns() {
   while (const auto document = log_->Take()) {
     if (document->epochTime > firstEpoch_) break;
     ++count;
-    if (document->type == DocumentType::StartOfMonitoring) untilStart = count;
+    if (document->type == EventLogType::StartOfMonitoring) untilStart = count;
   }
   log_->Rewind();
   for (; untilStart > 0; --untilStart) {
@@ -95,7 +95,7 @@ bool RecordedCard::TakeDueDocument(Step& step) {
   documentDue_.reset();
 
   const EventDocument document = *log_->Take();
-  if (document.initial && document.type != DocumentType::StartOfMonitoring) {
+  if (document.initial && document.type != EventLogType::StartOfMonitoring) {
     if (!std::exchange(runBegins_, true)) beforeRun_ = state_;
     Apply(document, state_);
     return true;
@@ -108,23 +108,23 @@ bool RecordedCard::TakeDueDocument(Step& step) {
 /// Documents that the monitor wrote in one notification are one change.
 void RecordedCard::ApplyWithCompanions(const EventDocument& document, Step& step) {
   Apply(document, state_);
-  const auto applyNext = [&](DocumentType type, std::size_t sfp) {
+  const auto applyNext = [&](EventLogType type, std::size_t sfp) {
     if (const auto companion = log_->TakeBelonging(type, sfp, document.type)) Apply(*companion, state_);
   };
   switch (document.type) {
-    case DocumentType::GenlockStatus:
-      applyNext(DocumentType::GenlockSettings, 0);
+    case EventLogType::GenlockStatus:
+      applyNext(EventLogType::GenlockSettings, 0);
       step.genlockChanged = true;
       return;
-    case DocumentType::GenlockSettings:  // its status was damaged
+    case EventLogType::GenlockSettings:  // its status was damaged
       step.genlockChanged = true;
       return;
-    case DocumentType::St2059:
-      applyNext(DocumentType::SfpSt2059, 0);
-      applyNext(DocumentType::SfpSt2059, 1);
+    case EventLogType::St2059:
+      applyNext(EventLogType::SfpSt2059, 0);
+      applyNext(EventLogType::SfpSt2059, 1);
       step.st2059Changed = true;
       return;
-    case DocumentType::SfpIpStatus:
+    case EventLogType::SfpIpStatus:
       step.sfpIpChanged[document.sfp] = true;
       return;
     default:
