@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 
@@ -23,7 +24,6 @@ std::string OptionValue(const CZvCommandLineParser& parser, std::string_view key
 }
 
 void Monitor(const CardEntry& entry, const CZvCommandLineParser& parser, std::uint32_t hours) {
-  const ConsoleWriter writer;
   const auto monitor = std::make_unique<PtpMonitor>(SystemClock());
   monitor->SetLogger(std::make_unique<Logger>());
   monitor->Run(entry.card, OptionValue(parser, "f"), OptionValue(parser, "p"), hours);
@@ -86,6 +86,10 @@ ResultHolder Dispatch(ApplicationContext& context, int argc, const char* const* 
     PrintUsage();
     return result;
   }
+
+  // From here on a run waits for no console.
+  std::optional<ConsoleWriter> writer;
+  if (parser.HasWord("run") && !parser.HasWord("list")) writer.emplace();
 
   result = CreateSystemConfiguration(context);
   if (result.Succeeded()) result = EnumerateCards(context);

@@ -61,12 +61,11 @@ ResultHolder Logger::OpenLogFiles(const std::string& prefix, const std::string& 
   folder_ = WithSeparator(folder);
   rawDataFileName_ = folder_ + prefix_ + "_raw_data";
 
-  // Each is opened, whatever came of the others.
-  const bool rawData = OpenRawDataFile();
-  const bool eventLog = eventLog_.Open(NativePath(folder_ + prefix_ + "_event_log.txt"));
-  const bool periodTestResults =
+  // None without the one before it: of two runs that start at once, the one that takes the first takes all.
+  const bool open =
+      OpenRawDataFile() && eventLog_.Open(NativePath(folder_ + prefix_ + "_event_log.txt")) &&
       periodTestResultsFile_.OpenText(NativePath(folder_ + prefix_ + "_period_test_results.txt"));
-  return rawData && eventLog && periodTestResults ? ZV_NOERROR : ZV_E_FAIL;
+  return open ? ZV_NOERROR : ZV_E_FAIL;
 }
 
 bool Logger::OpenRawDataFile() {

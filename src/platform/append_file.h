@@ -26,7 +26,7 @@ class AppendFile {
   /// In bytes; negative when the system doesn't say.
   std::int64_t Size() const;
 
-  /// Whether the last byte is `byte`; true of an empty file, and when the system doesn't say.
+  /// Whether the last byte is `byte`; true of an empty file, false when the system doesn't say.
   bool EndsWith(char byte) const;
 
   /// Appends `bytes` and returns how many of them it took: all, unless it failed. On disk at once as far as

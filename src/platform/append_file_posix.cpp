@@ -14,9 +14,12 @@ int Descriptor(std::intptr_t handle) { return static_cast<int>(handle); }
 
 /// For reading too, unless extending is all that is allowed. A FIFO without a reader doesn't make it wait.
 int OpenAtEnd(const char* name) {
-  constexpr int flags = O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK;
-  const int descriptor = open(name, O_RDWR | flags, 0666);
-  return descriptor < 0 && errno == EACCES ? open(name, O_WRONLY | flags, 0666) : descriptor;
+  constexpr int flags = O_APPEND | O_CREAT | O_CLOEXEC;
+  int descriptor = open(name, O_RDWR | O_NONBLOCK | flags, 0666);
+  if (descriptor < 0 && errno == EACCES) descriptor = open(name, O_WRONLY | O_NONBLOCK | flags, 0666);
+  // A file server's lease is given up for those who wait.
+  if (descriptor < 0 && errno == EWOULDBLOCK) descriptor = open(name, O_RDWR | flags, 0666);
+  return descriptor;
 }
 
 /// An extending process holds the lock as long as it lives.
@@ -51,8 +54,8 @@ std::int64_t AppendFile::Size() const {
 
 bool AppendFile::EndsWith(char byte) const {
   const std::int64_t size = Size();
-  char last = byte;
-  return size <= 0 || pread(Descriptor(handle_), &last, 1, size - 1) != 1 || last == byte;
+  char last = 0;
+  return size == 0 || (pread(Descriptor(handle_), &last, 1, size - 1) == 1 && last == byte);
 }
 
 std::size_t AppendFile::Append(std::string_view bytes) {

@@ -49,10 +49,10 @@ std::int64_t AppendFile::Size() const {
 }
 
 bool AppendFile::EndsWith(char byte) const {
-  char last = byte;
+  char last = 0;
   DWORD read = 0;
-  return Size() <= 0 || !Seek(Handle(handle_), -1, FILE_END) ||
-         !ReadFile(Handle(handle_), &last, 1, &read, nullptr) || read != 1 || last == byte;
+  return Size() == 0 || (Seek(Handle(handle_), -1, FILE_END) &&
+                         ReadFile(Handle(handle_), &last, 1, &read, nullptr) && read == 1 && last == byte);
 }
 
 std::size_t AppendFile::Append(std::string_view bytes) {

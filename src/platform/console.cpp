@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -33,19 +34,24 @@ class Console {
 
   void StartQueue() {
     const MutexLock lock(mutex_);
-    queueing_ = true;
     stopped_ = false;
-    thread_ = std::thread([this] { EmptyQueue(); });
+    try {
+      thread_ = std::thread([this] { EmptyQueue(); });
+      queueing_ = true;
+    } catch (const std::system_error&) {  // no thread to be had: whoever prints waits, as without a queue
+    }
   }
 
   void StopQueue() {
-    const bool finished = Finish();
+    bool finished = false;
     {
       const MutexLock lock(mutex_);
+      finished = WaitUntilEmpty();
       stopped_ = true;
       if (finished) queueing_ = false;
     }
     changed_.notify_all();
+    if (!thread_.joinable()) return;
     if (finished) {
       thread_.join();
     } else {
@@ -53,11 +59,9 @@ class Console {
     }
   }
 
-  /// Whether nothing waits any more.
-  bool Finish() {
+  void Finish() {
     const MutexLock lock(mutex_);
-    return changed_.wait_for(mutex_, longestFinish,
-                             [this]() REQUIRES(mutex_) { return queue_.empty() && !writing_; });
+    WaitUntilEmpty();
   }
 
   ConsoleSink Replace(ConsoleSink sink) {
@@ -66,6 +70,12 @@ class Console {
   }
 
  private:
+  /// Whether nothing waits any more.
+  bool WaitUntilEmpty() REQUIRES(mutex_) {
+    return changed_.wait_for(mutex_, longestFinish,
+                             [this]() REQUIRES(mutex_) { return queue_.empty() && !writing_; });
+  }
+
   void EmptyQueue() {
     const MutexLock lock(mutex_);
     for (;;) {

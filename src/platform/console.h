@@ -17,6 +17,7 @@ void PrintToConsole(std::string lines);
 /// the main thread.
 class ConsoleWriter {
  public:
+  /// Without a thread to be had, printing goes on as before.
   ConsoleWriter();
   /// Waits for the queue as FinishConsole does. A thread that a stalled console still holds then is left
   /// behind, and with it the queue: what is printed afterwards waits there too.

@@ -12,7 +12,7 @@ void PrepareProcess() {
   for (const int ignored : {SIGPIPE, SIGXFSZ, SIGTTOU}) std::signal(ignored, SIG_IGN);
   // The lowest free descriptor is the one that is closed.
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-    if (fcntl(descriptor, F_GETFD) == -1) open("/dev/null", O_RDWR);
+    if (fcntl(descriptor, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) open("/", O_RDONLY);
   }
 }
 

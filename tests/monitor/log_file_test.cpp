@@ -56,7 +56,7 @@ constexpr char begins[] = ": Could not write the test file : ZV_E_FILEACCESS_WRI
 constexpr char ends[] = ": The test file is written again. Things lost: ";
 
 /// Five pieces, of which some from the third on meet the limit, whole or with some of their bytes; on a file
-/// that can be cut short again and on one that can't.
+/// that can be cut short again and on one that can't. Twice, so that a failure leaves nothing behind.
 TEST_F(LogFileTest, AFailureCostsItsOwnPieces) {
   const std::string pieces[] = {"alpha\n", "beta\n", "gamma\n", "delta\n", "epsilon\n"};
   for (const bool sealed : {false, true}) {
@@ -67,27 +67,39 @@ TEST_F(LogFileTest, AFailureCostsItsOwnPieces) {
         const int memory = memfd_create("log", MFD_ALLOW_SEALING);
         ASSERT_EQ(fcntl(memory, F_ADD_SEALS, sealed ? F_SEAL_SHRINK : 0), 0);
         const std::string name = "/proc/self/fd/" + std::to_string(memory);
-        const std::size_t linesBefore = console_.LinesWithoutTime().size();
+        const test::ConsoleCapture console;
         std::string expected;
-        LogFile file("test", "Things");
-        ASSERT_TRUE(file.OpenText(name));
-        for (std::size_t i = 0; i < std::size(pieces); ++i) {
-          const bool fails = i >= 2 && i < 2 + failures;
-          if (i == 2) Limit(expected.size() + taken);
-          if (i == 2 + failures) Limit(RLIM_INFINITY);
-          file.Append(pieces[i]);
-          // What can't be taken back is completed.
-          if (!fails || (i == 2 && sealed && taken > 0)) expected += pieces[i];
+        {
+          LogFile file("test", "Things");
+          ASSERT_TRUE(file.OpenText(name));
+          for (const std::size_t takenNow : {taken, std::size_t{0}}) {
+            for (std::size_t i = 0; i < std::size(pieces); ++i) {
+              const bool fails = i >= 2 && i < 2 + failures;
+              if (i == 2) Limit(expected.size() + takenNow);
+              if (i == 2 + failures) Limit(RLIM_INFINITY);
+              file.Append(pieces[i]);
+              // What can't be taken back is completed.
+              if (!fails || (i == 2 && sealed && takenNow > 0)) expected += pieces[i];
+            }
+            Limit(RLIM_INFINITY);
+            if (failures == 3) {
+              file.Append("zeta\n");
+              expected += "zeta\n";
+            }
+          }
+          Limit(expected.size());
+          file.Append("lost\n");
+          file.Close();
+          Limit(RLIM_INFINITY);
         }
-        Limit(RLIM_INFINITY);
-        file.Close();
         EXPECT_EQ(test::ReadText(name), expected);
-        auto lines = console_.LinesWithoutTime();
-        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(linesBefore));
-        const std::string lost = std::to_string(failures - (sealed && taken > 0)) + " : ZV_";
-        const std::string end =
-            failures == 3 ? ": The test file was not written to its end. Things lost: " : ends;
-        EXPECT_THAT(lines, ElementsAre(StartsWith(begins), StartsWith(end + lost)));
+        const std::string first = std::to_string(failures - (sealed && taken > 0)) + " : ZV_NOERROR";
+        const std::string second = std::to_string(failures) + " : ZV_NOERROR";
+        EXPECT_THAT(
+            console.LinesWithoutTime(),
+            ElementsAre(StartsWith(begins), StartsWith(ends + first), StartsWith(begins),
+                        StartsWith(ends + second), StartsWith(begins),
+                        StartsWith(": The test file was not written to its end. Things lost: 1 : ZV_E_")));
         close(memory);
       }
     }
