@@ -58,7 +58,7 @@ class Day {
 
     record.offsetFromMaster = Between(-25, 25);
     record.averagePathDelay = Between(1240, 1255);
-    record.lastCorrectionNanoseconds = Between(-20, 20);
+    record.lastCorrection.nanoseconds = Between(-20, 20);
     record.currentUtcOffset = 37;
     record.currentUtcOffsetValid = record.twoStepFlag = record.timeTraceable = record.frequencyTraceable = 1;
     record.ptpTimescale = 1;
@@ -111,10 +111,10 @@ class Day {
 
   QuantityFigures Figures(std::int32_t count, std::int32_t mean, std::int32_t spread) {
     QuantityFigures figures{};
-    figures.minimumNanoseconds = mean - Between(1, spread);
-    figures.maximumNanoseconds = mean + Between(1, spread);
-    figures.sumNanoseconds = count * mean + Between(-spread, spread);
-    figures.summedSquaredDeviationNanoseconds = count * Between(1, spread * spread);
+    figures.minimum.nanoseconds = mean - Between(1, spread);
+    figures.maximum.nanoseconds = mean + Between(1, spread);
+    figures.sum.nanoseconds = count * mean + Between(-spread, spread);
+    figures.summedSquaredDeviation.nanoseconds = count * Between(1, spread * spread);
     return figures;
   }
 

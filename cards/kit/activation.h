@@ -6,7 +6,6 @@
 
 #include "kit/card.h"
 #include "kit/card_engine.h"
-#include "kit/system.h"
 
 namespace kestrune::kit {
 

@@ -12,7 +12,7 @@ HRESULT CallbackList::Register(IUnknown* owner, IUnknown* callback) {
   callback->AddRef();
   {
     const Entry entry{owner, callback};
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (std::ranges::find(entries_, entry) == entries_.end()) {
       entries_.push_back(entry);
       return S_OK;
@@ -26,9 +26,9 @@ HRESULT CallbackList::Unregister(IUnknown* owner, IUnknown* callback) {
   if (callback == nullptr) return ZV_E_INVALID_POINTER;
   const Entry entry{owner, callback};
   {
-    std::unique_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     if (std::erase(entries_, entry) == 0) return ZV_E_NOT_FOUND;
-    returned_.wait(lock, [&] { return !MustWaitFor(entry); });
+    returned_.wait(mutex_, [&]() REQUIRES(mutex_) { return !MustWaitFor(entry); });
   }
   callback->Release();
   return S_OK;
@@ -37,17 +37,18 @@ HRESULT CallbackList::Unregister(IUnknown* owner, IUnknown* callback) {
 void CallbackList::UnregisterAll(IUnknown* owner) {
   std::vector<Entry> gone;
   {
-    std::unique_lock lock(mutex_);
+    const MutexLock lock(mutex_);
     std::ranges::copy_if(entries_, std::back_inserter(gone),
                          [&](const Entry& entry) { return entry.owner == owner; });
     std::erase_if(entries_, [&](const Entry& entry) { return entry.owner == owner; });
-    returned_.wait(lock, [&] { return inCall_.owner != owner || !MustWaitFor(inCall_); });
+    returned_.wait(mutex_,
+                   [&]() REQUIRES(mutex_) { return inCall_.owner != owner || !MustWaitFor(inCall_); });
   }
   for (const Entry& entry : gone) entry.callback->Release();
 }
 
 std::vector<CallbackList::Entry> CallbackList::Entries() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return entries_;
 }
 
@@ -55,7 +56,7 @@ std::vector<CallbackList::Entry> CallbackList::Entries() {
 /// callback stay; the reference taken keeps a callback that unregisters itself.
 bool CallbackList::Begin(const Entry& entry) {
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     if (std::ranges::find(entries_, entry) == entries_.end()) return false;
     inCall_ = entry;
     deliveringThread_ = std::this_thread::get_id();
@@ -64,10 +65,10 @@ bool CallbackList::Begin(const Entry& entry) {
   return true;
 }
 
-void CallbackList::End() {
-  inCall_.callback->Release();  // only this thread writes inCall_
+void CallbackList::End(const Entry& entry) {
+  entry.callback->Release();
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     inCall_ = {};
   }
   returned_.notify_all();

@@ -1,11 +1,11 @@
 #pragma once
 
 #include <condition_variable>
-#include <mutex>
 #include <thread>
 #include <vector>
 
 #include "platform/com.h"
+#include "platform/mutex.h"
 
 namespace kestrune::kit {
 
@@ -32,7 +32,7 @@ class CallbackList {
     for (const Entry& entry : Entries()) {
       if (!Begin(entry)) continue;
       call(entry.owner, entry.callback);
-      End();
+      End(entry);
     }
   }
 
@@ -45,14 +45,14 @@ class CallbackList {
 
   std::vector<Entry> Entries();
   bool Begin(const Entry& entry);
-  void End();
-  bool MustWaitFor(const Entry& entry) const;
+  void End(const Entry& entry);
+  bool MustWaitFor(const Entry& entry) const REQUIRES(mutex_);
 
-  std::mutex mutex_;  // guards everything below
-  std::condition_variable returned_;
-  std::vector<Entry> entries_;
-  Entry inCall_;
-  std::thread::id deliveringThread_;
+  Mutex mutex_;
+  std::condition_variable_any returned_;
+  std::vector<Entry> entries_ GUARDED_BY(mutex_);
+  Entry inCall_ GUARDED_BY(mutex_);
+  std::thread::id deliveringThread_ GUARDED_BY(mutex_);
 };
 
 }  // namespace kestrune::kit

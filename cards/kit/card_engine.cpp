@@ -22,7 +22,7 @@ CardEngine::CardEngine(std::unique_ptr<Card> card, std::shared_ptr<Clock> clock)
                       std::make_shared<CallbackList>()} {}
 
 void CardEngine::Start() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   if (telemetryThread_.joinable()) return;
   WokenCard();
   telemetryThread_ = std::thread([self = shared_from_this()] { self->Run(); });
@@ -37,7 +37,7 @@ void CardEngine::Stop() {
 }
 
 void CardEngine::TakeMonitorData(MonitorDataBatch& batch) {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   const std::size_t count = std::min<std::size_t>(pending_.size(), MonitorDataBatch::maximumCount);
   const auto end = pending_.begin() + static_cast<std::ptrdiff_t>(count);
   std::copy(pending_.begin(), end, batch.records);
@@ -51,16 +51,17 @@ CallbackList& CardEngine::SfpIpCallbacks(std::uint32_t sfpNumber) {
 
 Card& CardEngine::WokenCard() {
   if (!awake_) {
-    card_->Wake(std::chrono::floor<std::chrono::nanoseconds>(clock_->Now().time_since_epoch()).count());
+    card_->Wake(std::chrono::nanoseconds(Ticks(clock_->NowTicks())).count());
     awake_ = true;
   }
   return *card_;
 }
 
 void CardEngine::Run() {
-  CardTime time(clock_->Now());
+  const auto now = [this] { return CardTime::Time(Ticks(clock_->NowTicks())); };
+  CardTime time(now());
   while (!stopped_) {
-    const std::int64_t due = time.Seconds(clock_->Now());
+    const std::int64_t due = time.Seconds(now());
     while (!stopped_ && now_ < due) {
       LiveThroughBatch(due);
       RingMonitorData();
@@ -83,7 +84,7 @@ void CardEngine::LiveThroughSecond() {
 void CardEngine::LiveThroughStep() {
   Changes changes;
   {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     const Card::Step step = card_->Advance();
     now_ = card_->Now();
     pending_.insert(pending_.end(), step.telemetry.begin(), step.telemetry.end());
@@ -145,7 +146,7 @@ void CardEngine::RingMonitorData() {
 }
 
 std::size_t CardEngine::PendingCount() {
-  const std::lock_guard lock(mutex_);
+  const MutexLock lock(mutex_);
   return pending_.size();
 }
 

@@ -6,7 +6,6 @@
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -14,7 +13,8 @@
 #include "kit/callback_list.h"
 #include "kit/card.h"
 #include "kit/delivery_thread.h"
-#include "kit/system.h"
+#include "platform/clock.h"
+#include "platform/mutex.h"
 #include "sdk/records.h"
 
 namespace kestrune::kit {
@@ -46,7 +46,7 @@ class CardEngine : public std::enable_shared_from_this<CardEngine> {
   /// `read(card)` on the state of now.
   template <class Read>
   auto ReadCard(Read&& read) {
-    const std::lock_guard lock(mutex_);
+    const MutexLock lock(mutex_);
     return read(std::as_const(WokenCard()));
   }
 
@@ -67,7 +67,7 @@ class CardEngine : public std::enable_shared_from_this<CardEngine> {
     std::array<std::optional<SfpIpStatus>, 2> sfpIp;
   };
 
-  Card& WokenCard();
+  Card& WokenCard() REQUIRES(mutex_);
   void Run();
   void LiveThroughBatch(std::int64_t until);
   void LiveThroughSecond();
@@ -77,16 +77,17 @@ class CardEngine : public std::enable_shared_from_this<CardEngine> {
   void RingMonitorData();
   std::size_t PendingCount();
 
-  const std::unique_ptr<Card> card_;  ///< guarded by mutex_
+  const std::unique_ptr<Card> card_ POINTEE_GUARDED_BY(mutex_);
   const CardDescription& description_;
   const std::shared_ptr<Clock> clock_;
 
   std::atomic<std::int64_t> now_ = 0;
   std::atomic<bool> stopped_ = false;
 
-  std::mutex mutex_;    // guards the next two and the card
-  bool awake_ = false;  // from when the card is first needed: listing the cards doesn't need it
-  std::deque<TelemetryRecord> pending_;
+  Mutex mutex_;
+  bool awake_ GUARDED_BY(mutex_) =
+      false;  // from when the card is first needed: listing the cards doesn't need it
+  std::deque<TelemetryRecord> pending_ GUARDED_BY(mutex_);
   std::thread telemetryThread_;  // Stop needs no lock for it, as nobody starts it any more
 
   CallbackList monitorDataCallbacks_;

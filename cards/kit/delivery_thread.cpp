@@ -2,10 +2,10 @@
 
 #include <condition_variable>
 #include <deque>
-#include <mutex>
 #include <utility>
 
 #include "kit/com_object.h"
+#include "platform/mutex.h"
 
 namespace kestrune::kit {
 
@@ -20,17 +20,17 @@ void JoinOrLeave(std::thread& thread) {
 }
 
 struct DeliveryThread::State {
-  std::mutex mutex;  // guards everything below
-  std::condition_variable wake;
-  std::deque<std::function<void()>> tasks;
-  bool stopped = false;
+  Mutex mutex;
+  std::condition_variable_any wake;
+  std::deque<std::function<void()>> tasks GUARDED_BY(mutex);
+  bool stopped GUARDED_BY(mutex) = false;
 };
 
 DeliveryThread::DeliveryThread() : state_(std::make_shared<State>()) {}
 
 void DeliveryThread::Post(std::function<void()> task) {
   {
-    const std::lock_guard lock(state_->mutex);
+    const MutexLock lock(state_->mutex);
     state_->tasks.push_back(std::move(task));
   }
   state_->wake.notify_one();
@@ -39,7 +39,7 @@ void DeliveryThread::Post(std::function<void()> task) {
 
 void DeliveryThread::Stop() {
   {
-    const std::lock_guard lock(state_->mutex);
+    const MutexLock lock(state_->mutex);
     state_->stopped = true;
     state_->tasks.clear();
   }
@@ -47,16 +47,18 @@ void DeliveryThread::Stop() {
   JoinOrLeave(thread_);
 }
 
-void DeliveryThread::Run(const std::shared_ptr<State>& state) {
-  std::unique_lock lock(state->mutex);
+void DeliveryThread::Run(const std::shared_ptr<State>& shared) {
+  State& state = *shared;
+  const MutexLock lock(state.mutex);
   for (;;) {
-    state->wake.wait(lock, [&] { return state->stopped || !state->tasks.empty(); });
-    if (state->stopped) return;
-    const auto task = std::move(state->tasks.front());
-    state->tasks.pop_front();
-    lock.unlock();
+    state.wake.wait(state.mutex,
+                    [&]() REQUIRES(state.mutex) { return state.stopped || !state.tasks.empty(); });
+    if (state.stopped) return;
+    const auto task = std::move(state.tasks.front());
+    state.tasks.pop_front();
+    state.mutex.unlock();
     task();
-    lock.lock();
+    state.mutex.lock();
   }
 }
 

@@ -26,7 +26,7 @@ class DeliveryThread {
 
  private:
   struct State;
-  static void Run(const std::shared_ptr<State>& state);
+  static void Run(const std::shared_ptr<State>& shared);
 
   std::shared_ptr<State> state_;  // shared with the thread, which may outlive this object
   std::thread thread_;            // of the posting thread, then of the stopping one

@@ -6,15 +6,21 @@
 #include <olectl.h>
 
 #include <cstdio>
+#include <iterator>
 #include <string>
 
 #include "kit/library.h"
+#include "sdk/card_services.h"
 
 namespace {
 
-constexpr wchar_t classKey[] = L"Software\\Classes\\CLSID\\{61113A25-4EF7-45CA-9493-C20D255E4ACA}";
-constexpr wchar_t serverKey[] =
-    L"Software\\Classes\\CLSID\\{61113A25-4EF7-45CA-9493-C20D255E4ACA}\\InprocServer32";
+std::wstring ClassKey() {
+  wchar_t identifier[39];
+  StringFromGUID2(kestrune::CLSID_ZvSystemConfiguration, identifier, std::size(identifier));
+  return std::wstring(L"Software\\Classes\\CLSID\\") + identifier;
+}
+
+std::wstring ServerKey() { return ClassKey() + L"\\InprocServer32"; }
 
 /// The path of this library.
 std::wstring OwnPath() {
@@ -28,11 +34,14 @@ std::wstring OwnPath() {
 
 /// The server registered under a root for the class; empty: none.
 std::wstring RegisteredServer(HKEY root) {
+  const std::wstring serverKey = ServerKey();
   DWORD bytes = 0;
-  if (RegGetValueW(root, serverKey, nullptr, RRF_RT_REG_SZ, nullptr, nullptr, &bytes) != ERROR_SUCCESS)
+  if (RegGetValueW(root, serverKey.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, nullptr, &bytes) !=
+      ERROR_SUCCESS)
     return {};
   std::wstring path(bytes / sizeof(wchar_t), L'\0');
-  if (RegGetValueW(root, serverKey, nullptr, RRF_RT_REG_SZ, nullptr, path.data(), &bytes) != ERROR_SUCCESS)
+  if (RegGetValueW(root, serverKey.c_str(), nullptr, RRF_RT_REG_SZ, nullptr, path.data(), &bytes) !=
+      ERROR_SUCCESS)
     return {};
   path.resize(bytes / sizeof(wchar_t) - 1);
   return path;
@@ -72,8 +81,8 @@ HRESULT STDMETHODCALLTYPE DllRegisterServer() {
   }
 
   HKEY key = nullptr;
-  if (RegCreateKeyExW(HKEY_CURRENT_USER, serverKey, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr) !=
-      ERROR_SUCCESS) {
+  if (RegCreateKeyExW(HKEY_CURRENT_USER, ServerKey().c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key,
+                      nullptr) != ERROR_SUCCESS) {
     return SELFREG_E_CLASS;
   }
   const bool done = SetText(key, nullptr, own) && SetText(key, L"ThreadingModel", L"Both");
@@ -87,8 +96,8 @@ HRESULT STDMETHODCALLTYPE DllUnregisterServer() {
   if (!SamePath(registered, OwnPath())) {
     return Refuse("not unregistered, as the registration is that of other card services", registered);
   }
-  const bool done = RegDeleteKeyW(HKEY_CURRENT_USER, serverKey) == ERROR_SUCCESS &&
-                    RegDeleteKeyW(HKEY_CURRENT_USER, classKey) == ERROR_SUCCESS;
+  const bool done = RegDeleteKeyW(HKEY_CURRENT_USER, ServerKey().c_str()) == ERROR_SUCCESS &&
+                    RegDeleteKeyW(HKEY_CURRENT_USER, ClassKey().c_str()) == ERROR_SUCCESS;
   return done ? S_OK : SELFREG_E_CLASS;
 }
 }

@@ -63,8 +63,8 @@ class ClassFactory final : public ComObject<ClassFactory, IClassFactory> {
 
     auto made = makeSystem_();
     if (const auto* failure = std::get_if<HRESULT>(&made)) return *failure;
-    const auto activation =
-        std::make_shared<Activation>(std::move(std::get<System>(made)), MakeSystemClock());
+    const auto activation = std::make_shared<Activation>(
+        std::move(std::get<System>(made)), std::shared_ptr<Clock>(std::shared_ptr<void>(), &SystemClock()));
     if (const auto fault = activation->Strike(Operation::CreateSystemConfiguration)) return *fault;
     IZvSystemConfiguration* system = MakeSystemConfiguration(activation);
     const HRESULT result = system->QueryInterface(iid, object);

@@ -5,12 +5,6 @@
 namespace kestrune::kit {
 namespace {
 
-class SystemClock final : public Clock {
- public:
-  std::chrono::system_clock::time_point Now() override { return std::chrono::system_clock::now(); }
-  void SleepFor(std::chrono::milliseconds time) override { Sleep(static_cast<DWORD>(time.count())); }
-};
-
 std::string ToUtf8(const std::wstring& text) {
   std::string utf8(text.size() * 3, '\0');
   const int length = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), utf8.data(),
@@ -28,8 +22,6 @@ std::wstring ToWide(const std::string& text) {
 }
 
 }  // namespace
-
-std::shared_ptr<Clock> MakeSystemClock() { return std::make_shared<SystemClock>(); }
 
 std::string EnvironmentText(const char* name) {
   const std::wstring wideName = ToWide(name);

@@ -12,10 +12,8 @@ constexpr std::int64_t largestPair =
 
 }  // namespace
 
-SecondsNanoseconds SplitNanoseconds(std::int64_t nanoseconds) {
-  const std::int64_t value = std::clamp(nanoseconds, -largestPair, largestPair);
-  return {static_cast<std::int32_t>(value / nanosecondsPerSecond),
-          static_cast<std::int32_t>(value % nanosecondsPerSecond)};
+SecondsNanoseconds NearestPair(std::int64_t nanoseconds) {
+  return SplitNanoseconds(std::clamp(nanoseconds, -largestPair, largestPair));
 }
 
 void IntervalStatistics::Add(std::int64_t nanoseconds) {
@@ -32,18 +30,10 @@ double IntervalStatistics::Mean() const {
 
 QuantityFigures IntervalStatistics::Figures() const {
   if (count_ == 0) return {};
-  const SecondsNanoseconds sum = SplitNanoseconds(sum_);
-  const SecondsNanoseconds least = SplitNanoseconds(minimum_);
-  const SecondsNanoseconds most = SplitNanoseconds(maximum_);
-  const SecondsNanoseconds ssd = SplitNanoseconds(SummedSquaredDeviation());
-  return {.sumSeconds = sum.seconds,
-          .sumNanoseconds = sum.nanoseconds,
-          .minimumSeconds = least.seconds,
-          .minimumNanoseconds = least.nanoseconds,
-          .maximumSeconds = most.seconds,
-          .maximumNanoseconds = most.nanoseconds,
-          .summedSquaredDeviationSeconds = ssd.seconds,
-          .summedSquaredDeviationNanoseconds = ssd.nanoseconds};
+  return {.sum = NearestPair(sum_),
+          .minimum = NearestPair(minimum_),
+          .maximum = NearestPair(maximum_),
+          .summedSquaredDeviation = NearestPair(SummedSquaredDeviation())};
 }
 
 /// Rounded; at most what a pair holds.

@@ -6,15 +6,8 @@
 
 namespace kestrune::ptp {
 
-/// A time as the card's records carry it: value = seconds × 1e9 + nanoseconds, both parts with the value's
-/// sign.
-struct SecondsNanoseconds {
-  std::int32_t seconds;
-  std::int32_t nanoseconds;
-};
-
-/// Splits `nanoseconds`; beyond what 32-bit seconds hold, the nearest value that they do hold.
-SecondsNanoseconds SplitNanoseconds(std::int64_t nanoseconds);
+/// A time as the card's records carry it; beyond what 32-bit seconds hold, the nearest that they do hold.
+SecondsNanoseconds NearestPair(std::int64_t nanoseconds);
 
 /// The samples of one timing quantity in one telemetry interval, any number of them.
 class IntervalStatistics {

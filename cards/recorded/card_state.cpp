@@ -33,8 +33,7 @@ void Apply(const TelemetryRecord& record, CardState& state) {
   sfp.grandMasterClockId = Identity(record.bestMasterLastPtpAnnouncePacket.grandmasterIdentity);
   sfp.offsetFromMaster = record.offsetFromMaster;
   sfp.averageMeanPathDelay = record.averagePathDelay;
-  sfp.lastCorrectionSeconds = record.lastCorrectionSeconds;
-  sfp.lastCorrectionNanoseconds = record.lastCorrectionNanoseconds;
+  sfp.lastCorrection = record.lastCorrection;
   sfp.state = record.state;
   state.sfpIps[record.sfp].modulePresent = 1;
   state.sfpIps[record.sfp].signalPresent = record.linkReceiveRate != 0;

@@ -95,8 +95,8 @@ void ReadSfpSt2059(Members& members, St2059SfpStatus& status) {
   status.offsetFromMaster = members.Whole(event_members::offsetFromMaster);
   status.averageMeanPathDelay = members.Whole(event_members::averageMeanPathDelay);
   Members correction = members.Object(event_members::lastCorrection);
-  status.lastCorrectionSeconds = correction.Whole(event_members::seconds);
-  status.lastCorrectionNanoseconds = correction.Whole(event_members::nanoseconds);
+  status.lastCorrection.seconds = correction.Whole(event_members::seconds);
+  status.lastCorrection.nanoseconds = correction.Whole(event_members::nanoseconds);
   members.AlsoNeeds(correction);
   status.state = static_cast<std::int32_t>(members.Code(event_members::state, st2059States, invalid));
 }

@@ -319,8 +319,7 @@ St2059SfpStatus CardModel::Impl::ReadSt2059SfpStatus(std::size_t sfp) const {
   }
   status.offsetFromMaster = record.offsetFromMaster;
   status.averageMeanPathDelay = record.averagePathDelay;
-  status.lastCorrectionSeconds = record.lastCorrectionSeconds;
-  status.lastCorrectionNanoseconds = record.lastCorrectionNanoseconds;
+  status.lastCorrection = record.lastCorrection;
   const std::int32_t rawState = raw_[sfp].portState;
   status.state = rawState != 0 ? rawState : static_cast<std::int32_t>(ports_[sfp].Follower().State());
   return status;

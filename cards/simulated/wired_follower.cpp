@@ -98,9 +98,7 @@ void WiredFollower::ExchangeDelay(const CardClock& clock, double slotRestSeconds
 }
 
 void WiredFollower::ClockCorrected(double nanoseconds) {
-  const ptp::SecondsNanoseconds correction = ptp::SplitNanoseconds(std::llround(nanoseconds));
-  record_.lastCorrectionSeconds = correction.seconds;
-  record_.lastCorrectionNanoseconds = correction.nanoseconds;
+  record_.lastCorrection = ptp::NearestPair(std::llround(nanoseconds));
 }
 
 void WiredFollower::CloseInterval() {

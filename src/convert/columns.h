@@ -95,16 +95,16 @@ inline constexpr Row announceRows[] = {
 };
 
 inline constexpr Row quantityRows[] = {
-    {"su-s", offsetof(QuantityFigures, sumSeconds), Rendering::Signed32},
-    {"su-ns", offsetof(QuantityFigures, sumNanoseconds), Rendering::Signed32},
-    {"mi-s", offsetof(QuantityFigures, minimumSeconds), Rendering::Signed32},
-    {"mi-ns", offsetof(QuantityFigures, minimumNanoseconds), Rendering::Signed32},
-    {"ma-s", offsetof(QuantityFigures, maximumSeconds), Rendering::Signed32},
-    {"ma-ns", offsetof(QuantityFigures, maximumNanoseconds), Rendering::Signed32},
-    {"ssd-s", offsetof(QuantityFigures, summedSquaredDeviationSeconds), Rendering::Signed32},
-    {"ssd-ns", offsetof(QuantityFigures, summedSquaredDeviationNanoseconds), Rendering::Signed32},
-    {"ave", offsetof(QuantityFigures, sumSeconds), Rendering::Average},
-    {"sd", offsetof(QuantityFigures, summedSquaredDeviationSeconds), Rendering::StandardDeviation},
+    {"su-s", offsetof(QuantityFigures, sum.seconds), Rendering::Signed32},
+    {"su-ns", offsetof(QuantityFigures, sum.nanoseconds), Rendering::Signed32},
+    {"mi-s", offsetof(QuantityFigures, minimum.seconds), Rendering::Signed32},
+    {"mi-ns", offsetof(QuantityFigures, minimum.nanoseconds), Rendering::Signed32},
+    {"ma-s", offsetof(QuantityFigures, maximum.seconds), Rendering::Signed32},
+    {"ma-ns", offsetof(QuantityFigures, maximum.nanoseconds), Rendering::Signed32},
+    {"ssd-s", offsetof(QuantityFigures, summedSquaredDeviation.seconds), Rendering::Signed32},
+    {"ssd-ns", offsetof(QuantityFigures, summedSquaredDeviation.nanoseconds), Rendering::Signed32},
+    {"ave", offsetof(QuantityFigures, sum.seconds), Rendering::Average},
+    {"sd", offsetof(QuantityFigures, summedSquaredDeviation.seconds), Rendering::StandardDeviation},
 };
 
 inline constexpr Row unitRows[] = {
@@ -128,8 +128,8 @@ inline constexpr Row portRows[] = {
     {"bsmsclid", offsetof(TelemetryRecord, bestMasterClockId), Rendering::ClockIdentity},
     {"offrmast", offsetof(TelemetryRecord, offsetFromMaster), Rendering::Signed32},
     {"avepadelns", offsetof(TelemetryRecord, averagePathDelay), Rendering::Signed32},
-    {"lastcor-s", offsetof(TelemetryRecord, lastCorrectionSeconds), Rendering::Signed32},
-    {"lastcor-ns", offsetof(TelemetryRecord, lastCorrectionNanoseconds), Rendering::Signed32},
+    {"lastcor-s", offsetof(TelemetryRecord, lastCorrection.seconds), Rendering::Signed32},
+    {"lastcor-ns", offsetof(TelemetryRecord, lastCorrection.nanoseconds), Rendering::Signed32},
     {"tp-curutcoff", offsetof(TelemetryRecord, currentUtcOffset), Rendering::Signed32},
     {"tp-curutcoffval", offsetof(TelemetryRecord, currentUtcOffsetValid), Rendering::Unsigned32},
     {"tp-leap59", offsetof(TelemetryRecord, leap59), Rendering::Unsigned32},

@@ -5,17 +5,11 @@
 namespace kestrune {
 namespace {
 
-constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
-
-double Nanoseconds(std::int32_t seconds, std::int32_t nanoseconds) {
-  return seconds * static_cast<double>(nanosecondsPerSecond) + nanoseconds;
-}
+double Nanoseconds(const SecondsNanoseconds& time) { return time.seconds * 1e9 + time.nanoseconds; }
 
 QuantitySums MakeSums(const QuantityFigures& figures) {
-  return {Nanoseconds(figures.sumSeconds, figures.sumNanoseconds),
-          Nanoseconds(figures.minimumSeconds, figures.minimumNanoseconds),
-          Nanoseconds(figures.maximumSeconds, figures.maximumNanoseconds),
-          Nanoseconds(figures.summedSquaredDeviationSeconds, figures.summedSquaredDeviationNanoseconds)};
+  return {Nanoseconds(figures.sum), Nanoseconds(figures.minimum), Nanoseconds(figures.maximum),
+          Nanoseconds(figures.summedSquaredDeviation)};
 }
 
 /// 32-bit addition that wraps: a day's count is not guarded against overflow.
@@ -80,10 +74,7 @@ SecondsNanoseconds SplitNanoseconds(double nanoseconds) {
   // What no 64-bit integer holds, such as the root of a negative deviation, becomes the smallest, as on x86.
   constexpr double limit = 0x1p63;
   const bool fits = nanoseconds >= -limit && nanoseconds < limit;
-  const std::int64_t whole = fits ? static_cast<std::int64_t>(nanoseconds) : INT64_MIN;
-  const std::int64_t seconds = whole / nanosecondsPerSecond;
-  return {static_cast<std::int32_t>(seconds),
-          static_cast<std::int32_t>(whole - seconds * nanosecondsPerSecond)};
+  return SplitNanoseconds(fits ? static_cast<std::int64_t>(nanoseconds) : INT64_MIN);
 }
 
 }  // namespace kestrune

@@ -3,17 +3,10 @@
 #include <array>
 #include <cstdint>
 
+#include "sdk/seconds_nanoseconds.h"
 #include "sdk/telemetry_record.h"
 
 namespace kestrune {
-
-/// A time as whole seconds and the nanoseconds left over, truncated toward zero: both parts carry the sign.
-struct SecondsNanoseconds {
-  std::int32_t seconds = 0;
-  std::int32_t nanoseconds = 0;
-
-  bool operator==(const SecondsNanoseconds&) const = default;
-};
 
 /// One quantity's figures, in nanoseconds: of a record, or of all records of a period.
 struct QuantitySums {

@@ -87,8 +87,8 @@ rapidjson::Document BuildSfpSt2059Document(std::uint32_t sfpNumber, const St2059
 
   auto& allocator = document.GetAllocator();
   rapidjson::Value lastCorrection(rapidjson::kObjectType);
-  lastCorrection.AddMember(rapidjson::StringRef(members::seconds), status.lastCorrectionSeconds, allocator);
-  lastCorrection.AddMember(rapidjson::StringRef(members::nanoseconds), status.lastCorrectionNanoseconds,
+  lastCorrection.AddMember(rapidjson::StringRef(members::seconds), status.lastCorrection.seconds, allocator);
+  lastCorrection.AddMember(rapidjson::StringRef(members::nanoseconds), status.lastCorrection.nanoseconds,
                            allocator);
   document.AddMember(rapidjson::StringRef(members::lastCorrection), lastCorrection, allocator);
 

@@ -1,18 +1,13 @@
 #include "platform/clock.h"
 
-#include <chrono>
-#include <ctime>
-#include <ratio>
-
 namespace kestrune {
 namespace {
-
-using Ticks = std::chrono::duration<std::int64_t, std::ratio<1, ticksPerSecond>>;
 
 class SystemClockImplementation : public Clock {
  public:
   std::int64_t NowTicks() override { return SinceEpoch<Ticks>(); }
   void SleepUntil(std::int64_t ticks) override { detail::SleepUntil(ticks); }
+  void SleepFor(std::chrono::milliseconds time) override { detail::SleepFor(time); }
   std::int64_t EpochSeconds() override { return SinceEpoch<std::chrono::seconds>(); }
 
  private:

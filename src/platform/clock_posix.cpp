@@ -1,4 +1,5 @@
 #include <ctime>
+#include <thread>
 
 #include "platform/clock.h"
 
@@ -12,6 +13,8 @@ void detail::SleepUntil(std::int64_t ticks) {
   until.tv_nsec = static_cast<long>(ticks % ticksPerSecond * (1'000'000'000 / ticksPerSecond));
   clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &until, nullptr);
 }
+
+void detail::SleepFor(std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }
 
 bool detail::ToLocalTime(std::time_t time, std::tm& local) { return localtime_r(&time, &local) != nullptr; }
 

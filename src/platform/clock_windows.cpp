@@ -16,6 +16,8 @@ void detail::SleepUntil(std::int64_t ticks) {
   if (milliseconds > 0) Sleep(static_cast<DWORD>(std::min(milliseconds, longestPiece)));
 }
 
+void detail::SleepFor(std::chrono::milliseconds time) { Sleep(static_cast<DWORD>(time.count())); }
+
 bool detail::ToLocalTime(std::time_t time, std::tm& local) { return localtime_s(&local, &time) == 0; }
 
 }  // namespace kestrune

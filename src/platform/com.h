@@ -76,8 +76,8 @@ inline constexpr DWORD CLSCTX_INPROC_SERVER = 0x1;
 HRESULT CoInitializeEx(void* reserved, DWORD concurrencyModel);
 
 /// Creates an object of class `clsid` in the in-process server: the shared library that the environment
-/// variable ZV_CARD_SERVICES names, else libzvsimcard.so in the folder of the running program. The library is
-/// asked through its exported DllGetClassObject and stays loaded. `*object` receives one reference.
+/// variable ZV_CARD_SERVICES names, else the simulated card in the folder of the running program. The library
+/// is asked through its exported DllGetClassObject and stays loaded. `*object` receives one reference.
 ///
 /// REGDB_E_CLASSNOTREG when there is no such library, when it can't be loaded or when it exports no
 /// DllGetClassObject (the last two with the loader's message on standard error); otherwise the library's own

@@ -22,7 +22,7 @@ std::string ServerLibrary() {
 
   std::error_code error;
   const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-  const auto beside = program.parent_path() / "libzvsimcard.so";
+  const auto beside = program.parent_path() / KESTRUNE_DEFAULT_CARD_SERVICES;
   return !error && std::filesystem::exists(beside, error) ? beside.string() : std::string();
 }
 

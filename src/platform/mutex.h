@@ -9,6 +9,7 @@
 #define ZV_THREAD_SAFETY(attribute)
 #endif
 #define GUARDED_BY(mutex) ZV_THREAD_SAFETY(guarded_by(mutex))
+#define POINTEE_GUARDED_BY(mutex) ZV_THREAD_SAFETY(pt_guarded_by(mutex))
 #define REQUIRES(mutex) ZV_THREAD_SAFETY(requires_capability(mutex))
 
 namespace kestrune {

@@ -81,8 +81,7 @@ struct St2059SfpStatus {
   std::int32_t offsetFromMaster;
   std::uint8_t notRead28[4];
   std::int32_t averageMeanPathDelay;
-  std::int32_t lastCorrectionSeconds;
-  std::int32_t lastCorrectionNanoseconds;
+  SecondsNanoseconds lastCorrection;
   std::int32_t state;  ///< PTP port state, as in TelemetryRecord
 };
 static_assert(sizeof(St2059SfpStatus) == 48);
@@ -90,8 +89,7 @@ static_assert(offsetof(St2059SfpStatus, bestMasterClockId) == 8);
 static_assert(offsetof(St2059SfpStatus, grandMasterClockId) == 16);
 static_assert(offsetof(St2059SfpStatus, offsetFromMaster) == 24);
 static_assert(offsetof(St2059SfpStatus, averageMeanPathDelay) == 32);
-static_assert(offsetof(St2059SfpStatus, lastCorrectionSeconds) == 36);
-static_assert(offsetof(St2059SfpStatus, lastCorrectionNanoseconds) == 40);
+static_assert(offsetof(St2059SfpStatus, lastCorrection) == 36);
 static_assert(offsetof(St2059SfpStatus, state) == 44);
 
 struct SfpIpStatus {

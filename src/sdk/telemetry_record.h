@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "sdk/seconds_nanoseconds.h"
+
 namespace kestrune {
 
 /// The card's figures for one timing quantity over the samples of one telemetry interval: pairs of a seconds
@@ -10,14 +12,10 @@ namespace kestrune {
 /// summed squared deviation in their squares. Average = sum / N and standard deviation = sqrt(summed squared
 /// deviation / N), N the interval's sample count.
 struct QuantityFigures {
-  std::int32_t sumSeconds;
-  std::int32_t sumNanoseconds;
-  std::int32_t minimumSeconds;
-  std::int32_t minimumNanoseconds;
-  std::int32_t maximumSeconds;
-  std::int32_t maximumNanoseconds;
-  std::int32_t summedSquaredDeviationSeconds;
-  std::int32_t summedSquaredDeviationNanoseconds;
+  SecondsNanoseconds sum;
+  SecondsNanoseconds minimum;
+  SecondsNanoseconds maximum;
+  SecondsNanoseconds summedSquaredDeviation;
 };
 static_assert(sizeof(QuantityFigures) == 32);
 
@@ -101,8 +99,7 @@ struct TelemetryRecord {
   std::uint8_t bestMasterClockId[8];  ///< octets in wire order
   std::int32_t offsetFromMaster;
   std::int32_t averagePathDelay;  ///< nanoseconds
-  std::int32_t lastCorrectionSeconds;
-  std::int32_t lastCorrectionNanoseconds;
+  SecondsNanoseconds lastCorrection;
   std::int32_t currentUtcOffset;  ///< seconds
   std::uint32_t currentUtcOffsetValid;
   std::uint32_t leap59;
@@ -144,8 +141,7 @@ static_assert(offsetof(TelemetryRecord, numberOfPtpMasters) == 832);
 static_assert(offsetof(TelemetryRecord, bestMasterClockId) == 840);
 static_assert(offsetof(TelemetryRecord, offsetFromMaster) == 848);
 static_assert(offsetof(TelemetryRecord, averagePathDelay) == 852);
-static_assert(offsetof(TelemetryRecord, lastCorrectionSeconds) == 856);
-static_assert(offsetof(TelemetryRecord, lastCorrectionNanoseconds) == 860);
+static_assert(offsetof(TelemetryRecord, lastCorrection) == 856);
 static_assert(offsetof(TelemetryRecord, currentUtcOffset) == 864);
 static_assert(offsetof(TelemetryRecord, currentUtcOffsetValid) == 868);
 static_assert(offsetof(TelemetryRecord, leap59) == 872);

@@ -61,8 +61,8 @@ TEST(EventDocuments, MembersStandInOrder) {
   sfp.grandMasterClockId = UINT64_MAX;
   sfp.offsetFromMaster = -5;
   sfp.averageMeanPathDelay = INT32_MAX;
-  sfp.lastCorrectionSeconds = -1;
-  sfp.lastCorrectionNanoseconds = INT32_MIN;
+  sfp.lastCorrection.seconds = -1;
+  sfp.lastCorrection.nanoseconds = INT32_MIN;
   sfp.state = 10;
   EXPECT_EQ(
       Text(BuildSfpSt2059Document(2, sfp)),

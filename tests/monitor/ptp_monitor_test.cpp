@@ -26,6 +26,7 @@ class LeapingClock : public Clock {
     now = ticks;
     if (onWakeUp) onWakeUp(ticks);
   }
+  void SleepFor(std::chrono::milliseconds) override {}
   std::int64_t EpochSeconds() override {
     ++epochReads;
     if (onEpochSeconds) onEpochSeconds();

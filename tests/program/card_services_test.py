@@ -12,7 +12,7 @@ NOTHING_CREATED = (
     ": Could not create IZvSystemConfiguration"
     " : ZV_E_INVALID_POINTER: One of the method parameter is a uninitialized pointer."
 )
-CLASS_KEY = r"HKLM\Software\Classes\CLSID\{61113A25-4EF7-45CA-9493-C20D255E4ACA}\InprocServer32"
+CLASS_KEY = rf"HKLM\Software\Classes\CLSID\{os.environ.get('KESTRUNE_CLASS')}\InprocServer32"
 
 
 def wine(*arguments):

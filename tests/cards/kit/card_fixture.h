@@ -79,8 +79,10 @@ class LeapingClock final : public Clock {
  public:
   LeapingClock(std::chrono::seconds limit, std::chrono::seconds leap) : limit_(limit), leap_(leap) {}
 
-  std::chrono::system_clock::time_point Now() override {
-    return std::chrono::system_clock::time_point(std::chrono::milliseconds(now_));
+  std::int64_t NowTicks() override { return Ticks(std::chrono::milliseconds(now_)).count(); }
+  std::int64_t EpochSeconds() override { return now_ / 1000; }
+  void SleepUntil(std::int64_t ticks) override {
+    SleepFor(std::chrono::ceil<std::chrono::milliseconds>(Ticks(ticks - NowTicks())));
   }
   void SleepFor(std::chrono::milliseconds time) override {
     const auto step = std::max(time, leap_);

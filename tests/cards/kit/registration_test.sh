@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
 # regsvr32 on the simulated card under Wine, in a prefix of its own: registers for the user, leaves the servers of others
-# alone and takes back only its own registration. Arguments: scripts/wine, the library, a folder for the prefix.
+# alone and takes back only its own registration. Arguments: scripts/wine, the library, a folder for the prefix,
+# the class.
 set -euo pipefail
 
 wine=$1 library=Z:${2//\//\\}
 export WINEPREFIX=$3
-class='Software\Classes\CLSID\{61113A25-4EF7-45CA-9493-C20D255E4ACA}'
+class="Software\\Classes\\CLSID\\$4"
 
 rm -rf "$WINEPREFIX"
 trap '"$wine" --stop; rm -rf "$WINEPREFIX" "$WINEPREFIX.lock"' EXIT

@@ -117,9 +117,9 @@ TEST(Follower, MatchesMessagesBySourceAndSequence) {
   FillRecord(follower, record);
   const PerformanceMonitoring& figures = record.performanceMonitoring;
   EXPECT_EQ(figures.numberOfSyncSinceLastTelemetry, 3);
-  EXPECT_EQ(figures.originTimestampJitter.maximumNanoseconds, 0) << "across the sequence's end";
+  EXPECT_EQ(figures.originTimestampJitter.maximum.nanoseconds, 0) << "across the sequence's end";
   EXPECT_EQ(figures.numberOfDelayRespSinceLastTelemetry, 1);
-  EXPECT_EQ(figures.delayReqToDelayRespDelay.sumNanoseconds, 2000);
+  EXPECT_EQ(figures.delayReqToDelayRespDelay.sum.nanoseconds, 2000);
   EXPECT_EQ(record.twoStepFlag, 1U);
   EXPECT_EQ(record.syncMessagesReceived, 4U);
 }
@@ -127,20 +127,20 @@ TEST(Follower, MatchesMessagesBySourceAndSequence) {
 TEST(IntervalStatistics, HoldsAnyNumberOfSamplesExactly) {
   IntervalStatistics statistics;
   const QuantityFigures none = statistics.Figures();
-  EXPECT_EQ(none.sumNanoseconds + none.minimumNanoseconds + none.summedSquaredDeviationSeconds, 0);
+  EXPECT_EQ(none.sum.nanoseconds + none.minimum.nanoseconds + none.summedSquaredDeviation.seconds, 0);
   for (std::int64_t sample = 0; sample < 1000; ++sample) statistics.Add(100'000'000'000 + sample % 2 * 3);
   const QuantityFigures figures = statistics.Figures();
   EXPECT_EQ(statistics.Count(), 1000);
-  EXPECT_EQ(figures.sumSeconds, 100'000);
-  EXPECT_EQ(figures.sumNanoseconds, 1'500);
-  EXPECT_EQ(figures.minimumNanoseconds, 0);
-  EXPECT_EQ(figures.maximumNanoseconds, 3);
-  EXPECT_EQ(figures.summedSquaredDeviationNanoseconds, 2'250) << "1000 times 1.5 squared";
+  EXPECT_EQ(figures.sum.seconds, 100'000);
+  EXPECT_EQ(figures.sum.nanoseconds, 1'500);
+  EXPECT_EQ(figures.minimum.nanoseconds, 0);
+  EXPECT_EQ(figures.maximum.nanoseconds, 3);
+  EXPECT_EQ(figures.summedSquaredDeviation.nanoseconds, 2'250) << "1000 times 1.5 squared";
 
   statistics.Add(-100'000'000'000);
   const QuantityFigures most = statistics.Figures();
-  EXPECT_EQ(most.minimumSeconds, -100);
-  EXPECT_EQ(most.summedSquaredDeviationSeconds, 2'147'483'647) << "more than a pair holds";
+  EXPECT_EQ(most.minimum.seconds, -100);
+  EXPECT_EQ(most.summedSquaredDeviation.seconds, 2'147'483'647) << "more than a pair holds";
 }
 
 }  // namespace

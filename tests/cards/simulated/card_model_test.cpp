@@ -53,10 +53,11 @@ double Nanoseconds(std::int32_t seconds, std::int32_t nanoseconds) { return seco
 /// A quantity's figures over an interval, in nanoseconds.
 struct Figures {
   Figures(const QuantityFigures& figures, std::int32_t count)
-      : mean(count == 0 ? 0 : Nanoseconds(figures.sumSeconds, figures.sumNanoseconds) / count),
-        minimum(Nanoseconds(figures.minimumSeconds, figures.minimumNanoseconds)),
-        maximum(Nanoseconds(figures.maximumSeconds, figures.maximumNanoseconds)),
-        ssd(Nanoseconds(figures.summedSquaredDeviationSeconds, figures.summedSquaredDeviationNanoseconds)) {}
+      : mean(count == 0 ? 0 : Nanoseconds(figures.sum.seconds, figures.sum.nanoseconds) / count),
+        minimum(Nanoseconds(figures.minimum.seconds, figures.minimum.nanoseconds)),
+        maximum(Nanoseconds(figures.maximum.seconds, figures.maximum.nanoseconds)),
+        ssd(Nanoseconds(figures.summedSquaredDeviation.seconds, figures.summedSquaredDeviation.nanoseconds)) {
+  }
 
   double mean;
   double minimum;
@@ -112,7 +113,7 @@ TEST(CardModel, LocksFromColdStartAndStaysWithinTheJitter) {
       const double bound = 7 * jitterNs + 10;
       for (int second = 0; second < 600; ++second) {
         const CardModel::Step passed = model.Advance();
-        ASSERT_EQ(passed.telemetry[0].lastCorrectionNanoseconds, -passed.telemetry[0].offsetFromMaster);
+        ASSERT_EQ(passed.telemetry[0].lastCorrection.nanoseconds, -passed.telemetry[0].offsetFromMaster);
         for (const TelemetryRecord& record : passed.telemetry) {
           ASSERT_EQ(record.state, followerLocked);
           ASSERT_GT(Offset(record).minimum, -bound);
