@@ -9,8 +9,6 @@
 namespace kestrune::ptp {
 namespace {
 
-constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
-
 void StoreOctets(std::uint64_t identity, std::uint8_t (&octets)[8]) {
   for (int octet = 0; octet < 8; ++octet)
     octets[octet] = static_cast<std::uint8_t>(identity >> (56 - 8 * octet));

@@ -6,7 +6,6 @@
 namespace kestrune::ptp {
 namespace {
 
-constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
 constexpr std::int64_t largestPair =
     std::numeric_limits<std::int32_t>::max() * nanosecondsPerSecond + (nanosecondsPerSecond - 1);
 

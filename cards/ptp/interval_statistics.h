@@ -9,10 +9,10 @@ namespace kestrune::ptp {
 /// A time as the card's records carry it; beyond what 32-bit seconds hold, the nearest that they do hold.
 SecondsNanoseconds NearestPair(std::int64_t nanoseconds);
 
-/// The samples of one timing quantity in one telemetry interval, any number of them.
+/// The samples of one timing quantity in one telemetry interval.
 class IntervalStatistics {
  public:
-  /// `nanoseconds` within ±1e16, which is four months.
+  /// `nanoseconds` within ±1e16, which is four months; of such values 900, of those within a day 100,000.
   void Add(std::int64_t nanoseconds);
 
   std::int32_t Count() const { return count_; }

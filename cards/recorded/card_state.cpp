@@ -26,7 +26,7 @@ bool FollowersDiffer(const St2059SfpStatus& left, const St2059SfpStatus& right) 
 
 }  // namespace
 
-void Apply(const TelemetryRecord& record, CardState& state) {
+void ApplyToSfp(const TelemetryRecord& record, CardState& state) {
   if (record.sfp >= state.st2059Sfps.size()) return;
   St2059SfpStatus& sfp = state.st2059Sfps[record.sfp];
   sfp.bestMasterClockId = Identity(record.bestMasterClockId);
@@ -35,6 +35,11 @@ void Apply(const TelemetryRecord& record, CardState& state) {
   sfp.averageMeanPathDelay = record.averagePathDelay;
   sfp.lastCorrection = record.lastCorrection;
   sfp.state = record.state;
+}
+
+void Apply(const TelemetryRecord& record, CardState& state) {
+  if (record.sfp >= state.st2059Sfps.size()) return;
+  ApplyToSfp(record, state);
   state.sfpIps[record.sfp].modulePresent = 1;
   state.sfpIps[record.sfp].signalPresent = record.linkReceiveRate != 0;
 

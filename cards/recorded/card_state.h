@@ -3,7 +3,6 @@
 #include <array>
 
 #include "kit/card.h"
-
 #include "sdk/records.h"
 
 namespace kestrune::recorded {
@@ -18,7 +17,11 @@ struct CardState {
   std::array<SfpIpStatus, 2> sfpIps{MakeRecord<SfpIpStatus>(), MakeRecord<SfpIpStatus>()};
 };
 
-/// What a record tells of its SFP, and of the card: that it follows the SFP that has come further.
+/// What a record tells of its SFP's ST 2059 status.
+void ApplyToSfp(const TelemetryRecord& record, CardState& state);
+
+/// Likewise, and of the SFP's module and signal, and of the card: that it follows the SFP that has come
+/// further.
 void Apply(const TelemetryRecord& record, CardState& state);
 
 /// Marks in `step` the kinds of status that have changed. Offsets and delays alone are no change.

@@ -11,7 +11,7 @@
 
 namespace kestrune::kit {
 
-const char* const libraryName = "zvreplay";
+const char* const libraryName = KESTRUNE_LIBRARY_NAME;
 
 std::variant<System, HRESULT> MakeSystem() {
   const std::string rawData = EnvironmentText("ZV_REPLAY_FILE");

@@ -23,6 +23,7 @@ RecordedCard::RecordedCard(std::string serialNumber, RawDataReader raw, std::opt
       loop_(loop),
       raw_(std::move(raw)),
       log_(std::move(log)) {
+  if (log_ && log_->Peek() == nullptr) log_.reset();
   state_.genlockStatus.state = genlockFreeRunning;
   state_.st2059Settings.bestMasterSfpSelection = automaticSelection;
 }
@@ -50,6 +51,7 @@ void RecordedCard::Begin() {
   documentTime_ = PlayedTime(firstEpoch_);
   documentDue_.reset();
   runBegins_ = false;
+  logEnded_ = false;
   log_->Rewind();
   PassOverEarlierRuns();
 }
@@ -95,6 +97,7 @@ bool RecordedCard::TakeDueDocument(Step& step) {
   documentDue_.reset();
 
   const EventDocument document = *log_->Take();
+  logEnded_ = document.type == EventLogType::EndOfMonitoring;
   if (document.initial && document.type != EventLogType::StartOfMonitoring) {
     if (!std::exchange(runBegins_, true)) beforeRun_ = state_;
     Apply(document, state_);
@@ -134,12 +137,18 @@ void RecordedCard::ApplyWithCompanions(const EventDocument& document, Step& step
 
 void RecordedCard::TakeDueRecords(Step& step) {
   const CardState before = state_;
+  // A log that breaks off tells no more than none.
+  const bool recordsTell = !log_ || (log_->Peek() == nullptr && !logEnded_);
   while (unit_ && unitDue_ <= now_ - begun_ && step.telemetry.size() < mostRecordsASecond) {
     step.telemetry.push_back(unit_->record);
-    if (!log_) Show(unit_->record);
+    if (recordsTell) {
+      Show(unit_->record);
+    } else {
+      ApplyToSfp(unit_->record, state_);
+    }
     NextUnit();
   }
-  MarkChanges(before, state_, step);
+  if (recordsTell) MarkChanges(before, state_, step);
 }
 
 void RecordedCard::Show(const TelemetryRecord& record) {

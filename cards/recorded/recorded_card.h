@@ -12,8 +12,10 @@
 namespace kestrune::recorded {
 
 /// A card that tells what a recording holds, at the recording's pace, its first record one second after the
-/// telemetry has been asked for. The event log's documents are the card's state and its changes; without a
-/// log, the records are. Of what neither holds the card knows nothing.
+/// telemetry has been asked for. The event log's documents are the card's state and its changes. The
+/// records are what the log doesn't hold: the SFPs' ST 2059 status between its documents; without a log, and
+/// after one that breaks off before the end of monitoring, all that they tell. Of what neither holds the card
+/// knows nothing.
 class RecordedCard final : public kit::Card {
  public:
   /// `raw` stands at its begin and holds a record. With `loop`, the recording begins anew a second after its
@@ -60,6 +62,7 @@ class RecordedCard final : public kit::Card {
   CardState state_;
   CardState beforeRun_;     ///< as the monitoring showed it before the initial documents of its next run
   bool runBegins_ = false;  ///< beforeRun_ holds
+  bool logEnded_ = false;   ///< its last document told the end of monitoring
   std::array<int, 2> silence_{};  ///< records of the other SFP since this one's last
 };
 

@@ -15,7 +15,7 @@
 
 namespace kestrune::kit {
 
-const char* const libraryName = "zvsimcard";
+const char* const libraryName = KESTRUNE_LIBRARY_NAME;
 
 std::variant<System, HRESULT> MakeSystem() {
   using namespace simulated;

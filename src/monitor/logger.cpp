@@ -33,10 +33,7 @@ Logger::~Logger() {
 
   periodTestResultsFile_.Close();
   eventLog_.Close();
-  {
-    const MutexLock lock(telemetryMutex_);
-    rawDataFile_.Close();
-  }
+  CloseRawDataFile();
   // While the mutexes still stand: a notification for SFP B may be under way.
   card_.Release();
 }
@@ -71,6 +68,11 @@ ResultHolder Logger::OpenLogFiles(const std::string& prefix, const std::string& 
 bool Logger::OpenRawDataFile() {
   const MutexLock lock(telemetryMutex_);
   return rawDataFile_.OpenUnits(NativePath(rawDataFileName_), sizeof(RawDataUnit));
+}
+
+void Logger::CloseRawDataFile() {
+  const MutexLock lock(telemetryMutex_);
+  rawDataFile_.Close();
 }
 
 void Logger::WriteStartOfTestRun() {

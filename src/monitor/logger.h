@@ -70,6 +70,7 @@ class Logger : public CZvUnknown,
  private:
   ResultHolder OpenLogFiles(const std::string& prefix, const std::string& folder);
   bool OpenRawDataFile();
+  void CloseRawDataFile();
   void WriteStartOfTestRun();
   void StoreRecord(std::int64_t epochTime, const TelemetryRecord& record) REQUIRES(telemetryMutex_);
   void AddToPeriods(const TelemetryRecord& record) REQUIRES(telemetryMutex_);

@@ -20,7 +20,8 @@ class SystemClockImplementation : public Clock {
 }  // namespace
 
 Clock& SystemClock() {
-  static SystemClockImplementation clock;
+  // Never destroyed: a thread that outlives main may ask it.
+  static auto& clock = *new SystemClockImplementation;
   return clock;
 }
 

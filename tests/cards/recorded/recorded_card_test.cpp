@@ -121,15 +121,22 @@ TEST_F(Recording, WithoutALogTellsWhatTheRecordsShow) {
     if (second < 12) units.push_back(Unit(start + second, 1, second < 3 ? 8 : 9));
   }
   units[14].record.linkReceiveRate = 0;  // SFP A in the eighth second
-  kit::Card& card = Play(units);
-  EXPECT_EQ(card.ReadSt2059Status().bestMasterSfp, 1);
-  EXPECT_EQ(card.ReadSt2059SfpStatus(1).state, 8);
-  EXPECT_EQ(card.ReadSt2059Status().bestMasterClockId, 5U);
-  std::string told = Tell(30);
-  std::erase_if(told, [](char c) { return c == 'a' || c == 'b'; });
-  EXPECT_EQ(told,
-            "1 2 3 4P10 5 6P9 7 8A1 9A1 10 11 12 13 14 15 16 17 18 19 20 21 22B0 23 24 25 26 27 28 29 30 ");
-  EXPECT_EQ(card.ReadSfpIpStatus(1).modulePresent, 0) << "no more records of it";
+  // A log that is empty, or breaks off, tells no more than none.
+  const std::string brokenOff = Genlock(start - 1, "locked") + Document(start - 1, "start of monitoring");
+  for (const std::string& log : {std::string(), std::string("\n"), brokenOff}) {
+    kit::Card& card = Play(units, log);
+    EXPECT_EQ(card.ReadSt2059Status().bestMasterSfp, 1);
+    EXPECT_EQ(card.ReadSt2059SfpStatus(1).state, 8);
+    EXPECT_EQ(card.ReadSt2059Status().bestMasterClockId, 5U);
+    std::string told = Tell(30);
+    std::erase_if(told, [](char c) { return c == 'a' || c == 'b'; });
+    EXPECT_EQ(told,
+              "1 2 3 4P10 5 6P9 7 8A1 9A1 10 11 12 13 14 15 16 17 18 19 20 21 22B0 23 24 25 26 27 28 29 30 ");
+    EXPECT_EQ(card.ReadSfpIpStatus(1).modulePresent, 0) << "no more records of it";
+  }
+  kit::Card& card = Play(units, brokenOff + Document(start + 29, "end of monitoring"));
+  Tell(10);
+  EXPECT_EQ(card.ReadSt2059SfpStatus(0).state, 8) << "what no document holds follows the records";
 }
 
 TEST_F(Recording, TellsTheLogsChangesAtTheirTimes) {
