@@ -1,7 +1,7 @@
-/* Card services as somebody else might write them: in C, with bare tables of function pointers and records as plain
- * bytes, knowing the positions and offsets but none of the program's headers. One card, whose telemetry and
- * notifications come from one thread while the program registers for telemetry. Every position that nobody may call
- * ends the process with status 99. */
+/* Card services as somebody else might write them: in C, with bare tables of function pointers and records as
+ * plain bytes, knowing the positions and offsets but none of the program's headers. One card, whose telemetry
+ * and notifications come from one thread while the program registers for telemetry. Every position that
+ * nobody may call ends the process with status 99. */
 
 #include <stdint.h>
 #include <stdio.h>
@@ -24,138 +24,120 @@ typedef int32_t Result;
 #define NO_INTERFACE ((Result)0x80004002u)
 
 typedef void (*Position)(void);
-typedef struct {
-  const Position* table;
-  uint32_t references;
-} Object;
-
-static Result CALL Unexpected(void) {
-  fprintf(stderr, "a position that nobody may call was called\n");
-  fflush(stderr);
-  _Exit(99);
-}
-
-static uint32_t CALL AddRef(Object* self) { return ++self->references; }
-static uint32_t CALL Release(Object* self) { return --self->references; }
-
-static Result HandOut(Object* object, void** out) {
-  AddRef(object);
-  *out = object;
-  return 0;
-}
 
 /* The program's callbacks: position 1 AddRef, 2 Release, 3 the notification. */
 typedef struct {
   Position* table;
 } Callback;
 typedef uint32_t(CALL* CountOperation)(Callback*);
+typedef Result(CALL* BareNotification)(Callback*);
+typedef Result(CALL* Notification)(Callback*, const void*);
 
-static Callback* telemetry_callback;
-static Callback* genlock_callback;
-static Callback* st2059_callback;
-static Callback* sfp_callbacks[2];
+/* Any object of the card: an SFP has a number, an enumerator items, and what notifies holds its callback. */
+typedef struct Object {
+  const Position* table;
+  uint32_t number;
+  struct Object* items;
+  unsigned count;
+  unsigned next;
+  uint32_t references;
+  Callback* callback;
+} Object;
+typedef Result(CALL* SfpNotification)(Callback*, Object*, const void*);
 
-static Result Keep(Callback** held, Callback* callback) {
-  ((CountOperation)callback->table[1])(callback);
-  *held = callback;
+static void End(int status, const char* why) {
+  fprintf(stderr, "%s\n", why);
+  fflush(stderr);
+  _Exit(status);
+}
+static void Expect(int truth, const char* otherwise) {
+  if (!truth) End(98, otherwise);
+}
+static Result CALL Unexpected(void) {
+  End(99, "a position that nobody may call was called");
   return 0;
 }
-static Result Drop(Callback** held, Callback* callback) {
-  if (*held != callback) return (Result)0x89998005u;
-  *held = NULL;
+
+static uint32_t CALL AddRef(Object* self) { return ++self->references; }
+static uint32_t CALL Release(Object* self) { return --self->references; }
+static Result CALL NoQuery(Object* self, const void* iid, void** out) {
+  (void)self, (void)iid;
+  *out = NULL;
+  return NO_INTERFACE;
+}
+static Result HandOut(Object* object, void** out) {
+  AddRef(object);
+  *out = object;
+  return 0;
+}
+static Result CALL Next(Object* self, void** out) {
+  return self->next < self->count ? HandOut(&self->items[self->next++], out) : END_OF_ENUM;
+}
+static Result CALL Register(Object* self, Callback* callback) {
+  ((CountOperation)callback->table[1])(callback);
+  self->callback = callback;
+  return 0;
+}
+static Result CALL Unregister(Object* self, Callback* callback) {
+  if (self->callback != callback) return (Result)0x89998005u;
+  self->callback = NULL;
   ((CountOperation)callback->table[2])(callback);
   return 0;
 }
 
 static void Put32(void* record, size_t offset, uint32_t value) { memcpy((char*)record + offset, &value, 4); }
 static void Put64(void* record, size_t offset, uint64_t value) { memcpy((char*)record + offset, &value, 8); }
-static void Expect32(const void* record, size_t offset, uint32_t value) {
-  uint32_t found;
-  memcpy(&found, (const char*)record + offset, 4);
-  if (found == value) return;
-  fprintf(stderr, "size field at %u is %u, not %u\n", (unsigned)offset, (unsigned)found, (unsigned)value);
-  fflush(stderr);
-  _Exit(98);
+static void ExpectSize(const void* record, size_t offset, uint32_t size) {
+  Expect(memcmp((const char*)record + offset, &size, 4) == 0, "a record's size field is wrong");
 }
 
 #define FILLED(first, last) [first... last] = (Position)Unexpected
-#define UNKNOWN(query) (Position)(query), (Position)AddRef, (Position)Release
-
-static Result CALL NoQuery(Object* self, const void* iid, void** out) {
-  (void)self, (void)iid;
-  *out = NULL;
-  return NO_INTERFACE;
-}
+#define UNKNOWN (Position) NoQuery, (Position)AddRef, (Position)Release
+#define HANDS_OUT(name, object)                       \
+  static Result CALL name(Object* self, void** out) { \
+    (void)self;                                       \
+    return HandOut(&(object), out);                   \
+  }
 
 /* Genlock */
 
-static Object genlock, genlock_notification;
-
-static void FillGenlockStatus(void* record) { Put32(record, 4, 2); }
 static Result CALL GenlockSettings(Object* self, void* record) {
   (void)self;
-  Expect32(record, 0, 88);
+  ExpectSize(record, 0, 88);
   Put32(record, 60, 4);
   Put32(record, 68, 1);
   return 0;
 }
-static Result CALL GenlockNotification(Object* self, void** out) {
-  (void)self;
-  return HandOut(&genlock_notification, out);
-}
+static void FillGenlockStatus(void* record) { Put32(record, 4, 2); }
 static Result CALL GenlockStatus(Object* self, void* record) {
   (void)self;
-  Expect32(record, 0, 40);
+  ExpectSize(record, 0, 40);
   FillGenlockStatus(record);
   return 0;
 }
-static Result CALL RegisterGenlock(Object* self, Callback* callback) {
-  (void)self;
-  return Keep(&genlock_callback, callback);
-}
-static Result CALL UnregisterGenlock(Object* self, Callback* callback) {
-  (void)self;
-  return Drop(&genlock_callback, callback);
-}
-static const Position genlock_table[] = {UNKNOWN(NoQuery), (Position)GenlockSettings, (Position)Unexpected,
+static const Position genlock_notification_table[] = {UNKNOWN, FILLED(3, 4), (Position)Register,
+                                                      (Position)Unregister};
+static Object genlock_notification = {.table = genlock_notification_table};
+HANDS_OUT(GenlockNotification, genlock_notification)
+static const Position genlock_table[] = {UNKNOWN, (Position)GenlockSettings, (Position)Unexpected,
                                          (Position)GenlockNotification, (Position)GenlockStatus};
-static const Position genlock_notification_table[] = {UNKNOWN(NoQuery), (Position)Unexpected, (Position)Unexpected,
-                                                      (Position)RegisterGenlock, (Position)UnregisterGenlock};
-static Object genlock = {genlock_table, 0};
-static Object genlock_notification = {genlock_notification_table, 0};
+static Object genlock = {.table = genlock_table};
 
 /* SFPs */
 
-typedef struct {
-  Object object;
-  uint32_t number;
-} SfpObject;
-static SfpObject sfps[2], st2059_sfps[2];
-static unsigned next_sfp;
-
+static uint32_t CALL SfpNumber(Object* self) { return self->number; }
 static void FillSfpStatus(void* record) {
-  static const uint8_t status[3] = {1, 1, 0};
+  const uint8_t status[3] = {1, 1, 0};
   memcpy((char*)record + 4, status, sizeof status);
 }
-static uint32_t CALL SfpNumber(SfpObject* self) { return self->number; }
-static Result CALL SfpStatus(SfpObject* self, void* record) {
+static Result CALL SfpStatus(Object* self, void* record) {
   (void)self;
-  Expect32(record, 0, 8);
+  ExpectSize(record, 0, 8);
   FillSfpStatus(record);
   return 0;
 }
-static Result CALL RegisterSfp(SfpObject* self, Callback* callback) {
-  return Keep(&sfp_callbacks[self->number - 1], callback);
-}
-static Result CALL UnregisterSfp(SfpObject* self, Callback* callback) {
-  return Drop(&sfp_callbacks[self->number - 1], callback);
-}
-static Result CALL NextSfp(Object* self, void** out) {
-  (void)self;
-  return next_sfp < 2 ? HandOut(&sfps[next_sfp++].object, out) : END_OF_ENUM;
-}
-static Result CALL St2059SfpStatus(SfpObject* self, void* record) {
-  Expect32(record, 0, 48);
+static Result CALL St2059SfpStatus(Object* self, void* record) {
+  ExpectSize(record, 0, 48);
   Put64(record, 8, 0x100 + self->number);
   Put64(record, 16, 0x200 + self->number);
   Put32(record, 24, (uint32_t)-7);
@@ -165,15 +147,18 @@ static Result CALL St2059SfpStatus(SfpObject* self, void* record) {
   Put32(record, 44, 9);
   return 0;
 }
-static const Position sfp_table[] = {UNKNOWN(NoQuery),      (Position)SfpNumber, (Position)Unexpected,
-                                     (Position)Unexpected,  (Position)SfpStatus, (Position)RegisterSfp,
-                                     (Position)UnregisterSfp};
-static const Position sfp_enumerator_table[] = {UNKNOWN(NoQuery), (Position)Unexpected, (Position)NextSfp};
-static const Position st2059_sfp_table[] = {UNKNOWN(NoQuery), (Position)Unexpected, (Position)Unexpected,
-                                            (Position)St2059SfpStatus};
-static SfpObject sfps[2] = {{{sfp_table, 0}, 1}, {{sfp_table, 0}, 2}};
-static SfpObject st2059_sfps[2] = {{{st2059_sfp_table, 0}, 1}, {{st2059_sfp_table, 0}, 2}};
-static Object sfp_enumerator = {sfp_enumerator_table, 0};
+static const Position sfp_table[] = {UNKNOWN,
+                                     (Position)SfpNumber,
+                                     FILLED(4, 5),
+                                     (Position)SfpStatus,
+                                     (Position)Register,
+                                     (Position)Unregister};
+static const Position st2059_sfp_table[] = {UNKNOWN, FILLED(3, 4), (Position)St2059SfpStatus};
+static const Position enumerator_table[] = {UNKNOWN, (Position)Unexpected, (Position)Next};
+static Object sfps[2] = {{.table = sfp_table, .number = 1}, {.table = sfp_table, .number = 2}};
+static Object st2059_sfps[2] = {{.table = st2059_sfp_table, .number = 1},
+                                {.table = st2059_sfp_table, .number = 2}};
+static Object sfp_enumerator = {.table = enumerator_table, .items = sfps, .count = 2};
 
 /* ST 2059 */
 
@@ -185,160 +170,114 @@ static void FillSt2059Status(void* record) {
 }
 static Result CALL St2059Settings(Object* self, void* record) {
   (void)self;
-  Expect32(record, 0, 8);
+  ExpectSize(record, 0, 8);
   Put32(record, 4, 2);
   return 0;
 }
 static Result CALL St2059Status(Object* self, void* record) {
   (void)self;
-  Expect32(record, 0, 32);
+  ExpectSize(record, 0, 32);
   FillSt2059Status(record);
   return 0;
 }
-static Result CALL RegisterSt2059(Object* self, Callback* callback) {
+static Result CALL GetSt2059Sfp(Object* self, Object* sfp, void** out) {
   (void)self;
-  return Keep(&st2059_callback, callback);
+  return HandOut(&st2059_sfps[sfp->number - 1], out);
 }
-static Result CALL UnregisterSt2059(Object* self, Callback* callback) {
-  (void)self;
-  return Drop(&st2059_callback, callback);
-}
-static Result CALL GetSt2059Sfp(Object* self, SfpObject* sfp, void** out) {
-  (void)self;
-  return HandOut(&st2059_sfps[sfp->number - 1].object, out);
-}
-static const Position st2059_table[] = {UNKNOWN(NoQuery),         (Position)Unexpected,     (Position)St2059Settings,
-                                        (Position)St2059Status,   (Position)RegisterSt2059, (Position)UnregisterSt2059,
+static const Position st2059_table[] = {UNKNOWN,
+                                        (Position)Unexpected,
+                                        (Position)St2059Settings,
+                                        (Position)St2059Status,
+                                        (Position)Register,
+                                        (Position)Unregister,
                                         (Position)GetSt2059Sfp};
-static Object st2059 = {st2059_table, 0};
+static Object st2059 = {.table = st2059_table};
 
 /* The card */
 
 static const uint8_t private_iid[16] = {0x76, 0xE7, 0xBB, 0x67, 0xAF, 0x56, 0x34, 0x4E,
                                         0x9B, 0x30, 0xC0, 0xC0, 0x62, 0x86, 0x33, 0x86};
-static unsigned next_card;
 static unsigned batches;
 
 static Result CALL QueryCard(Object* self, const void* iid, void** out) {
-  if (memcmp(iid, private_iid, sizeof private_iid) == 0) return HandOut(self, out);
-  return NoQuery(self, iid, out);
+  return memcmp(iid, private_iid, sizeof private_iid) == 0 ? HandOut(self, out) : NoQuery(self, iid, out);
 }
-static Result CALL GetGenlock(Object* self, void** out) {
-  (void)self;
-  return HandOut(&genlock, out);
-}
+HANDS_OUT(GetGenlock, genlock)
+HANDS_OUT(CreateSfpEnumerator, sfp_enumerator)
+HANDS_OUT(GetSt2059, st2059)
 static Result CALL CardInformation(Object* self, void* record, uint32_t reserved) {
   (void)self;
-  Expect32(record, 0, 236);
-  Expect32(record, 172, 52);
-  Expect32(&reserved, 0, 0);
+  ExpectSize(record, 0, 236);
+  ExpectSize(record, 172, 52);
+  Expect(reserved == 0, "the reserved argument is not 0");
   Put32(record, 4, 100);
   memcpy((char*)record + 36, "C-77", sizeof "C-77");
   memcpy((char*)record + 68, "A card in C", sizeof "A card in C");
   return 0;
 }
-static Result CALL CreateSfpEnumerator(Object* self, void** out) {
-  (void)self;
-  next_sfp = 0;
-  return HandOut(&sfp_enumerator, out);
-}
-static Result CALL GetSt2059(Object* self, void** out) {
-  (void)self;
-  return HandOut(&st2059, out);
-}
 static Result CALL GetMonitorData(Object* self, void* batch) {
   (void)self;
-  unsigned i;
-  for (i = 0; i < 3; ++i) memset((char*)batch + 1016 * i, (int)(i % 2), 1016);
+  for (unsigned i = 0; i < 3; ++i) memset((char*)batch + 1016 * i, (int)(i % 2), 1016);
   Put32(batch, 12192, 3);
   ++batches;
   return 0;
 }
 
-typedef Result(CALL* Notification)(Callback*, const void*);
-typedef Result(CALL* SfpNotification)(Callback*, void*, const void*);
-
-static void CallBack(void) {
-  uint64_t record[5] = {0};
-  for (unsigned i = 0; i < 5; ++i) ((CountOperation)telemetry_callback->table[3])(telemetry_callback);
-  FillGenlockStatus(record);
-  ((Notification)genlock_callback->table[3])(genlock_callback, record);
-  memset(record, 0, sizeof record);
-  FillSt2059Status(record);
-  ((Notification)st2059_callback->table[3])(st2059_callback, record);
-  memset(record, 0, sizeof record);
-  FillSfpStatus(record);
-  ((SfpNotification)sfp_callbacks[1]->table[3])(sfp_callbacks[1], &sfps[1], record);
+static void CallBack(Object* card) {
+  uint64_t record[3][5] = {{0}};
+  Result failed = 0;
+  for (unsigned i = 0; i < 5; ++i) failed |= ((BareNotification)card->callback->table[3])(card->callback);
+  FillGenlockStatus(record[0]);
+  FillSt2059Status(record[1]);
+  FillSfpStatus(record[2]);
+  failed |= ((Notification)genlock_notification.callback->table[3])(genlock_notification.callback, record[0]);
+  failed |= ((Notification)st2059.callback->table[3])(st2059.callback, record[1]);
+  failed |= ((SfpNotification)sfps[1].callback->table[3])(sfps[1].callback, &sfps[1], record[2]);
+  Expect(!failed, "a callback has failed");
 }
 
 #if defined(_WIN32)
-static DWORD WINAPI ThreadMain(void* unused) {
-  (void)unused;
-  CallBack();
+static DWORD WINAPI ThreadMain(void* card) {
+  CallBack(card);
   return 0;
 }
-static void CallBackOnAThread(void) {
-  HANDLE thread = CreateThread(NULL, 0, ThreadMain, NULL, 0, NULL);
+static void CallBackOnAThread(Object* card) {
+  HANDLE thread = CreateThread(NULL, 0, ThreadMain, card, 0, NULL);
   WaitForSingleObject(thread, INFINITE);
   CloseHandle(thread);
 }
 #else
-static void* ThreadMain(void* unused) {
-  CallBack();
-  return unused;
+static void* ThreadMain(void* card) {
+  CallBack(card);
+  return NULL;
 }
-static void CallBackOnAThread(void) {
+static void CallBackOnAThread(Object* card) {
   pthread_t thread;
-  pthread_create(&thread, NULL, ThreadMain, NULL);
+  pthread_create(&thread, NULL, ThreadMain, card);
   pthread_join(thread, NULL);
 }
 #endif
 
 static Result CALL RegisterMonitorData(Object* self, Callback* callback) {
-  (void)self;
-  Keep(&telemetry_callback, callback);
-  CallBackOnAThread();
+  Register(self, callback);
+  CallBackOnAThread(self);
   return 0;
 }
-static Result CALL UnregisterMonitorData(Object* self, Callback* callback) {
-  (void)self;
-  return Drop(&telemetry_callback, callback);
-}
-static const Position card_table[65] = {UNKNOWN(QueryCard),
-                                        FILLED(3, 14),
-                                        (Position)GetGenlock,
-                                        FILLED(16, 35),
-                                        (Position)CardInformation,
-                                        FILLED(37, 38),
-                                        (Position)CreateSfpEnumerator,
-                                        FILLED(40, 50),
-                                        (Position)GetSt2059,
-                                        FILLED(52, 61),
-                                        (Position)RegisterMonitorData,
-                                        (Position)UnregisterMonitorData,
-                                        (Position)GetMonitorData};
-static Object card = {card_table, 0};
-
-static Result CALL NextCard(Object* self, void** out) {
-  (void)self;
-  return next_card++ == 0 ? HandOut(&card, out) : END_OF_ENUM;
-}
-static const Position card_enumerator_table[] = {UNKNOWN(NoQuery), (Position)Unexpected, (Position)NextCard};
-static Object card_enumerator = {card_enumerator_table, 0};
-
-static Result CALL GetCardEnumerator(Object* self, void** out) {
-  (void)self;
-  next_card = 0;
-  return HandOut(&card_enumerator, out);
-}
+static const Position card_table[65] = {
+    (Position)QueryCard,           (Position)AddRef,     (Position)Release,         FILLED(3, 14),
+    (Position)GetGenlock,          FILLED(16, 35),       (Position)CardInformation, FILLED(37, 38),
+    (Position)CreateSfpEnumerator, FILLED(40, 50),       (Position)GetSt2059,       FILLED(52, 61),
+    (Position)RegisterMonitorData, (Position)Unregister, (Position)GetMonitorData};
+static Object card = {.table = card_table};
+static Object card_enumerator = {.table = enumerator_table, .items = &card, .count = 1};
+HANDS_OUT(GetCardEnumerator, card_enumerator)
 
 /* When the program lets go of the last interface, whatever it still holds elsewhere is a leak. */
 static uint32_t CALL ReleaseSystem(Object* self) {
   if (--self->references == 0) {
     const uint32_t held = genlock.references + genlock_notification.references + st2059.references +
-                          sfp_enumerator.references + card_enumerator.references + sfps[0].object.references +
-                          sfps[1].object.references + st2059_sfps[0].object.references +
-                          st2059_sfps[1].object.references;
+                          sfp_enumerator.references + card_enumerator.references + sfps[0].references +
+                          sfps[1].references + st2059_sfps[0].references + st2059_sfps[1].references;
     fprintf(stderr, "%u batches, %u references held\n", batches, (unsigned)held);
     fflush(stderr);
   }
@@ -346,7 +285,7 @@ static uint32_t CALL ReleaseSystem(Object* self) {
 }
 static const Position system_table[] = {(Position)NoQuery, (Position)AddRef, (Position)ReleaseSystem,
                                         (Position)GetCardEnumerator};
-static Object system_configuration = {system_table, 0};
+static Object system_configuration = {.table = system_table};
 
 /* The class factory */
 
@@ -354,8 +293,8 @@ static Result CALL CreateInstance(Object* self, void* outer, const void* iid, vo
   (void)self, (void)outer, (void)iid;
   return HandOut(&system_configuration, out);
 }
-static const Position factory_table[] = {UNKNOWN(NoQuery), (Position)CreateInstance, (Position)Unexpected};
-static Object factory = {factory_table, 0};
+static const Position factory_table[] = {UNKNOWN, (Position)CreateInstance, (Position)Unexpected};
+static Object factory = {.table = factory_table};
 
 EXPORT Result CALL DllGetClassObject(const void* clsid, const void* iid, void** out) {
   (void)clsid, (void)iid;
