@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <future>
 #include <map>
 #include <memory>
@@ -15,10 +17,8 @@ namespace kestrune {
 namespace {
 
 using test::FakeCard;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::Not;
 
 class LoggerTest : public testing::Test {
  protected:
@@ -69,9 +69,12 @@ class LoggerTest : public testing::Test {
   std::unique_ptr<Logger> logger_;
 };
 
-const std::vector<std::string> initialEvents = {
-    "genlock status",       "genlock settings", "ST2059 status/settings", "SFP ST2059 telemetry",
-    "SFP ST2059 telemetry", "SFP IP status",    "SFP IP status",          "start of monitoring"};
+/// What a run logs at its start, by the log that the program must leave of the card in C.
+const std::vector<std::string> initialEvents = [] {
+  auto types = test::ReadEventTypes(std::filesystem::path(KESTRUNE_TESTS_FOLDER) / "program/event_log.txt");
+  types.erase(std::ranges::find(types, "start of monitoring") + 1, types.end());
+  return types;
+}();
 
 TEST_F(LoggerTest, SetsUpAndTearsDownInOrder) {
   card_.sfpNumbers = {3, 2, 1, 2};
@@ -101,17 +104,6 @@ TEST_F(LoggerTest, SetsUpAndTearsDownInOrder) {
   ASSERT_EQ(lines.size(), 8U);
   EXPECT_EQ(lines[0].substr(19), ": start of test run.");
   EXPECT_EQ(lines[6], "");
-}
-
-TEST_F(LoggerTest, DocumentsAreIndentedByFourBlanks) {
-  Start();
-  const auto lines = test::ReadLines(EventLog());
-  EXPECT_THAT(lines, Contains("    \"Last correction\": {").Times(2));
-  EXPECT_THAT(lines, Contains("        \"seconds\": 0,").Times(2));
-  EXPECT_THAT(lines, Contains("{").Times(initialEvents.size()));
-  EXPECT_EQ(lines.front(), "{");
-  EXPECT_EQ(lines.back(), "}");
-  EXPECT_THAT(lines, Not(Contains("")));
 }
 
 TEST_F(LoggerTest, SecondRunAppends) {

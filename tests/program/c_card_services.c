@@ -99,16 +99,18 @@ static void ExpectSize(const void* record, size_t offset, uint32_t size) {
     return HandOut(&(object), out);                   \
   }
 
+static int notified; /* the state has changed */
+
 /* Genlock */
 
 static Result CALL GenlockSettings(Object* self, void* record) {
   (void)self;
   ExpectSize(record, 0, 88);
-  Put32(record, 60, 4);
-  Put32(record, 68, 1);
+  Put32(record, 60, notified ? 4 : 10);
+  Put32(record, 68, notified ? 1 : 128);
   return 0;
 }
-static void FillGenlockStatus(void* record) { Put32(record, 4, 2); }
+static void FillGenlockStatus(void* record) { Put32(record, 4, notified ? 2 : 4); }
 static Result CALL GenlockStatus(Object* self, void* record) {
   (void)self;
   ExpectSize(record, 0, 40);
@@ -126,25 +128,25 @@ static Object genlock = {.table = genlock_table};
 /* SFPs */
 
 static uint32_t CALL SfpNumber(Object* self) { return self->number; }
-static void FillSfpStatus(void* record) {
-  const uint8_t status[3] = {1, 1, 0};
+static void FillSfpStatus(const Object* self, void* record) {
+  const uint8_t status[3] = {2, self->number == 2, self->number == 1};
   memcpy((char*)record + 4, status, sizeof status);
 }
 static Result CALL SfpStatus(Object* self, void* record) {
-  (void)self;
   ExpectSize(record, 0, 8);
-  FillSfpStatus(record);
+  FillSfpStatus(self, record);
   return 0;
 }
 static Result CALL St2059SfpStatus(Object* self, void* record) {
+  const int a = self->number == 1;
   ExpectSize(record, 0, 48);
-  Put64(record, 8, 0x100 + self->number);
-  Put64(record, 16, 0x200 + self->number);
-  Put32(record, 24, (uint32_t)-7);
-  Put32(record, 32, 1234);
+  Put64(record, 8, a ? 0x001DC1FFFE123456 : 255);
+  Put64(record, 16, a ? UINT64_MAX : 0);
+  Put32(record, 24, (uint32_t)(a ? -5 : INT32_MIN));
+  Put32(record, 32, (uint32_t)(a ? INT32_MAX : 1234));
   Put32(record, 36, (uint32_t)-1);
-  Put32(record, 40, (uint32_t)-2);
-  Put32(record, 44, 9);
+  Put32(record, 40, (uint32_t)(a ? INT32_MIN : -2));
+  Put32(record, 44, a ? 10 : 9);
   return 0;
 }
 static const Position sfp_table[] = {UNKNOWN,
@@ -163,15 +165,15 @@ static Object sfp_enumerator = {.table = enumerator_table, .items = sfps, .count
 /* ST 2059 */
 
 static void FillSt2059Status(void* record) {
-  Put32(record, 4, 10);
-  ((char*)record)[8] = 2;
+  Put32(record, 4, notified ? 10 : 9);
+  ((char*)record)[8] = notified ? 1 : 2;
   Put64(record, 16, 0xABCDEF);
   Put64(record, 24, 0x1234567890ABCDEF);
 }
 static Result CALL St2059Settings(Object* self, void* record) {
   (void)self;
   ExpectSize(record, 0, 8);
-  Put32(record, 4, 2);
+  Put32(record, 4, notified ? 2 : 3);
   return 0;
 }
 static Result CALL St2059Status(Object* self, void* record) {
@@ -227,9 +229,10 @@ static void CallBack(Object* card) {
   uint64_t record[3][5] = {{0}};
   Result failed = 0;
   for (unsigned i = 0; i < 5; ++i) failed |= ((BareNotification)card->callback->table[3])(card->callback);
+  notified = 1;
   FillGenlockStatus(record[0]);
   FillSt2059Status(record[1]);
-  FillSfpStatus(record[2]);
+  FillSfpStatus(&sfps[1], record[2]);
   failed |= ((Notification)genlock_notification.callback->table[3])(genlock_notification.callback, record[0]);
   failed |= ((Notification)st2059.callback->table[3])(st2059.callback, record[1]);
   failed |= ((SfpNotification)sfps[1].callback->table[3])(sfps[1].callback, &sfps[1], record[2]);

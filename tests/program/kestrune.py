@@ -3,7 +3,6 @@
 The environment variable KESTRUNE_PROGRAM names the program: a path, or several words for one that runs under Wine.
 """
 
-import collections
 import datetime
 import json
 import os
@@ -20,6 +19,9 @@ PROGRAM = shlex.split(os.environ["KESTRUNE_PROGRAM"])
 WINDOWS = PROGRAM[-1].endswith(".exe")
 FAILURE = 255  # -1 as a shell sees it
 PASS_PHRASE = "Tovrak_N3qLxW8pZc5Hr2m"
+
+# What a run against the card in C leaves of its event log, the times aside.
+EVENT_LOG = pathlib.Path(__file__).with_name("event_log.txt")
 
 FAKE_TIME = "/usr/$LIB/faketime/libfaketime.so.1"  # the dynamic loader fills in $LIB
 
@@ -117,20 +119,9 @@ class ProgramTest(unittest.TestCase):
         return [(struct.unpack_from("<q", data, at)[0], data[at + 8 : at + UNIT]) for at in range(0, len(data), UNIT)]
 
     def events(self, prefix="ptpLog", killed=False):
-        """Every document of the event log, members in their order. A torn one fails; but when the program was killed,
-        it may have been writing the last one."""
-        text = (self.folder / f"{prefix}_event_log.txt").read_bytes().decode("utf-8").replace("\r\n", "\n")
-        decoder = json.JSONDecoder(object_pairs_hook=collections.OrderedDict)
-        events = []
-        at = 0
-        while at < len(text):
-            if killed and "\n}\n" not in text[at:]:
-                break
-            event, at = decoder.raw_decode(text, at)
-            events.append(event)
-            self.assertEqual(text[at], "\n")
-            at += 1
-        return events
+        """Every document of the event log. A torn one fails; but when the program was killed, it may have been writing
+        the last one."""
+        return parse_events((self.folder / f"{prefix}_event_log.txt").read_bytes().decode("utf-8"), killed)
 
     def event_types(self, prefix="ptpLog", killed=False):
         return [event["Event log type"] for event in self.events(prefix, killed)]
@@ -141,6 +132,18 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual(lines.pop(), "")
         data = [line.split(",") for line in lines if re.match(r"\d+,", line)]
         return [line for line in lines if not re.match(r"\d+,", line)], data
+
+
+def parse_events(text, killed=False):
+    text = text.replace("\r\n", "\n")
+    events = []
+    at = 0
+    while at < len(text) and not (killed and "\n}\n" not in text[at:]):
+        event, at = json.JSONDecoder().raw_decode(text, at)
+        events.append(event)
+        assert text[at] == "\n", "torn document"
+        at += 1
+    return events
 
 
 def local_time(epoch):
