@@ -16,7 +16,7 @@
 #include "monitor/logger.h"
 #include "monitor/period_sums.h"
 #include "platform/console.h"
-#include "support/fake_card.h"
+#include "support/scripted_card.h"
 #include "support/test_run.h"
 
 namespace kestrune {
@@ -59,16 +59,14 @@ class MonitoringRun {
     }
     batch_.count = recordsPerBatch;
     card_.monitorData = [this](MonitorDataBatch& batch) { batch = batch_; };
-    card_.sfpIpStatuses[0].modulePresent = 1;
+    card_.state.sfpIpStatus.modulePresent = 1;
 
     TZvSmartPtr<IZvCardConfiguration> card;
     card = card_.Interface();
     logger_.Init(card, "", folder_.Name());
   }
-  void DeliverBatch() { card_.monitorDataCallback->OnMonitorDataReady(); }
-  void ChangeSfpIp() {
-    card_.sfpIpCallbacks[0]->OnSfpIpStatusChanged(card_.SfpIp(0), &card_.sfpIpStatuses[0]);
-  }
+  void DeliverBatch() { card_.TellMonitorData(); }
+  void ChangeSfpIp() { card_.TellSfpIp(1); }
   void WriteTests(Logger::Period period, std::uint32_t minutes) {
     for (std::uint32_t sfp = 0; sfp < 2; ++sfp) {
       logger_.WritePeriodTestResults(logger_.TakePeriodResults(period, sfp), minutes, sfp, 1'700'000'000);
@@ -78,7 +76,7 @@ class MonitoringRun {
  private:
   SilentConsole console_;
   test::TemporaryFolder folder_;
-  test::FakeCard card_;
+  test::ScriptedCard card_;
   MonitorDataBatch batch_{};
   Logger logger_;
 };

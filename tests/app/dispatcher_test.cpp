@@ -4,7 +4,7 @@
 
 #include <thread>
 
-#include "support/fake_card.h"
+#include "support/scripted_card.h"
 #include "support/test_run.h"
 
 namespace kestrune {
@@ -38,18 +38,20 @@ TEST(CardSelection, AnEmptySerialNumberMatchesNoCard) {
 }
 
 TEST(ApplicationContext, GivesTheSystemConfigurationBackBeforeTheCards) {
-  test::FakeCard card;
-  struct System : test::Counted<IZvSystemConfiguration> {
-    explicit System(const test::FakeCard& held) : card(held) {}
+  test::ScriptedCard card;
+  struct System : IZvSystemConfiguration {
+    explicit System(test::ScriptedCard& held) : card(held) {}
+    HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
     ULONG STDMETHODCALLTYPE Release() override {
       cardReferences = card.References();
-      return Counted::Release();
+      return 1;
     }
     HRESULT STDMETHODCALLTYPE GetCardEnumerator(IZvSystemConfigurationCardEnumerator**) override {
       return E_NOTIMPL;
     }
-    const test::FakeCard& card;
-    std::uint32_t cardReferences = 0;
+    test::ScriptedCard& card;
+    std::size_t cardReferences = 0;
   } system(card);
   {
     ApplicationContext context;
@@ -58,7 +60,7 @@ TEST(ApplicationContext, GivesTheSystemConfigurationBackBeforeTheCards) {
     context.cards[0].card = card.Interface();
   }
   EXPECT_EQ(system.cardReferences, 1U);
-  EXPECT_EQ(card.References() + system.references, 0U);
+  EXPECT_EQ(card.References(), 0U);
 }
 
 }  // namespace

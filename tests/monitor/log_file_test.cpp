@@ -16,7 +16,7 @@
 #include <memory>
 
 #include "monitor/logger.h"
-#include "support/fake_card.h"
+#include "support/scripted_card.h"
 #include "support/test_run.h"
 
 namespace kestrune {
@@ -160,19 +160,19 @@ TEST_F(LogFileTest, ARunMissesOnlyWhatItSays) {
     SCOPED_TRACE(limit);
     const test::TemporaryFolder folder;
     test::ConsoleCapture console;
-    test::FakeCard fake;
-    fake.monitorData = [](MonitorDataBatch& batch) { batch.count = 3; };
+    test::ScriptedCard scripted;
+    scripted.monitorData = [](MonitorDataBatch& batch) { batch.count = 3; };
     TZvSmartPtr<IZvCardConfiguration> card;
-    card = fake.Interface();
+    card = scripted.Interface();
     {
       Logger logger;
       Limit(limit);
       logger.Init(card, "", folder.Name());
       for (int turn = 0; turn < 4; ++turn) {
         if (turn == 2) Limit(RLIM_INFINITY);
-        EXPECT_EQ(fake.monitorDataCallback->OnMonitorDataReady(), S_OK);
-        EXPECT_EQ(fake.genlockCallback->OnGenlockStatusChanged(&fake.genlockStatus), S_OK);
-        EXPECT_EQ(fake.st2059Callback->OnSt2059StatusChanged(&fake.st2059Status), S_OK);
+        scripted.TellMonitorData();
+        scripted.TellGenlock();
+        scripted.TellSt2059();
         logger.WritePeriodTestResults({}, 15, 0, 1'772'436'321);
       }
     }

@@ -10,26 +10,25 @@
 #include <memory>
 #include <thread>
 
-#include "support/fake_card.h"
+#include "support/scripted_card.h"
 #include "support/test_run.h"
 
 namespace kestrune {
 namespace {
 
-using test::FakeCard;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 class LoggerTest : public testing::Test {
  protected:
   LoggerTest() {
-    card_.genlockStatus.state = 1;
-    card_.genlockSettings.source = 128;
-    card_.genlockSettings.resolutionFrameRate = 8;
-    card_.st2059Status.state = 10;
-    card_.st2059Status.bestMasterSfp = 1;
-    card_.st2059Settings.bestMasterSfpSelection = 1;
-    for (auto& status : card_.st2059SfpStatuses) status.state = 10;
+    card_.state.genlockStatus.state = 1;
+    card_.state.genlockSettings.source = 128;
+    card_.state.genlockSettings.resolutionFrameRate = 8;
+    card_.state.st2059Status.state = 10;
+    card_.state.st2059Status.bestMasterSfp = 1;
+    card_.state.st2059Settings.bestMasterSfpSelection = 1;
+    card_.state.st2059SfpStatus.state = 10;
   }
 
   void Start() {
@@ -56,7 +55,7 @@ class LoggerTest : public testing::Test {
       }
       batch.count = count;
     };
-    EXPECT_EQ(card_.monitorDataCallback->OnMonitorDataReady(), S_OK);
+    card_.TellMonitorData();
   }
 
   std::int32_t Syncs(Logger::Period period, std::size_t sfp) {
@@ -65,7 +64,7 @@ class LoggerTest : public testing::Test {
 
   test::ConsoleCapture console_;
   test::TemporaryFolder folder_;
-  FakeCard card_;
+  test::ScriptedCard card_;
   std::unique_ptr<Logger> logger_;
 };
 
@@ -77,21 +76,18 @@ const std::vector<std::string> initialEvents = [] {
 }();
 
 TEST_F(LoggerTest, SetsUpAndTearsDownInOrder) {
-  card_.sfpNumbers = {3, 2, 1, 2};
+  card_.state.description.sfpNumbers = {3, 2, 1, 2};
   Start();
   EXPECT_THAT(
-      card_.Calls(),
-      ElementsAre("Card.QueryInterface", "Card.GetGenlockConfiguration", "Genlock.GetNotification",
-                  "Genlock.Register", "Card.GetSmpte2059", "Smpte2059.Register", "Card.CreateSfpIpEnumerator",
-                  "SfpIpEnumerator.Next", "SfpIpEnumerator.Next", "SfpIpEnumerator.Next", "SfpIpA.Register",
-                  "SfpIpB.Register", "Smpte2059.GetSfp", "Smpte2059.GetSfp", "Genlock.GetStatus",
-                  "Genlock.GetSettings", "Smpte2059.GetStatus", "Smpte2059.GetSettings",
-                  "Smpte2059SfpA.GetStatus", "Smpte2059SfpB.GetStatus", "SfpIpA.GetStatus",
-                  "SfpIpB.GetStatus", "Card.RegisterMonitorData"));
-  card_.ForgetCalls();
+      card_.TakeCalls(),
+      ElementsAre("QueryPrivate", "GetGenlockConfiguration", "GetGenlockNotification", "RegisterGenlock",
+                  "GetSmpte2059", "RegisterSt2059", "CreateSfpIpEnumerator", "NextSfp", "NextSfp", "NextSfp",
+                  "RegisterSfpIp", "RegisterSfpIp", "GetSmpte2059Sfp", "GetSmpte2059Sfp", "GetGenlockStatus",
+                  "GetGenlockSettings", "GetSt2059Status", "GetSt2059Settings", "GetSt2059SfpStatus",
+                  "GetSt2059SfpStatus", "GetSfpIpStatus", "GetSfpIpStatus", "RegisterMonitorData"));
   Stop();
-  EXPECT_THAT(card_.Calls(), ElementsAre("Card.UnregisterMonitorData", "Genlock.Unregister",
-                                         "Smpte2059.Unregister", "SfpIpA.Unregister"));
+  EXPECT_THAT(card_.TakeCalls(), ElementsAre("UnregisterMonitorData", "UnregisterGenlock", "UnregisterSt2059",
+                                             "UnregisterSfpIp"));
   EXPECT_EQ(card_.References(), 0U);
   EXPECT_EQ(CZvUnknown::LiveObjects(), 0) << "SFP B's callback goes with its interface";
 
@@ -145,72 +141,66 @@ TEST_F(LoggerTest, StoresEveryRecordAndCountsThoseOfKnownSfps) {
   EXPECT_EQ(Syncs(Logger::Period::Day, 1), 8 * 2);
 }
 
-/// What one notification leaves on the console and in the event log, whatever size the card writes into
-/// records.
+/// What each notification leaves in the event log and on the console, whatever size the card writes into
+/// records; a document is in the log before its alert.
 TEST_F(LoggerTest, NotificationsAreLoggedAndAnnounced) {
-  card_.genlockStatus.size = card_.genlockSettings.size = 0;
-  card_.st2059Status.size = card_.st2059Settings.size = 0xFFFFFFFF;
-  for (auto& status : card_.st2059SfpStatuses) status.size = 1;
-  for (auto& status : card_.sfpIpStatuses) status.size = 1'000'000;
+  card_.state.genlockStatus.size = card_.state.genlockSettings.size = 0;
+  card_.state.st2059Status.size = card_.state.st2059Settings.size = 0xFFFFFFFF;
+  card_.state.st2059SfpStatus.size = 1;
+  card_.state.sfpIpStatus.size = 1'000'000;
   Start();
-  auto events = initialEvents;
-
-  card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus);
-  events.emplace_back("genlock status");
-
-  card_.genlockSettings.resolutionFrameRate = 3;
-  card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus);
-  events.insert(events.end(), {"genlock status", "genlock settings"});
-
-  card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status);
-  events.insert(events.end(), {"ST2059 status/settings", "SFP ST2059 telemetry", "SFP ST2059 telemetry"});
-
-  card_.sfpIpCallbacks[1]->OnSfpIpStatusChanged(card_.SfpIp(1), &card_.sfpIpStatuses[1]);
-  events.emplace_back("SFP IP status");
-
-  EXPECT_THAT(test::ReadEventTypes(EventLog()), ElementsAreArray(events));
-  EXPECT_STREQ(test::ReadEvents(EventLog()).back()["SFP"].GetString(), "SFP B");
-  EXPECT_THAT(console_.LinesWithoutTime(),
-              ElementsAre(": Starting ST2059 monitoring.", ": Genlock status has changed",
-                          ": Genlock settings have changed", ": Genlock status has changed",
-                          ": ST 2059 status has changed", ": SFP IP status has changed"));
-}
-
-TEST_F(LoggerTest, ADocumentIsInTheLogBeforeItsAlert) {
-  Start();
-  std::vector<std::size_t> counts;
+  std::string alerts;
+  std::size_t logged = initialEvents.size();
   ConsoleSink previous = ReplaceConsoleSink([&](std::string_view text) {
-    counts.push_back(test::ReadEventTypes(EventLog()).size());
+    alerts += text.substr(19);
+    const auto types = test::ReadEventTypes(EventLog());
+    for (; logged < types.size(); ++logged) alerts += types[logged] + '\n';
     return text.size();
   });
-  card_.genlockSettings.source = 1;
-  card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus);
-  card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status);
-  card_.sfpIpCallbacks[0]->OnSfpIpStatusChanged(card_.SfpIp(0), &card_.sfpIpStatuses[0]);
+  card_.TellGenlock();
+  card_.state.genlockSettings.resolutionFrameRate = 3;
+  card_.TellGenlock();
+  card_.TellSt2059();
+  card_.TellSfpIp(2);
+  EXPECT_STREQ(test::ReadEvents(EventLog()).back()["SFP"].GetString(), "SFP B");
   Stop();
   ReplaceConsoleSink(std::move(previous));
-  EXPECT_THAT(counts, ElementsAre(10, 10, 13, 14, 15)) << "8 were there";
+  EXPECT_EQ(
+      alerts,
+      ": Genlock status has changed\ngenlock status\n"
+      ": Genlock settings have changed\ngenlock status\ngenlock settings\n"
+      ": Genlock status has changed\n"
+      ": ST 2059 status has changed\nST2059 status/settings\nSFP ST2059 telemetry\nSFP ST2059 telemetry\n"
+      ": SFP IP status has changed\nSFP IP status\n"
+      ": Ending ST2059 monitoring.\nend of monitoring\n");
 }
 
 TEST_F(LoggerTest, GoesQuietlyWithoutARun) {
   std::make_unique<Logger>().reset();
-  EXPECT_TRUE(card_.Calls().empty());
+  EXPECT_TRUE(card_.TakeCalls().empty());
 }
 
 TEST_F(LoggerTest, FailedReadsInNotificationsAreReportedAndTheRunGoesOn) {
   Start();
   auto events = initialEvents;
 
-  card_.failures = {{"Genlock.GetSettings", ZV_E_FAIL}};
-  EXPECT_EQ(card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus), S_OK);
+  kit::Operation failing{};
+  int call = 0;
+  card_.onCall = [&](kit::Operation operation) {
+    return operation == failing && --call == 0 ? std::optional(ZV_E_FAIL) : std::nullopt;
+  };
+  const auto failAt = [&](kit::Operation operation, int which) { failing = operation, call = which; };
+
+  failAt(kit::Operation::GetGenlockSettings, 1);
+  card_.TellGenlock();
   events.emplace_back("genlock status");
 
-  card_.failures = {{"Smpte2059SfpB.GetStatus", ZV_E_FAIL}};
-  card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status);
+  failAt(kit::Operation::GetSt2059SfpStatus, 2);
+  card_.TellSt2059();
   events.emplace_back("ST2059 status/settings");
 
-  card_.failures = {{"Smpte2059.GetSettings", ZV_E_FAIL}};
-  card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status);
+  failAt(kit::Operation::GetSt2059Settings, 1);
+  card_.TellSt2059();
 
   EXPECT_THAT(test::ReadEventTypes(EventLog()), ElementsAreArray(events));
   EXPECT_THAT(console_.LinesWithoutTime(),
@@ -221,53 +211,57 @@ TEST_F(LoggerTest, FailedReadsInNotificationsAreReportedAndTheRunGoesOn) {
 }
 
 TEST_F(LoggerTest, AllZeroGenlockSettingsAreNoChangeAtTheStart) {
-  card_.genlockSettings.source = 0;
-  card_.genlockSettings.resolutionFrameRate = 0;
+  card_.state.genlockSettings.source = 0;
+  card_.state.genlockSettings.resolutionFrameRate = 0;
   Start();
   auto events = initialEvents;
   events.erase(events.begin() + 1);
   EXPECT_THAT(test::ReadEventTypes(EventLog()), ElementsAreArray(events));
 }
 
-TEST_F(LoggerTest, SurvivesReferencesOfTheCardServices) {
-  Start();
-  card_.monitorDataCallback->AddRef();
-  card_.monitorDataCallback->Release();
-  card_.monitorDataCallback->AddRef();  // and never given back
-  Deliver({0}, 1);
-  Stop();
-  EXPECT_EQ(test::ReadEventTypes(EventLog()).back(), "end of monitoring");
-}
-
-/// Calls that were on their way when their callback was unregistered, and one that comes for SFP B when the
-/// files are closed already.
+/// Calls that were on their way when their callback was unregistered, and one for SFP B that reaches the
+/// logger when the files are closed already. And references that are never given back.
 TEST_F(LoggerTest, LateNotificationsAreLoggedWhileTheFilesAreOpen) {
   Start();
   Deliver({0}, 1);
-  auto* const telemetry = card_.monitorDataCallback.operator->();
+  auto* const telemetry =
+      test::Registered<IZvSmpte2059MonitorDataNotificationCallback>(card_.Engine().MonitorDataCallbacks());
+  telemetry->AddRef();
   TZvSmartPtr<IZvGenlockNotificationCallback> genlock;
-  genlock = card_.genlockCallback.operator->();
+  genlock = test::Registered<IZvGenlockNotificationCallback>(card_.Engine().GenlockCallbacks());
   TZvSmartPtr<IZvSmpte2059NotificationCallback> st2059;
-  st2059 = card_.st2059Callback.operator->();
+  st2059 = test::Registered<IZvSmpte2059NotificationCallback>(card_.Engine().St2059Callbacks());
   auto events = initialEvents;
-  card_.onCall = [&](const std::string& operation) {
-    const bool closing = operation == "SfpIpB.Close";
-    if (!closing && operation.find("Unregister") == std::string::npos) return;
-    card_.sfpIpCallbacks[1]->OnSfpIpStatusChanged(card_.SfpIp(1), &card_.sfpIpStatuses[1]);
-    if (closing) return;
-    EXPECT_EQ(telemetry->OnMonitorDataReady(), S_OK);
-    EXPECT_EQ(genlock->OnGenlockStatusChanged(&card_.genlockStatus), S_OK);
-    EXPECT_EQ(st2059->OnSt2059StatusChanged(&card_.st2059Status), S_OK);
-    events.insert(events.end(), {"SFP IP status", "genlock status", "ST2059 status/settings",
-                                 "SFP ST2059 telemetry", "SFP ST2059 telemetry"});
+  card_.onCall = [&](kit::Operation operation) {
+    if (kit::operationNames[static_cast<std::size_t>(operation)].starts_with("Unregister")) {
+      telemetry->OnMonitorDataReady();
+      genlock->OnGenlockStatusChanged(&card_.state.genlockStatus);
+      st2059->OnSt2059StatusChanged(&card_.state.st2059Status);
+      events.insert(events.end(), {"genlock status", "ST2059 status/settings", "SFP ST2059 telemetry",
+                                   "SFP ST2059 telemetry"});
+    }
+    return std::nullopt;
   };
+  std::promise<void> underWay;
+  std::thread late([&] {
+    card_.Engine().SfpIpCallbacks(2).CallEach([&](IUnknown* sfp, IUnknown* callback) {
+      underWay.set_value();
+      LogFile closed("raw data", "Records");
+      for (int i = 0; i < 1000 && !closed.OpenUnits(RawData().string(), sizeof(RawDataUnit)); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+      static_cast<IZvSfpIpNotificationCallback*>(callback)->OnSfpIpStatusChanged(static_cast<IZvSfpIp*>(sfp),
+                                                                                 &card_.state.sfpIpStatus);
+    });
+  });
+  underWay.get_future().wait();
   Stop();
+  late.join();
   events.emplace_back("end of monitoring");
-  EXPECT_EQ(events.size(), initialEvents.size() + 4 * 5 + 1);
+  EXPECT_EQ(events.size(), initialEvents.size() + 4 * 4 + 1);
   EXPECT_THAT(test::ReadEventTypes(EventLog()), ElementsAreArray(events));
   EXPECT_EQ(test::ReadRawData(RawData()).size(), 1U + 4);
   const auto lines = console_.LinesWithoutTime();
-  EXPECT_EQ(lines.size(), 1U + 4 * 3 + 2);
+  EXPECT_EQ(lines.size(), 1U + 4 * 2 + 2);
   EXPECT_EQ(lines[lines.size() - 2], ": Ending ST2059 monitoring.");
   EXPECT_EQ(lines.back(), ": SFP IP status has changed");
 }
@@ -275,19 +269,21 @@ TEST_F(LoggerTest, LateNotificationsAreLoggedWhileTheFilesAreOpen) {
 TEST_F(LoggerTest, ABlockedRequestHoldsUpItsOwnNotificationOnly) {
   Start();
   std::promise<void> blocked, goOn;
-  card_.onCall = [&](const std::string& operation) {
-    if (operation != "Smpte2059.GetSettings") return;
-    blocked.set_value();
-    goOn.get_future().wait();
+  card_.onCall = [&](kit::Operation operation) {
+    if (operation == kit::Operation::GetSt2059Settings) {
+      blocked.set_value();
+      goOn.get_future().wait();
+    }
+    return std::nullopt;
   };
-  std::thread notification([&] { card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status); });
+  std::thread notification([&] { card_.TellSt2059(); });
   blocked.get_future().wait();
   auto events = initialEvents;
 
   Deliver({0, 1}, 2);
-  card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus);
+  card_.TellGenlock();
   events.emplace_back("genlock status");
-  card_.sfpIpCallbacks[0]->OnSfpIpStatusChanged(card_.SfpIp(0), &card_.sfpIpStatuses[0]);
+  card_.TellSfpIp(1);
   events.emplace_back("SFP IP status");
   EXPECT_EQ(test::ReadRawData(RawData()).size(), 2U);
   EXPECT_EQ(Syncs(Logger::Period::FifteenMinutes, 1), 8);
@@ -306,12 +302,15 @@ TEST_F(LoggerTest, NotificationsMayComeWhileRunsStartAndEnd) {
   std::atomic<bool> done = false;
   std::atomic<std::size_t> records = 0;
   const auto pause = [] { std::this_thread::sleep_for(std::chrono::microseconds(20)); };
-  card_.onCall = [&](const std::string&) { pause(); };
+  card_.onCall = [&](kit::Operation) {
+    pause();
+    return std::nullopt;
+  };
   std::vector<std::thread> threads;
-  const auto repeat = [&](auto& registration, auto notify) {
-    threads.emplace_back([&done, &registration, notify, pause] {
+  const auto repeat = [&](auto notify) {
+    threads.emplace_back([&done, notify, pause] {
       while (!done) {
-        registration.Notify(notify);
+        notify();
         pause();
       }
     });
@@ -320,15 +319,11 @@ TEST_F(LoggerTest, NotificationsMayComeWhileRunsStartAndEnd) {
     batch.count = 1;
     ++records;
   };
-  repeat(card_.monitorDataCallback, [](auto& callback) { callback.OnMonitorDataReady(); });
-  repeat(card_.genlockCallback,
-         [&](auto& callback) { callback.OnGenlockStatusChanged(&card_.genlockStatus); });
-  repeat(card_.st2059Callback, [&](auto& callback) { callback.OnSt2059StatusChanged(&card_.st2059Status); });
-  for (std::size_t i = 0; i < 2; ++i) {
-    repeat(card_.sfpIpCallbacks[i], [&, i](auto& callback) {
-      callback.OnSfpIpStatusChanged(card_.SfpIp(i), &card_.sfpIpStatuses[i]);
-    });
-  }
+  repeat([&] { card_.TellMonitorData(); });
+  repeat([&] { card_.TellGenlock(); });
+  repeat([&] { card_.TellSt2059(); });
+  repeat([&] { card_.TellSfpIp(1); });
+  repeat([&] { card_.TellSfpIp(2); });
   for (std::size_t run = 0; run < runs; ++run) {
     Start();
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
@@ -375,14 +370,15 @@ TEST_F(LoggerTest, NothingIsLostOrTornWhenEverythingComesAtOnce) {
       for (std::uint64_t i = 0; i < times; ++i) action();
     });
   };
-  const auto fetch = [&] { card_.monitorDataCallback->OnMonitorDataReady(); };
+  auto* const telemetry =
+      test::Registered<IZvSmpte2059MonitorDataNotificationCallback>(card_.Engine().MonitorDataCallbacks());
+  const auto fetch = [&] { telemetry->OnMonitorDataReady(); };
   std::thread threads[] = {
       repeat(batches, fetch),
       repeat(batches, fetch),
-      repeat(notifications, [&] { card_.genlockCallback->OnGenlockStatusChanged(&card_.genlockStatus); }),
-      repeat(notifications, [&] { card_.st2059Callback->OnSt2059StatusChanged(&card_.st2059Status); }),
-      repeat(notifications,
-             [&] { card_.sfpIpCallbacks[0]->OnSfpIpStatusChanged(card_.SfpIp(0), &card_.sfpIpStatuses[0]); }),
+      repeat(notifications, [&] { card_.TellGenlock(); }),
+      repeat(notifications, [&] { card_.TellSt2059(); }),
+      repeat(notifications, [&] { card_.TellSfpIp(1); }),
   };
   for (int i = 0; i < 50; ++i) {
     Syncs(Logger::Period::FifteenMinutes, 0);

@@ -9,7 +9,7 @@
 #include <sstream>
 #include <thread>
 
-#include "support/fake_card.h"
+#include "support/scripted_card.h"
 #include "support/test_run.h"
 
 namespace kestrune {
@@ -86,12 +86,12 @@ class PtpMonitorTest : public testing::Test {
       batch.records[0].performanceMonitoring.numberOfSyncSinceLastTelemetry = 1;
       batch.records[1].performanceMonitoring.numberOfSyncSinceLastTelemetry = 2;
     };
-    card_.monitorDataCallback->OnMonitorDataReady();
+    card_.TellMonitorData();
   }
 
   test::ConsoleCapture console_;
   test::TemporaryFolder folder_;
-  test::FakeCard card_;
+  test::ScriptedCard card_;
   LeapingClock clock_;
 };
 
@@ -185,7 +185,7 @@ TEST_F(PtpMonitorTest, WritesItsLinesWhileTheCardHoldsTelemetryBack) {
         batch.count = 1;
         batch.records[0].performanceMonitoring.numberOfSyncSinceLastTelemetry = 5;
       };
-      telemetry = std::thread([&] { card_.monitorDataCallback->OnMonitorDataReady(); });
+      telemetry = std::thread([&] { card_.TellMonitorData(); });
       blocked.get_future().wait();
     } else if (clock_.sleeps == 4) {
       EXPECT_EQ(ReadTests().size(), 2 * 3U);
