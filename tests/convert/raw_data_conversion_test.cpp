@@ -4,10 +4,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
 #include <span>
 #include <sstream>
-#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -35,22 +33,6 @@ std::string Units(int count) {
   }
   return bytes;
 }
-
-/// Takes `room` characters and fails from then on, as a disk does.
-class FullDisk : public std::streambuf {
- public:
-  explicit FullDisk(std::streamsize room) : room_(room) {}
-
- protected:
-  std::streamsize xsputn(const char*, std::streamsize size) override {
-    const std::streamsize taken = std::min(size, room_);
-    room_ -= taken;
-    return taken;
-  }
-
- private:
-  std::streamsize room_;
-};
 
 TEST(RawDataConversion, EveryUnitOnceAndInOrder) {
   for (const int count : {0, 1, 31, 32, 33, 1500}) {
@@ -104,51 +86,6 @@ TEST(RawDataConversion, MastersInTheListLikeTheBestOne) {
     }
     std::rotate(masters.begin(), masters.begin() + 1, masters.end());
   }
-}
-
-TEST(RawDataConversion, SourceEndsEarly) {
-  for (const std::size_t missing : {1U, 1024U, 172U * 1024U, 300U * 1024U}) {
-    std::istringstream source(Units(300).erase(300 * 1024 - missing));
-    std::ostringstream destination;
-    EXPECT_EQ(ConvertUnits(source, 300 * 1024, "", destination), ConversionResult::ReadFailed) << missing;
-    const auto whole = static_cast<std::ptrdiff_t>(300 - (missing + 1023) / 1024);
-    const std::string text = destination.str();
-    EXPECT_EQ(std::ranges::count(text, '\n'), whole);
-  }
-}
-
-TEST(RawDataConversion, DiskFull) {
-  for (const std::streamsize room : {0, 1, 60'000, 262'144, 500'000}) {
-    std::istringstream source(Units(1500));
-    FullDisk disk(room);
-    std::ostream destination(&disk);
-    EXPECT_EQ(ConvertUnits(source, 1500 * 1024, "", destination), ConversionResult::WriteFailed) << room;
-  }
-  std::istringstream empty;
-  std::ostringstream failed;
-  failed.setstate(std::ios::badbit);
-  EXPECT_EQ(ConvertUnits(empty, 0, "heading", failed), ConversionResult::WriteFailed);
-}
-
-TEST(RawDataConversion, UnitBeyond4GiB) {
-  constexpr std::int64_t place = (std::int64_t{4} << 30) + 1024;
-  const std::string name = testing::TempDir() + "kestrune_beyond_4_gib";
-  {
-    std::ofstream file(name, std::ios::binary);
-    file.seekp(place);
-    file << Units(1);
-    ASSERT_TRUE(file.flush());
-  }
-  {
-    std::ifstream source(name, std::ios::binary);
-    source.seekg(0, std::ios::end);
-    EXPECT_EQ(source.tellg(), place + 1024);
-    source.seekg(place);
-    std::ostringstream destination;
-    EXPECT_EQ(ConvertUnits(source, 1024, "", destination), ConversionResult::Completed);
-    EXPECT_TRUE(destination.str().starts_with("1000,0,"));
-  }
-  std::remove(name.c_str());
 }
 
 }  // namespace

@@ -165,17 +165,6 @@ class Conversion(ProgramTest):
         self.destination.mkdir()
         self.assertEqual(self.convert(status=-1), [NO_DESTINATION])
 
-    @unittest.skipIf(WINDOWS, "permissions are the host's")
-    def test_what_may_not_be_opened(self):
-        user = {"user": 65534, "group": 65534, "extra_groups": []} if os.geteuid() == 0 else {}
-        self.source.write_bytes(self.plausible)
-        self.folder.chmod(0o555)
-        self.addCleanup(self.folder.chmod, 0o755)
-        for mode, message in [(0o000, NO_SOURCE), (0o444, NO_DESTINATION)]:
-            self.source.chmod(mode)
-            self.assertEqual(self.convert(status=-1, **user), [message])
-            self.assertFalse(self.destination.exists())
-
     def test_source_as_destination(self):
         self.source.write_bytes(self.plausible)
         os.link(self.source, self.folder / "hard")
