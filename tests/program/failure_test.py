@@ -4,14 +4,12 @@ import unittest
 
 from kestrune import EVENT_LOG, FAILURE, ProgramTest, parse_events
 
-SPEED = 1200
 CODE = "ZV_E_NOT_SUPPORTED"
 TEXT = " : ZV_E_NOT_SUPPORTED: The requested operation is not supported."
 NO_INTERFACE = " : ZV_E_INVALID_POINTER: One of the method parameter is a uninitialized pointer."
 NO_HARDWARE = ": No hardware detected. : ZV_E_NO_HARDWARE_PROFILE_FOUND: No hardware profile available in the system."
 GENERIC = " : ZV_E_FAIL: Generic error."
 STARTING = ": Starting ST2059 monitoring."
-ENDING = ": Ending ST2059 monitoring."
 
 # The documents at a run's start, the last of which announces it.
 TYPES = [event["Event log type"] for event in parse_events(EVENT_LOG.read_text())]
@@ -139,60 +137,6 @@ class FailureTest(ProgramTest):
             result = self.run_program("run", option, scenario={})
             self.assertEqual(result.status, FAILURE)
             self.assertEqual(result.messages, [": Could not configure log files. Log path may be invalid" + GENERIC])
-
-    def test_reads_that_fail_during_the_run(self):
-        """The run goes on, and says so."""
-        rows = [
-            ("GetGenlockSettings", {"event": "genlock", "state": 2}, ": Could not get genlock settings" + TEXT, 1),
-            (
-                "GetSt2059Settings",
-                {"event": "best-master-selection", "value": 2},
-                ": Could not get SFP IP status and/or settings" + TEXT,
-                0,
-            ),
-        ]
-        for operation, event, message, documents in rows:
-            with self.subTest(operation=operation):
-                scenario = {
-                    "timeline": [{"at": 60, **event}],
-                    "faults": [{"operation": operation, "code": CODE, "from": 30, "until": 3500}],
-                }
-                result = self.run_program("run", "-d=1", f"-f={operation}", scenario=scenario, speed=SPEED)
-                self.assertEqual(result.status, 0)
-                self.assertEqual(result.messages[1], message)
-                self.assertEqual(result.messages[-1], ENDING)
-                changes = [m for m in result.messages[2:-1] if m == ": Genlock status has changed"]
-                self.assertEqual(len(changes), documents)
-                kinds = self.event_types(operation)[len(INITIAL) : -1]
-                self.assertEqual(kinds.count("genlock settings"), 0)
-                self.assertEqual(kinds.count("genlock status"), documents)
-
-    def test_unknown_codes_do_not_stop_the_run(self):
-        timeline = [
-            {"at": 10, "event": "genlock", "state": 77, "source": 5, "frameRate": 9},
-            {"at": 20, "event": "card-state", "value": 11},
-            {"at": 30, "event": "sfp-index", "sfp": "A", "value": 2, "count": 1},
-            {"at": 40, "event": "best-master-selection", "value": 9},
-        ]
-        result = self.run_program("run", "-d=1", scenario={"timeline": timeline}, speed=SPEED)
-        self.assertEqual(result.status, 0)
-        # Lines of two threads may run into each other.
-        code = " : ZV_E_INVALID_PARAMETER: One of the method parameter is invalid."
-        for message in (
-            ": Invalid genlock state",
-            ": Invalid or irrelevent genlock source for IP boardsstate",
-            ": Invalid genlock resolution frame rate",
-            ": Invalid ST2059 state",
-            ": Invalid ST2059 best master selection",
-        ):
-            self.assertIn(message + code, result.text)
-        invalid_index = ": Request to analyze performance data has an invalid SFP index" + code
-        self.assertEqual(result.text.count(invalid_index), 1)
-        self.assertEqual(sum(record[0] == 2 for _, record in self.raw_units()), 1, "stored all the same")
-        genlock = [event for event in self.events() if event["Event log type"].startswith("genlock")]
-        self.assertEqual(genlock[2]["Genlock state"], "invalid")
-        self.assertEqual(genlock[3]["Genlock source"], "invalid or irrelevent")
-        self.assertEqual(genlock[3]["Genlock resolution frame rate"], "invalid")
 
 
 if __name__ == "__main__":

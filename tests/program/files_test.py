@@ -1,6 +1,5 @@
-"""What runs do with files that others hold, that a crash has torn, or that are none."""
+"""What runs do with files that others hold or that a crash has torn."""
 
-import os
 import shutil
 import unittest
 
@@ -52,15 +51,6 @@ class FilesTest(ProgramTest):
         self.assertEqual(self.run_program(PASS_PHRASE, "decypher").status, 0)
         lines = (self.folder / "ptpLog_decyphered_raw_data.txt").read_text().splitlines()
         self.assertEqual(len(lines), 2 + len(whole[0]) // UNIT - 1, "the torn unit's line is one of them")
-
-    def test_only_regular_files_are_taken(self):
-        if not WINDOWS:
-            os.mkfifo(self.folder / "fifo_raw_data")
-            (self.folder / "device_event_log.txt").symlink_to("/dev/null")
-        (self.folder / "folder_period_test_results.txt").mkdir()
-        for prefix in ("folder",) if WINDOWS else ("fifo", "device", "folder"):
-            result = self.run_program("run", f"-f={prefix}", scenario={}, timeout=20)
-            self.assertEqual((result.messages, result.status), ([REFUSED], FAILURE))
 
 
 if __name__ == "__main__":

@@ -46,10 +46,6 @@ def period_results(records):
 
 
 class RunTest(ProgramTest):
-    def check_events(self, events):
-        for event in events:
-            self.assertEqual(event["Time"], local_time(event["Epoch time"]))
-
     def converted(self):
         """Every unit of the raw data file as its conversion tells it: (SFP index, 50 integers)."""
         self.run_program(PASS_PHRASE, "decypher")
@@ -94,9 +90,7 @@ class RunTest(ProgramTest):
             self.assertEqual(line[1], local_time(int(line[0])))
             self.assertGreater(int(line[4]), 0)
 
-        events = self.events()
-        self.check_events(events)
-        kinds = [event["Event log type"] for event in events]
+        kinds = self.event_types()
         self.assertEqual((kinds.count("start of monitoring"), kinds.count("end of monitoring")), (run, run))
         self.assertEqual(kinds[-1], "end of monitoring")
 
@@ -121,27 +115,6 @@ class RunTest(ProgramTest):
             elif run >= 2:
                 break
         self.assertIsNone(differs)
-
-    def test_a_day(self):
-        result = self.run_program("run", "-d=24", "-f=day", scenario="day", speed=3600, timeout=300)
-        self.assertEqual(result.status, 0, result.errors)
-        units = self.raw_units("day")
-        self.assertGreater(len(units), 86_400, "on a machine that keeps up, two a second")
-        self.check_events(self.events("day"))
-
-        _, data = self.period_lines("day")
-        order = [["15", "0"], ["15", "1"]] * 96
-        self.assertEqual([line[2:4] for line in data], [*order, ["1440", "0"], ["1440", "1"]])
-        self.assertEqual({line[0] for line in data[-4:]}, {data[-1][0]}, "the day's lines carry their step's time")
-        for sfp in (0, 1):
-            quarters, day = (
-                sum(int(line[4]) for line in data if line[2:4] == [minutes, str(sfp)]) for minutes in ("15", "1440")
-            )
-            stored = sum(monitoring(record)[0] for _, record in units if record[0] == sfp)
-            # The day ends a moment after its last quarter of an hour; a record or two may be counted by halves.
-            self.assertGreaterEqual(day, quarters - 2 * 8)
-            self.assertLessEqual(day, stored + 2 * 8)
-            self.assertGreater(day, 8 * 36_000)
 
 
 if __name__ == "__main__":
