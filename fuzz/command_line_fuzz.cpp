@@ -1,4 +1,4 @@
-// Arbitrary arguments, one a line: the parser, the card's selection and the duration agree with a second
+// Arbitrary arguments, one a line: the parser and the duration agree with a second
 // reading of them that is as plain as can be.
 
 #include <strings.h>
@@ -13,7 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "app/card_selection.h"
 #include "app/dispatcher.h"
 #include "cmdline/command_line_parser.h"
 
@@ -87,27 +86,6 @@ void CheckDuration(const CZvCommandLineParser& parser, const PlainReading& plain
   if (fits) Check(hours == static_cast<std::uint32_t>(*number));
 }
 
-/// Among three cards, of which two have a serial number that fills its field or is empty.
-void CheckSelection(const CZvCommandLineParser& parser, const PlainReading& plain, std::uint8_t index) {
-  ApplicationContext context;
-  const std::string serialNumbers[] = {"A56298", std::string(sizeof CardInformation::serialNumber, 'x'), ""};
-  for (const std::string& serialNumber : serialNumbers) {
-    CardEntry entry{{}, MakeRecord<CardInformation>()};
-    serialNumber.copy(entry.information.serialNumber, serialNumber.size());
-    context.cards.push_back(entry);
-  }
-  const CardSelection selection = SelectCard(context, parser);
-  if (plain.HasOption("sn")) {
-    std::uint32_t place = 0;
-    while (place < 3 && serialNumbers[place] != plain.Value("sn")) ++place;
-    Check(selection.result.Succeeded() == (place < 3));
-    if (place < 3) Check(selection.index == place);
-  } else {
-    Check(selection.result.Succeeded() == (index < 3));
-    if (index < 3) Check(selection.index == index);
-  }
-}
-
 }  // namespace
 }  // namespace kestrune
 
@@ -147,6 +125,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                                                     : number);
   Check(parser.GetHardwareIndex() == index);
   CheckDuration(parser, plain);
-  CheckSelection(parser, plain, index);
   return 0;
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "support/scripted_card.h"
@@ -26,15 +27,19 @@ TEST(Dispatcher, ThreadOfAnotherApartmentIsRefused) {
   EXPECT_EQ(console.LinesWithoutTime().front(), ": Could no initialize system : Unknown error");
 }
 
-TEST(CardSelection, AnEmptySerialNumberMatchesNoCard) {
+TEST(CardSelection, AnEmptySerialNumberMatchesNoCardAndALongOneItsWholeField) {
   const test::ConsoleCapture console;
   ApplicationContext context;
-  context.cards.resize(1);
-  context.cards[0].information = MakeRecord<CardInformation>();
-  for (const char* option : {"-sn=", "-sn", "-SN=A1"}) {
+  context.cards.resize(2);
+  std::ranges::fill(context.cards[1].information.serialNumber, 'x');
+  const std::string longest = "-sn=" + std::string(sizeof CardInformation::serialNumber, 'x');
+  const auto select = [&](const char* option) {
     const char* argv[] = {"kestrune", "run", option};
-    EXPECT_EQ(SelectCard(context, CZvCommandLineParser(3, argv)).result.Code(), ZV_E_FAIL) << option;
-  }
+    return SelectCard(context, CZvCommandLineParser(3, argv));
+  };
+  for (const char* option : {"-sn=", "-sn", "-SN=A1", "-sn=x"})
+    EXPECT_EQ(select(option).result.Code(), ZV_E_FAIL) << option;
+  EXPECT_EQ(select(longest.c_str()).index, 1U);
 }
 
 TEST(ApplicationContext, GivesTheSystemConfigurationBackBeforeTheCards) {

@@ -52,23 +52,5 @@ TEST(CommandLineParser, OptionsAndTheirValues) {
   }
 }
 
-TEST(CommandLineParser, HardwareIndexIsTheLowByteOfTheNumber) {
-  const std::pair<const char*, int> rows[] = {{"-hw=1", 1},
-                                              {"-hw=256", 0},
-                                              {"-hw=-1", 255},
-                                              {"-hw=3abc", 3},
-                                              {"-hw=x", 0},
-                                              {"-hw", 0},
-                                              {"-HW=1", 0},
-                                              {"-hwx=1", 1},
-                                              {"-hw= 7", 7},
-                                              {"-hw=+2", 2},
-                                              {"-hw=511", 255},
-                                              {"hw=1", 0},
-                                              {"-hw=99999999999999", 255}};
-  for (const auto& [argument, index] : rows)
-    EXPECT_EQ(Parse({argument}).GetHardwareIndex(), index) << argument;
-}
-
 }  // namespace
 }  // namespace kestrune

@@ -96,7 +96,8 @@ class ModesTest(ProgramTest):
             (["-hwx=3"], FAILURE, one_sfp),
             (["-hw=4"], FAILURE, [no_index(4), *usage]),
             (["-hw=-1"], FAILURE, [no_index(255), *usage]),
-            (["-hwx=7"], FAILURE, [no_index(7), *usage]),
+            (["-hw= +7"], FAILURE, [no_index(7), *usage]),
+            (["-hw=99999999999999"], FAILURE, [no_index(255), *usage]),
             (["-hw=4", "-d=abc"], FAILURE, [no_index(4), *usage]),
         ]
         for options, status, expected in rows:
