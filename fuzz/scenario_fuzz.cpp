@@ -1,8 +1,7 @@
-// Arbitrary bytes as a scenario: a refused one is told where and why, an accepted one holds what its file
-// format promises, and the first of its cards can live through it.
+// Arbitrary bytes as a scenario: a refused one is told where and why, and an accepted one has texts that fit
+// a record and a first card that can live through it.
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -37,73 +36,9 @@ void CheckError(std::string_view text, const std::string& error) {
   Check(line == 1 && column >= 1 && column <= std::min(text.find('\n'), text.size()) + 1);
 }
 
-/// Not so for a NaN.
-void CheckRange(double value, double least, double most) { Check(value >= least && value <= most); }
-
 void CheckText(const std::string& text, std::size_t most) {
   Check(!text.empty() && text.size() <= most);
   Check(std::ranges::all_of(text, [](char c) { return c >= ' ' && c <= '~'; }));
-}
-
-void CheckPath(const Path& path) {
-  CheckRange(path.delayNs, 0, 1e9);
-  CheckRange(path.asymmetryNs, -1e9, 1e9);
-  CheckRange(path.jitterNs, 0, 1e9);
-  CheckRange(path.lossProbability, 0, 1);
-}
-
-void CheckCard(const Card& card) {
-  CheckText(card.serialNumber, 31);
-  CheckText(card.cardModel, 103);
-  CheckRange(card.warmUpSeconds, 0, 86'400);
-  CheckRange(card.oscillator.frequencyErrorPpb, -1e6, 1e6);
-  CheckRange(card.oscillator.wanderPpb, 0, 1e6);
-  for (const Sfp& sfp : card.sfps) CheckPath(sfp.path);
-}
-
-void CheckEvent(const Event& event, const Scenario& scenario) {
-  CheckRange(event.at, 0, 3.2e9);
-  if (event.every == 0) Check(event.times == 1);
-  if (event.every != 0) CheckRange(event.every, 0.001, 3.2e9);
-  Check(event.card < scenario.cards.size() && event.sfp < 2 && event.count >= 1);
-  switch (event.kind) {
-    case EventKind::GrandmasterLost:
-    case EventKind::GrandmasterBack:
-      return Check(event.grandmaster < scenario.grandmasters.size());
-    case EventKind::GrandmasterChange:
-      Check(event.grandmaster < scenario.grandmasters.size());
-      return CheckRange(event.grandmasterAttributes.timeErrorNs, -1e9, 1e9);
-    case EventKind::PathChange:
-      return CheckPath(event.path);
-    case EventKind::TransmitError:
-      return CheckRange(event.value, 0, 1);
-    case EventKind::BestMasterSfp:
-    case EventKind::SfpIndex:
-      return CheckRange(event.value, 0, 255);
-    case EventKind::BestMasterSelection:
-    case EventKind::LinkSpeed:
-      return Check(event.value >= 0);
-    default:
-      return Check(event.kind <= EventKind::SfpIndex);
-  }
-}
-
-void CheckScenario(const Scenario& scenario) {
-  Check(scenario.seed <= INT64_MAX);
-  if (scenario.startEpoch) CheckRange(static_cast<double>(*scenario.startEpoch), 0, 9e9);
-  for (const Card& card : scenario.cards) CheckCard(card);
-  for (const Grandmaster& master : scenario.grandmasters) {
-    CheckText(master.name, 100);
-    CheckRange(master.timeErrorNs, -1e9, 1e9);
-    Check(std::ranges::count(scenario.grandmasters, master.name, &Grandmaster::name) == 1);
-  }
-  for (const Event& event : scenario.events) CheckEvent(event, scenario);
-  for (const Fault& fault : scenario.faults) {
-    Check(static_cast<std::size_t>(fault.operation) < kit::operationCount && fault.firstCall >= 1);
-    Check(fault.lastCall == 0 || fault.lastCall == fault.firstCall);
-    CheckRange(fault.from, 0, 3.2e9);
-    if (fault.until) CheckRange(*fault.until, std::nextafter(fault.from, 4e9), 3.2e9);
-  }
 }
 
 void LiveThrough(Scenario& scenario) {
@@ -133,7 +68,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   auto& scenario = std::get<Scenario>(result);
-  CheckScenario(scenario);
+  for (const Card& card : scenario.cards) {
+    CheckText(card.serialNumber, 31);
+    CheckText(card.cardModel, 103);
+  }
   LiveThrough(scenario);
   return 0;
 }
