@@ -102,16 +102,6 @@ TEST(ComObjects, RefuseWrongArguments) {
   };
   expectSizeChecked(MakeRecord<GenlockStatus>(),
                     [&](auto* record) { return objects.genlock->GetStatus(record); });
-  expectSizeChecked(MakeRecord<GenlockSettings>(),
-                    [&](auto* record) { return objects.genlock->GetSettings(record); });
-  expectSizeChecked(MakeRecord<St2059Status>(),
-                    [&](auto* record) { return objects.smpte2059->GetStatus(record); });
-  expectSizeChecked(MakeRecord<St2059Settings>(),
-                    [&](auto* record) { return objects.smpte2059->GetSettings(record); });
-  expectSizeChecked(MakeRecord<St2059SfpStatus>(),
-                    [&](auto* record) { return objects.smpte2059Sfp[1]->GetStatus(record); });
-  expectSizeChecked(MakeRecord<SfpIpStatus>(),
-                    [&](auto* record) { return objects.sfpIp[1]->GetStatus(record); });
   expectSizeChecked(MakeRecord<CardInformation>(),
                     [&](auto* record) { return objects.card->GetCardInformation(record, 0); });
   auto information = MakeRecord<CardInformation>();
