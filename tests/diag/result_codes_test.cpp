@@ -22,22 +22,6 @@ TEST(ResultCodes, EveryCodeHasItsNameAndASentence) {
   EXPECT_EQ(rows, 1400);
 }
 
-TEST(ResultCodes, TheProgramsOwnTexts) {
-  const std::pair<std::uint32_t, const wchar_t*> rows[] = {
-      {0x00000000, L"ZV_NOERROR: No error"},
-      {0x00000001, L"ZV_FALSE: FALSE"},
-      {0x89998FFF, L"ZV_E_FAIL: Generic error."},
-      {0x89998001, L"ZV_E_INVALID_STRUCTURE_SIZE: Structure size not set or not valid."},
-      {0x89998002, L"ZV_E_NOT_SUPPORTED: The requested operation is not supported."},
-      {0x89998010, L"ZV_E_NO_HARDWARE_PROFILE_FOUND: No hardware profile available in the system."},
-      {0x89998012, L"ZV_E_END_OF_ENUM: No more items to enumerate."},
-      {0x89998043, L"ZV_E_OUT_OF_MEMORY: Not enough memory to perform the operation"},
-      {0x89998044, L"ZV_E_INVALID_PARAMETER: One of the method parameter is invalid."},
-      {0x89998045, L"ZV_E_INVALID_POINTER: One of the method parameter is a uninitialized pointer."},
-  };
-  for (const auto& [code, text] : rows) EXPECT_STREQ(GetResultText(code), text);
-}
-
 TEST(ResultCodes, GapsAndNeighboursOfTheFamiliesAreUnknown) {
   for (const std::uint32_t unknown : {0x00000002U, 0x09990000U, 0x099900B1U, 0x09991FFFU, 0x0999203DU,
                                       0x89998000U, 0x89998016U, 0x89998396U, 0x89998FFEU, 0x89999000U,

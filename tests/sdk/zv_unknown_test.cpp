@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <thread>
 #include <vector>
 
 #include "sdk/callbacks.h"
@@ -10,11 +9,6 @@
 
 namespace kestrune {
 namespace {
-
-struct Subscriber : GenlockStatusChangeNotificationSubscriber {
-  void OnGenlockStatusChange(const GenlockStatus& status) override { last = &status; }
-  const GenlockStatus* last = nullptr;
-};
 
 ULONG References(GenlockStatusCallback& callback) {
   callback.AddRef();
@@ -82,22 +76,6 @@ TEST(ZvUnknown, AggregatedInterfacesForwardToTheOuterObject) {
   EXPECT_EQ(inner.Release(), 0U);
 }
 
-TEST(ZvUnknown, CountsFromManyThreads) {
-  TZvSmartPtr<GenlockStatusCallback> callback;
-  callback = new GenlockStatusCallback(nullptr);
-  std::vector<std::thread> threads(4);
-  for (auto& thread : threads) {
-    thread = std::thread([&] {
-      for (int n = 0; n < 10'000; ++n) {
-        callback->AddRef();
-        callback->Release();
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(References(**callback), 1U);
-}
-
 TEST(ZvSmartPtr, EachOperationsEffectOnTheCount) {
   const auto before = CZvUnknown::LiveObjects();
   auto* first = new GenlockStatusCallback(nullptr);
@@ -153,16 +131,6 @@ TEST(ZvSmartPtr, MisuseThrows) {
             "TZvSmartPtr::operator& -> Internal pointer will be overriden!");
   EXPECT_EQ(pointer.Get(), callback);
   EXPECT_EQ(References(*callback), 1U);
-}
-
-TEST(Callbacks, ForwardTheCardServicesRecord) {
-  Subscriber subscriber;
-  TZvSmartPtr<GenlockStatusCallback> callback;
-  callback = new GenlockStatusCallback(&subscriber);
-  IZvGenlockNotificationCallback* registered = *callback;
-  const auto status = MakeRecord<GenlockStatus>();
-  EXPECT_EQ(registered->OnGenlockStatusChanged(&status), S_OK);
-  EXPECT_EQ(subscriber.last, &status) << "neither copied nor changed";
 }
 
 }  // namespace
