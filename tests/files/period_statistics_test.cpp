@@ -156,6 +156,9 @@ TEST(PeriodTestResults, LineHasAValueForEachColumn) {
   const std::string columns = header.substr(header.rfind('\n') + 1);
   const std::string line = FormatPeriodTestLine({}, 1440, 1, 1700000000);
   EXPECT_EQ(std::ranges::count(columns, ','), 53);
+  EXPECT_TRUE(columns.starts_with(
+      "epchtm, time, tsdurmin, sfp, numsynclasttel, masfoldel-mi-s, masfoldel-mi-ns, "
+      "masfoldel-ma-s, masfoldel-ma-ns, masfoldel-ave-s, masfoldel-ave-ns, masfoldel-sd-s"));
   EXPECT_EQ(std::ranges::count(line, ','), 53);
   EXPECT_EQ(std::ranges::count(header, '\n'), 6);
   EXPECT_EQ(line.substr(0, 11), "1700000000,");
