@@ -212,8 +212,7 @@ TEST_F(LoggerTest, AllZeroGenlockSettingsAreNoChangeAtTheStart) {
 TEST_F(LoggerTest, LateNotificationsAreLoggedWhileTheFilesAreOpen) {
   Start();
   Deliver({0}, 1);
-  auto* const telemetry =
-      test::Registered<IZvSmpte2059MonitorDataNotificationCallback>(card_.Engine().MonitorDataCallbacks());
+  Logger* const telemetry = logger_.get();
   telemetry->AddRef();
   TZvSmartPtr<IZvGenlockNotificationCallback> genlock;
   genlock = test::Registered<IZvGenlockNotificationCallback>(card_.Engine().GenlockCallbacks());
@@ -316,9 +315,8 @@ TEST_F(LoggerTest, EverythingMayComeAtOnceWhileRunsStartAndEnd) {
   repeat([&] { card_.TellSfpIp(2); });
   for (std::size_t run = 0; run < runs; ++run) {
     Start();
-    const auto fetch = [telemetry = test::Registered<IZvSmpte2059MonitorDataNotificationCallback>(
-                            card_.Engine().MonitorDataCallbacks())] {
-      for (int i = 0; i < 60; ++i) telemetry->OnMonitorDataReady();
+    const auto fetch = [&] {
+      for (int i = 0; i < 60; ++i) logger_->OnMonitorDataReady();
     };
     std::thread fetches[] = {std::thread(fetch), std::thread(fetch)};
     for (int i = 0; i < 5; ++i, pause()) Syncs(Logger::Period::FifteenMinutes, 0);

@@ -107,7 +107,7 @@ class ScriptedCard : private IZvCardConfigurationPrivate {
   std::vector<std::string_view> calls_;  ///< guarded by mutex_
 };
 
-/// The callback of a list that has one.
+/// The callback of a list that has one, while nobody calls the list.
 template <class Callback>
 Callback* Registered(kit::CallbackList& list) {
   Callback* registered = nullptr;
