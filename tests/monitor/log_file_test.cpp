@@ -9,15 +9,29 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <fstream>
 #include <memory>
 
 #include "monitor/logger.h"
 #include "support/scripted_card.h"
 #include "support/test_run.h"
+
+namespace {
+
+std::size_t mostAtOnce = SIZE_MAX;
+
+}  // namespace
+
+/// In place of the C library's: takes no more at once than the test says.
+extern "C" ssize_t write(int file, const void* bytes, std::size_t size) {
+  return syscall(SYS_write, file, bytes, std::min(size, mostAtOnce));
+}
 
 namespace kestrune {
 namespace {
@@ -104,6 +118,17 @@ TEST_F(LogFileTest, AFailureCostsItsOwnPieces) {
       }
     }
   }
+}
+
+TEST_F(LogFileTest, WhatIsTakenPieceByPieceIsWhole) {
+  const std::string name = Write("short", "");
+  LogFile file("test", "Things");
+  ASSERT_TRUE(file.OpenText(name));
+  mostAtOnce = 4;
+  file.Append("alpha\nbeta\n");
+  mostAtOnce = SIZE_MAX;
+  EXPECT_EQ(test::ReadText(name), "alpha\nbeta\n");
+  EXPECT_EQ(console_.Text(), "");
 }
 
 TEST_F(LogFileTest, WhatACrashHasTornIsCompletedAndNothingCutOff) {
