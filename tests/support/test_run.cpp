@@ -1,5 +1,7 @@
 #include "support/test_run.h"
 
+#include <rapidjson/document.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -58,23 +60,17 @@ std::vector<RawDataUnit> ReadRawData(const std::filesystem::path& file) {
   return units;
 }
 
-std::vector<rapidjson::Document> ReadEvents(const std::filesystem::path& file) {
-  std::vector<rapidjson::Document> events;
+std::vector<std::string> ReadEventTypes(const std::filesystem::path& file) {
+  std::vector<std::string> types;
   const std::string text = ReadText(file);
   rapidjson::StringStream stream(text.c_str());
   while (stream.Peek() != '\0') {
     rapidjson::Document event;
     event.ParseStream<rapidjson::kParseStopWhenDoneFlag>(stream);
     if (event.HasParseError()) throw std::runtime_error("torn event document");
-    events.push_back(std::move(event));
+    types.emplace_back(event["Event log type"].GetString());
     while (stream.Peek() == '\r' || stream.Peek() == '\n') stream.Take();
   }
-  return events;
-}
-
-std::vector<std::string> ReadEventTypes(const std::filesystem::path& file) {
-  std::vector<std::string> types;
-  for (const auto& event : ReadEvents(file)) types.emplace_back(event["Event log type"].GetString());
   return types;
 }
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <rapidjson/document.h>
-
 #include <filesystem>
 #include <string>
 #include <utility>
@@ -47,9 +45,7 @@ class TemporaryFolder {
 std::string ReadText(const std::filesystem::path& file);
 std::vector<std::string> ReadLines(const std::filesystem::path& file);
 std::vector<RawDataUnit> ReadRawData(const std::filesystem::path& file);
-/// The documents of an event log; a damaged one throws.
-std::vector<rapidjson::Document> ReadEvents(const std::filesystem::path& file);
-/// Each event's "Event log type".
+/// The "Event log type" of each document of an event log; a damaged one throws.
 std::vector<std::string> ReadEventTypes(const std::filesystem::path& file);
 
 }  // namespace kestrune::test
