@@ -42,6 +42,42 @@ TEST(CardSelection, AnEmptySerialNumberMatchesNoCardAndALongOneItsWholeField) {
   EXPECT_EQ(select(longest.c_str()).index, 1U);
 }
 
+/// Hands out its card twice, with a success of another kind, and then fails.
+struct OddEnumerator : IZvSystemConfigurationCardEnumerator {
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE Next(IZvCardConfiguration** next) override {
+    if (++calls > 2) return ZV_E_END_OF_ENUM;
+    *next = card.Interface();
+    (*next)->AddRef();
+    return ZV_FALSE;
+  }
+  test::ScriptedCard card;
+  int calls = 0;
+};
+
+struct OddSystem : IZvSystemConfiguration {
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+  ULONG STDMETHODCALLTYPE AddRef() override { return 2; }
+  ULONG STDMETHODCALLTYPE Release() override { return 1; }
+  HRESULT STDMETHODCALLTYPE GetCardEnumerator(IZvSystemConfigurationCardEnumerator** out) override {
+    *out = &enumerator;
+    return S_OK;
+  }
+  OddEnumerator enumerator;
+};
+
+TEST(CardSelection, ASuccessOfAnotherKindMayComeWithACard) {
+  const test::ConsoleCapture console;
+  OddSystem system;
+  ApplicationContext context;
+  context.systemConfiguration = &system;
+  EXPECT_EQ(EnumerateCards(context).Code(), ZV_NOERROR);
+  EXPECT_EQ(context.cards.size(), 2U);
+  EXPECT_EQ(console.Text(), "");
+}
+
 TEST(ApplicationContext, GivesTheSystemConfigurationBackBeforeTheCards) {
   test::ScriptedCard card;
   struct System : IZvSystemConfiguration {

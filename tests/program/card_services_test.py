@@ -72,7 +72,9 @@ class CardServicesTest(ProgramTest):
 
         services = os.environ["KESTRUNE_C_CARD_SERVICES"]
         result = self.run_program("list", ZV_CARD_SERVICES=services, C_CARD_SERVICES_WITHOUT_FACTORY="1")
-        self.assertEqual((result.messages, result.status), ([NOTHING_CREATED], FAILURE), "success, but no class factory")
+        self.assertEqual(
+            (result.messages, result.status), ([NOTHING_CREATED], FAILURE), "success, but no class factory"
+        )
 
         alone = shutil.copy(PROGRAM[0], self.folder)
         result = subprocess.run([alone, "list"], stdout=subprocess.PIPE, check=False)

@@ -50,8 +50,14 @@ class ConsoleTest(ProgramTest):
 
     def start(self, name, *arguments, **process):
         defaults = {"stdout": subprocess.DEVNULL, "stderr": subprocess.DEVNULL}
-        started = self.start_program("run", f"-f={name}", *(arguments or ("-d=1",)), speed=1200,
-                                     ZV_SIM_SCENARIO=self.busy, process={**defaults, **process})
+        started = self.start_program(
+            "run",
+            f"-f={name}",
+            *(arguments or ("-d=1",)),
+            speed=1200,
+            ZV_SIM_SCENARIO=self.busy,
+            process={**defaults, **process},
+        )
         self.addCleanup(started.kill)
         return started
 
@@ -130,7 +136,11 @@ class ConsoleTest(ProgramTest):
         termios.tcsetattr(terminal, termios.TCSANOW, settings)
         shell = subprocess.Popen(
             ["bash", "-c", f"set -m; {shlex.join(command(['run', NO_TEST]))} & wait $!"],
-            cwd=self.folder, env=self.environment({}), stdin=terminal, stdout=terminal, stderr=terminal,
+            cwd=self.folder,
+            env=self.environment({}),
+            stdin=terminal,
+            stdout=terminal,
+            stderr=terminal,
             preexec_fn=lambda: (os.setsid(), fcntl.ioctl(0, termios.TIOCSCTTY, 0)),
         )
         os.close(terminal)

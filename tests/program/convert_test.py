@@ -20,10 +20,20 @@ EXPECTED = Path(__file__).parents[1] / "convert"
 # rate in bit/s, x a byte that nothing reads.
 ANNOUNCE = "a4xcIhh4xQiiQIiIIIII4xcII"
 QUANTITY = "8i"
-LAYOUT = ("qB7x" + ANNOUNCE + "i" + 3 * QUANTITY + "i" + 3 * QUANTITY + 5 * ANNOUNCE
-          + "i4xciiiii8I4i10ISL4xRR4Q")
-STATES = ["", "initializing", "faulty", "disabled", "listening", "pre-leader", "leader", "passive",
-          "uncalibrated", "follower unlocked", "follower locked"]
+LAYOUT = "qB7x" + ANNOUNCE + "i" + 3 * QUANTITY + "i" + 3 * QUANTITY + 5 * ANNOUNCE + "i4xciiiii8I4i10ISL4xRR4Q"
+STATES = [
+    "",
+    "initializing",
+    "faulty",
+    "disabled",
+    "listening",
+    "pre-leader",
+    "leader",
+    "passive",
+    "uncalibrated",
+    "follower unlocked",
+    "follower locked",
+]
 PACK = {
     "h": lambda text: struct.pack("<I", int(text, 16)),
     "a": lambda text: bytes(int(octet) for octet in text.split(".")),
@@ -33,8 +43,10 @@ PACK = {
     "R": lambda text: struct.pack("<Q", int(text) // 8),
 }
 
-ABBREVIATIONS = ("Abbreviations. bestMasterLastPtpAnnouncePacket : bmlpap; performanceMonitoring : pm ; "
-                 "listOfPtpMaster : lptpm; timeProperties : tp")
+ABBREVIATIONS = (
+    "Abbreviations. bestMasterLastPtpAnnouncePacket : bmlpap; performanceMonitoring : pm ; "
+    "listOfPtpMaster : lptpm; timeProperties : tp"
+)
 STARTED = "Starting processing of monitoring data."
 COMPLETED = "Completed processing the monitoring data."
 MISALIGNED = "Raw file size does not align with the expected data."
@@ -76,8 +88,12 @@ class Conversion(ProgramTest):
         self.destination = self.folder / DEFAULT_DESTINATION
 
     def start(self, *options, **arguments):
-        return subprocess.Popen([*PROGRAM, "decypher", "tovrak_n3qlxw8pzc5hr2M", *options], cwd=self.folder,
-                                stdout=subprocess.PIPE, **arguments)
+        return subprocess.Popen(
+            [*PROGRAM, "decypher", "tovrak_n3qlxw8pzc5hr2M", *options],
+            cwd=self.folder,
+            stdout=subprocess.PIPE,
+            **arguments,
+        )
 
     def convert(self, *options, status=0, **arguments):
         """The console's lines; `status` is the exit status that must come."""
@@ -109,8 +125,10 @@ class Conversion(ProgramTest):
 
         # The codes of the first two units are invalid; a state is reported before its link speed.
         self.assertEqual((console[0], console[-1]), (STARTED, COMPLETED))
-        self.assertEqual([line.split(" : ")[0].split(": ")[1] for line in console[1:-1]],
-                         2 * ["Invalid ST2059 state", "Invalid link speed"])
+        self.assertEqual(
+            [line.split(" : ")[0].split(": ")[1] for line in console[1:-1]],
+            2 * ["Invalid ST2059 state", "Invalid link speed"],
+        )
         self.assertTrue(console[1].endswith(" : ZV_E_INVALID_PARAMETER: One of the method parameter is invalid."))
 
     def test_sizes_around_whole_units(self):

@@ -63,20 +63,27 @@ class DiskFullTest(ProgramTest):
 
         def lost(file, pieces):
             begun = [m for m in messages if m.startswith(f": Could not write the {file} file : ZV_E_FILEACCESS_WRITE")]
-            ended = [re.match(rf": The {file} file is written again. {pieces} lost: (\d+) : ZV_NOERROR", m)
-                     for m in messages]
+            ended = [
+                re.match(rf": The {file} file is written again. {pieces} lost: (\d+) : ZV_NOERROR", m) for m in messages
+            ]
             ended = [int(match[1]) for match in ended if match]
             self.assertEqual(len(begun), len(ended))
             self.assertGreaterEqual(len(ended), 2)
             return sum(ended)
 
-        syncs = {sfp: [struct.unpack_from("<I", record, 924)[0] for _, record in self.raw_units() if record[0] == sfp]
-                 for sfp in (0, 1)}
-        missing = sum((later - earlier) // 8 - 1 for each in syncs.values() for earlier, later in itertools.pairwise(each))
+        syncs = {
+            sfp: [struct.unpack_from("<I", record, 924)[0] for _, record in self.raw_units() if record[0] == sfp]
+            for sfp in (0, 1)
+        }
+        missing = sum(
+            (later - earlier) // 8 - 1 for each in syncs.values() for earlier, later in itertools.pairwise(each)
+        )
         self.assertAlmostEqual(missing, lost("raw data", "Records"), delta=2, msg="no record is lost that is not told")
         announced = {kind: messages.count(alert) for kind, alert in ALERTS.items()}
         logged = collections.Counter(self.event_types())
-        of_changes = announced["genlock status"] + announced["genlock settings"] + 3 * announced["ST2059 status/settings"]
+        of_changes = (
+            announced["genlock status"] + announced["genlock settings"] + 3 * announced["ST2059 status/settings"]
+        )
         at_the_ends = 5 + 2 + 2
         self.assertEqual(logged.total() + lost("event log", "Documents"), of_changes + at_the_ends)
 

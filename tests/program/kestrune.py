@@ -70,7 +70,9 @@ class ProgramTest(unittest.TestCase):
     def environment(self, scenario=None, **more):
         """`scenario` is the name of a ready one, or what makes it other than an ordinary network and card."""
         # What waits for a moment of real time, waits for it however fast the wall clock runs.
-        environment = dict(os.environ, ASAN_OPTIONS="verify_asan_link_order=0", FAKETIME_DONT_FAKE_MONOTONIC="1", **more)
+        environment = dict(
+            os.environ, ASAN_OPTIONS="verify_asan_link_order=0", FAKETIME_DONT_FAKE_MONOTONIC="1", **more
+        )
         if isinstance(scenario, str):
             ready = pathlib.Path(__file__).parents[2] / "cards" / "simulated" / "scenarios" / f"{scenario}.json"
             environment["ZV_SIM_SCENARIO"] = str(ready)
@@ -118,13 +120,12 @@ class ProgramTest(unittest.TestCase):
         self.assertEqual(len(data) % UNIT, 0, "torn unit")
         return [(struct.unpack_from("<q", data, at)[0], data[at + 8 : at + UNIT]) for at in range(0, len(data), UNIT)]
 
-    def events(self, prefix="ptpLog", killed=False):
-        """Every document of the event log. A torn one fails; but when the program was killed, it may have been writing
-        the last one."""
-        return parse_events((self.folder / f"{prefix}_event_log.txt").read_bytes().decode("utf-8"), killed)
+    def events(self, prefix="ptpLog"):
+        """Every document of the event log. A torn one fails."""
+        return parse_events((self.folder / f"{prefix}_event_log.txt").read_bytes().decode("utf-8"))
 
-    def event_types(self, prefix="ptpLog", killed=False):
-        return [event["Event log type"] for event in self.events(prefix, killed)]
+    def event_types(self, prefix="ptpLog"):
+        return [event["Event log type"] for event in self.events(prefix)]
 
     def period_lines(self, prefix="ptpLog"):
         """The file's lines as (lines of text, data lines split into their fields)."""
@@ -134,11 +135,11 @@ class ProgramTest(unittest.TestCase):
         return [line for line in lines if not re.match(r"\d+,", line)], data
 
 
-def parse_events(text, killed=False):
+def parse_events(text):
     text = text.replace("\r\n", "\n")
     events = []
     at = 0
-    while at < len(text) and not (killed and "\n}\n" not in text[at:]):
+    while at < len(text):
         event, at = json.JSONDecoder().raw_decode(text, at)
         events.append(event)
         assert text[at] == "\n", "torn document"
@@ -148,4 +149,3 @@ def parse_events(text, killed=False):
 
 def local_time(epoch):
     return datetime.datetime.fromtimestamp(epoch).strftime("%Y-%m-%d %H:%M:%S")
-

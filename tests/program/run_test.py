@@ -95,12 +95,9 @@ class RunTest(ProgramTest):
         self.assertEqual(kinds[-1], "end of monitoring")
 
     def test_runs_append(self):
-        """And every figure of a period is that of the records which the run stored, as their conversion tells them. A
-        record that arrives while a period's results are being taken may be counted by halves, so a run in which one
-        did is made again."""
-        differs = "no run yet"
+        """And every figure of a period is that of the records which the run stored, as their conversion tells them."""
         units = []
-        for run in range(1, 5):
+        for run in (1, 2):
             result = self.run_program("run", "-d=1", scenario="failover", speed=1800)
             self.check_run(result, run)
             changes = [message for message in result.messages if message == ": ST 2059 status has changed"]
@@ -108,13 +105,9 @@ class RunTest(ProgramTest):
 
             earlier, units = units, self.raw_units()
             self.assertEqual(units[: len(earlier)], earlier)
-            if differs:
-                converted = self.converted()
-                self.assertEqual(converted, [(record[0], monitoring(record)) for _, record in units])
-                differs = self.figures_differ(self.period_lines()[1][-8:], converted[len(earlier) :], 15)
-            elif run >= 2:
-                break
-        self.assertIsNone(differs)
+            converted = self.converted()
+            self.assertEqual(converted, [(record[0], monitoring(record)) for _, record in units])
+            self.assertIsNone(self.figures_differ(self.period_lines()[1][-8:], converted[len(earlier) :], 15))
 
 
 if __name__ == "__main__":

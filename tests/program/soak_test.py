@@ -40,13 +40,18 @@ def changes(days):
         at = hour * DAY // CHANGES_A_DAY + dice.randrange(1000)
         sfp = {"sfp": dice.choice("AB")}
         master = {"grandmaster": dice.choice(("GM1", "GM2"))}
-        done, undone = dice.choice((
-            ({"event": "fibre-pulled", **sfp}, {"event": "fibre-back", **sfp}),
-            ({"event": "grandmaster-lost", **master}, {"event": "grandmaster-back", **master}),
-            ({"event": "genlock", "state": 2, "frameRate": 3}, {"event": "genlock", "state": 1, "frameRate": 8}),
-            ({"event": "transmit-error", "on": True, **sfp}, {"event": "transmit-error", "on": False, **sfp}),
-            ({"event": "path-change", "path": dice.choice(paths), **sfp}, {"event": "path-change", "path": {}, **sfp}),
-        ))
+        done, undone = dice.choice(
+            (
+                ({"event": "fibre-pulled", **sfp}, {"event": "fibre-back", **sfp}),
+                ({"event": "grandmaster-lost", **master}, {"event": "grandmaster-back", **master}),
+                ({"event": "genlock", "state": 2, "frameRate": 3}, {"event": "genlock", "state": 1, "frameRate": 8}),
+                ({"event": "transmit-error", "on": True, **sfp}, {"event": "transmit-error", "on": False, **sfp}),
+                (
+                    {"event": "path-change", "path": dice.choice(paths), **sfp},
+                    {"event": "path-change", "path": {}, **sfp},
+                ),
+            )
+        )
         timeline += [{"at": at, **done}, {"at": at + 600, **undone}]
     return timeline
 

@@ -83,7 +83,10 @@ class ScriptedCard : private IZvCardConfigurationPrivate {
   HRESULT STDMETHODCALLTYPE GetGenlockConfiguration(IZvGenlockConfiguration** genlock) override {
     return card_->GetGenlockConfiguration(genlock);
   }
-  HRESULT STDMETHODCALLTYPE GetCardInformation(CardInformation*, std::uint32_t) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetCardInformation(CardInformation* information,
+                                               std::uint32_t reserved) override {
+    return card_->GetCardInformation(information, reserved);
+  }
   HRESULT STDMETHODCALLTYPE CreateSfpIpEnumerator(IZvSfpIpEnumerator** enumerator) override {
     return card_->CreateSfpIpEnumerator(enumerator);
   }
