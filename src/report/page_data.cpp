@@ -113,10 +113,13 @@ class MetaWriter {
     Number("base", recording_.base);
     Key("limits");
     json_.StartObject();
-    Key("offsetWarn");
-    json_.Double(facts_.offsetWarn);
-    Key("offsetFail");
-    json_.Double(facts_.offsetFail);
+    for (const auto& [key, value] : {std::pair("offsetWarn", facts_.offsetWarn),
+                                     {"offsetFail", facts_.offsetFail},
+                                     {"abWarn", facts_.differenceWarn},
+                                     {"abFail", facts_.differenceFail}}) {
+      Key(key);
+      json_.Double(value);
+    }
     json_.EndObject();
     Key("rate");
     json_.StartArray();

@@ -15,6 +15,8 @@ struct PageFacts {
   std::string name;
   double offsetWarn = 0;  ///< ns; 0 for none
   double offsetFail = 0;
+  double differenceWarn = 0;  ///< of the SFPs' average offsets
+  double differenceFail = 0;
   bool running = false;               ///< is the run still writing?
   std::vector<PageEpisode> episodes;  ///< in the order of the page's list
 };
