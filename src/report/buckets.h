@@ -51,7 +51,7 @@ struct Bucket {
   std::uint32_t respsDue = 0;
   std::uint32_t followUps = 0;     ///< Follow_Up messages received, by the card's counter
   std::uint32_t followUpsDue = 0;  ///< Sync messages received by the card's counter, two-step only
-  std::uint32_t announces = 0;     ///< Announce messages received, by the card's counter
+  std::uint32_t announces = 0;     ///< Announce messages of the best master, by the card's counters
   std::uint32_t announcesDue = 0;  ///< in sixteenths of a message, as many intervals are longer than a second
   std::uint32_t discarded = 0;     ///< messages the card discarded
   std::uint32_t linkErrors = 0;    ///< packets received with errors

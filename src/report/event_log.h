@@ -14,9 +14,13 @@
 
 namespace kestrune::report {
 
-/// Texts by number, each once. Number 0 is the empty text.
+/// Texts by number, each once. Number 0 is the empty text. A text is cut behind `longest` bytes, and what
+/// comes behind the `most` first ones gets number 0.
 class Texts {
  public:
+  static constexpr std::size_t longest = 200;
+  static constexpr std::size_t most = 20'000;
+
   Texts() { IndexOf(""); }
   std::int32_t IndexOf(std::string_view text);
   const std::string& operator[](std::int32_t index) const { return texts_[static_cast<std::size_t>(index)]; }

@@ -57,7 +57,7 @@ struct MessageCounts {
   std::uint64_t respsDue = 0;      ///< see Bucket
   std::uint64_t followUps = 0;     ///< received, by the card's counter
   std::uint64_t followUpsDue = 0;  ///< Sync messages received by the card's counter, two-step only
-  std::uint64_t announces = 0;     ///< received, by the card's counter
+  std::uint64_t announces = 0;     ///< of the best master, by the card's counters
   double announcesDue = 0;
   std::uint64_t announcesForeign = 0;
   std::uint64_t delayReqsSent = 0;
@@ -116,6 +116,7 @@ struct SfpRecording {
   std::array<Stat, quantityCount> all;     ///< ns
   std::array<Stat, quantityCount> locked;  ///< records in the state follower locked only
   Extremes offset;                         ///< single messages, ns
+  std::uint64_t secondCount = 0;           ///< records with Sync messages
   Extremes offsetLocked;
   Histogram secondOffset;  ///< average offset of each locked second, ns rounded
   Histogram worstOffset;   ///< greatest absolute offset of a message in each locked second, ns
@@ -131,6 +132,13 @@ struct Checkpoint {
   std::int64_t from = 0;                      ///< least second of the units from here to the next checkpoint
   std::int64_t to = 0;                        ///< first second beyond them
   std::array<std::int64_t, sfpCount> last{};  ///< second of the last record before, by SFP
+};
+
+struct ReadOptions {
+  std::int64_t from = INT64_MIN;  ///< stamps before are left out
+  std::int64_t to = INT64_MAX;    ///< and from here on
+  /// Told how many of the raw data's bytes have been read, every few megabytes; may be empty.
+  void (*progress)(std::uint64_t read, std::uint64_t size) = nullptr;
 };
 
 /// What is known of a run's files after one pass. Memory is bounded, whatever the files' size.
@@ -175,6 +183,7 @@ struct Recording {
   PeriodLines periodLines;
   TimeZone zone;
 
+  ReadOptions options;  ///< with which it was read
   std::vector<Checkpoint> checkpoints;
 
   static constexpr std::size_t listLimit = 10'000;
@@ -197,13 +206,6 @@ struct FileNames {
   std::string rawData;
   std::string eventLog;
   std::string periodLines;
-};
-
-struct ReadOptions {
-  std::int64_t from = INT64_MIN;  ///< stamps before are left out
-  std::int64_t to = INT64_MAX;    ///< and from here on
-  /// Told how many of the raw data's bytes have been read, every few megabytes; may be empty.
-  void (*progress)(std::uint64_t read, std::uint64_t size) = nullptr;
 };
 
 /// Reads all three files, any of which may be missing. First the two texts, then one pass through the raw
