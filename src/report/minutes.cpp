@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 
 namespace kestrune::report {
 namespace {
@@ -23,6 +24,31 @@ void MinuteMedians::Finish() {
     all_.push_back({minute_, static_cast<float>(*middle)});
   }
   values_.clear();
+}
+
+DayDeviation DeviationFromDay(const std::vector<MinuteMedians::Minute>& minutes, double limit) {
+  std::map<std::int64_t, std::vector<float>> days;
+  for (const auto& minute : minutes) days[DayOf(minute.start)].push_back(minute.median);
+  for (auto& [day, medians] : days) {
+    const auto middle = medians.begin() + static_cast<std::ptrdiff_t>(medians.size() / 2);
+    std::nth_element(medians.begin(), middle, medians.end());
+    medians = {*middle};
+  }
+  DayDeviation deviation;
+  for (const auto& minute : minutes) {
+    const double median = days[DayOf(minute.start)].front();
+    if (median <= 0) continue;
+    const double share = minute.median / median - 1;
+    if (!deviation.measured || std::fabs(share) > std::fabs(deviation.worst)) {
+      deviation.worst = share;
+      deviation.worstAt = minute.start;
+      deviation.worstMedian = minute.median;
+      deviation.dayMedian = median;
+    }
+    deviation.measured = true;
+    if (std::fabs(share) > limit) deviation.beyond.Add(minute.start, minuteLength, share);
+  }
+  return deviation;
 }
 
 MessageTallies TallyOf(const Bucket& second) {

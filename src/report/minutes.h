@@ -16,6 +16,11 @@ constexpr std::int64_t MinuteOf(std::int64_t time) {
   return time - (time % minuteLength + minuteLength) % minuteLength;
 }
 
+inline constexpr std::int64_t dayLength = 86400;
+
+/// The day (UTC), as epoch seconds of its begin, in which a second lies.
+constexpr std::int64_t DayOf(std::int64_t time) { return time - (time % dayLength + dayLength) % dayLength; }
+
 /// The median of each minute's values. Seconds in rising order; one that lies back begins a new minute.
 class MinuteMedians {
  public:
@@ -34,6 +39,19 @@ class MinuteMedians {
   std::vector<double> values_;
   std::int64_t minute_ = 0;
 };
+
+/// How far the medians of minutes are from the median of their own day (UTC).
+struct DayDeviation {
+  bool measured = false;
+  double worst = 0;          ///< share, the farthest from 0: 0.2 is 20 % more than the day's
+  std::int64_t worstAt = 0;  ///< minute
+  double worstMedian = 0;    ///< ns
+  double dayMedian = 0;      ///< of its day, ns
+  Excursions beyond{2 * minuteLength};
+};
+
+/// `limit` is the share from which minutes are kept as excursions.
+DayDeviation DeviationFromDay(const std::vector<MinuteMedians::Minute>& minutes, double limit);
 
 /// Kinds of messages that can go missing.
 enum MessageKind : std::uint8_t {

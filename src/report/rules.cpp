@@ -33,7 +33,7 @@ constexpr std::array<RuleText, ruleCount> ruleTexts = {{
     {Rule::GrandmasterChanges, "grandmasterChanges", "Changes of grandmaster", Unit::Count, Unit::Count,
      "in the worst day"},
     {Rule::Telemetry, "telemetry", "Telemetry", Unit::Seconds, Unit::Percent,
-     "seconds without a record of an SFP, and their share of the recording"},
+     "seconds without a record of either SFP, and their share of the recording"},
 }};
 
 }  // namespace

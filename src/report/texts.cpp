@@ -8,6 +8,8 @@
 #include <span>
 #include <utility>
 
+#include "files/code_texts.h"
+
 namespace kestrune::report {
 namespace {
 
@@ -158,6 +160,14 @@ std::string TimeSourceText(std::uint32_t timeSource) {
     if (code == timeSource) return name;
   }
   return Format("0x%02x", timeSource);
+}
+
+std::string PortStateText(std::int32_t state) {
+  if (state == 0) return "no telemetry";
+  for (const CodeText& row : st2059States) {
+    if (row.code == state) return std::string(row.text);
+  }
+  return "invalid";
 }
 
 std::string SfpText(int sfp) {

@@ -45,6 +45,9 @@ std::string AddressText(std::uint32_t address);
 /// Of IEEE 1588's timeSource: "GNSS", "internal oscillator"; "0x77" for a code without a name.
 std::string TimeSourceText(std::uint32_t timeSource);
 
+/// Of a PTP port state's code; "no telemetry" for 0, "invalid" for one without a text.
+std::string PortStateText(std::int32_t state);
+
 /// "SFP A", "SFP B"; "both SFPs" for all else.
 std::string SfpText(int sfp);
 

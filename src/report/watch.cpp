@@ -173,6 +173,7 @@ void Watch::WatchFollowed(std::int64_t time, const Pair& pair, DayFigures& day) 
   if (day.judged == 1 || std::fabs(offset) > std::fabs(day.worstOffset)) {
     day.worstOffset = offset;
     day.worstOffsetAt = time;
+    day.worstOffsetSfp = followed;
   }
   if (std::fabs(offset) > offsetLimit_) PerSfp(followed).offsets.Add(time, 1, offset);
 }

@@ -16,17 +16,13 @@
 
 namespace kestrune::report {
 
-inline constexpr std::int64_t dayLength = 86400;
-
-/// The day (UTC), as epoch seconds of its begin, in which a second lies.
-constexpr std::int64_t DayOf(std::int64_t time) { return time - (time % dayLength + dayLength) % dayLength; }
-
 /// A day (UTC) in figures, in seconds. Start-up counts in `observed` only.
 struct DayFigures {
   std::int64_t observed = 0;  ///< with a record of either SFP
   std::int64_t judged = 0;    ///< with an offset that was judged
   double worstOffset = 0;     ///< ns, the farthest from 0 of these
   std::int64_t worstOffsetAt = 0;
+  int worstOffsetSfp = 0;
   std::array<std::int64_t, sfpCount> records{};  ///< with a record of this SFP
   std::array<std::int64_t, sfpCount> locked{};   ///< of these, locked throughout
   std::int64_t cardUnlocked = 0;
