@@ -115,13 +115,22 @@ bool CauseFirst(const Finding& left, const Finding& right) {
 double WeightOf(const Finding& finding, const Limits& limits) {
   const auto rule = RuleOf(finding.cause);
   if (!rule || finding.severity <= Severity::Info) return 0;
-  const double limit = limits[*rule].warn.value_or(limits[*rule].fail.value_or(0));
-  return std::fabs(finding.value) / std::max(limit, 1.0);
+  const Limit& limit = limits[*rule];
+  const double bound = TextOf(*rule).warnUnit == TextOf(*rule).failUnit
+                           ? limit.fail.value_or(limit.warn.value_or(1))
+                           : limit.warn.value_or(1);
+  return std::fabs(finding.value) / std::max(bound, 1.0);
 }
 
 void Finish(Episode& episode, const Limits& limits) {
   std::ranges::stable_sort(episode.findings, CauseFirst);
   JoinSfps(episode.findings);
+  // What is known by the minute doesn't tell when it began.
+  std::int64_t from = INT64_MAX;
+  for (const Finding& finding : episode.findings) {
+    if (!KnownByTheMinute(finding.cause)) from = std::min(from, finding.from);
+  }
+  if (from != INT64_MAX) episode.from = from;
   episode.weight = 0;
   for (const Finding& finding : episode.findings) {
     // The worst severity decides the rank; the weight is of what has it.

@@ -15,7 +15,8 @@ struct Episode {
   Severity severity = Severity::Info;
   std::int64_t count = 1;         ///< how often it happened: flaps of one kind are one episode
   std::vector<Finding> findings;  ///< the cause first; of each kind and SFP one, with a count
-  double weight = 0;  ///< how many times the limit that warns its worst value is; 0 where nothing is judged
+  double weight =
+      0;  ///< its worst value over the limit that fails (or warns, where none fails); 0: not judged
 
   const Finding& CauseOf() const { return findings.front(); }
   Cause WhatCaused() const { return findings.front().cause; }

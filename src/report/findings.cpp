@@ -236,6 +236,8 @@ class Finder {
                                     ? Severity::Info
                                     : Judged(Rule::MessagesMissing, losses.All()[kind].MissingShare() * 100);
       for (const Excursion& excursion : losses.Minutes(kind).All()) {
+        const bool chance = excursion.seconds <= minuteLength && excursion.worst < 0.03;
+        if (chance) continue;
         Finding finding{Cause::Loss,       sfp,      excursion.from,
                         excursion.to,      severity, excursion.worst * 100,
                         excursion.worstAt, kind,     kind};

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <set>
 
 namespace kestrune::report {
@@ -121,13 +122,20 @@ bool Exceeds(double value, std::optional<double> bound, Unit unit) {
   return unit == Unit::ClockClass ? value >= *bound : value > *bound;
 }
 
+std::string GeneralText(double value) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%g", value);
+  return text.data();
+}
+
 std::string BoundText(std::optional<double> bound, Unit unit) {
   constexpr double primaryReference = 6;
   if (!bound) return "none";
   if (unit == Unit::ClockClass) {
     return *bound == primaryReference + 1 ? "not 6" : ValueText(*bound, unit) + " and above";
   }
-  return *bound == 0 ? "any" : ValueText(*bound, unit);
+  if (*bound == 0) return "any";
+  return unit == Unit::Percent ? GeneralText(*bound) + "\u00a0%" : ValueText(*bound, unit);
 }
 
 }  // namespace

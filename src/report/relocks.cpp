@@ -32,13 +32,12 @@ void RelockTracker::Lose(const LockSecond& second) {
 void RelockTracker::SearchMaster(const LockSecond& second) {
   if (!second.linkUp) {
     open_.linkWasDown = true;
+    silent_ = true;
     firstMessage_ = -1;
     open_.stepMeasured = false;
   }
-  if (second.syncs == 0) {
-    silent_ = true;
-    return;
-  }
+  if (second.syncs == 0) silent_ = true;
+  if (second.syncs == 0 || !second.linkUp) return;
   const bool sameMaster = second.grandmaster == lockedGrandmaster_;
   if (sameMaster && !silent_) {
     open_.lastMessage = second.time;
@@ -53,11 +52,10 @@ void RelockTracker::Finish(const LockSecond& second) {
   open_.locked = second.time;
   open_.to = second.master;
   open_.grandmasterChanged = second.grandmaster != lockedGrandmaster_;
-  const bool sameMessages = firstMessage_ < 0;  // the master never fell silent
-  if (sameMessages) {
-    open_.start = open_.detected;
-  } else {
-    open_.start = open_.linkWasDown ? firstMessage_ : open_.lastMessage;
+  if (open_.linkWasDown) {
+    open_.start = firstMessage_ >= 0 ? firstMessage_ : second.time;
+  } else {  // an old master that never fell silent was lost otherwise
+    open_.start = silent_ || open_.grandmasterChanged ? open_.lastMessage : open_.detected;
   }
   Keep();
   lost_ = false;

@@ -67,7 +67,7 @@ void SelfCheck::Expect() {
     if (line.sfp < 0 || line.sfp >= sfpCount) continue;
     if (line.minutes != quarterMinutes && line.minutes != dayMinutes) continue;
     auto& lines =
-        chains_[static_cast<std::size_t>(line.sfp)][line.minutes == dayMinutes ? day : quarter].lines;
+        sfps_[static_cast<std::size_t>(line.sfp)].chains[line.minutes == dayMinutes ? day : quarter].lines;
     const bool firstOfRun = lines.empty() || lines.back().line->run != line.run;
     lines.push_back({&line, firstOfRun ? BeginOfRun(line, recording_->eventLog) : INT64_MIN});
   }
@@ -77,9 +77,40 @@ void SelfCheck::OnUnit(const RawDataUnit& unit) {
   if (!expecting_) Expect();
   sawUnit_ = true;
   if (unit.record.sfp >= sfpCount) return;
-  auto& chains = chains_[unit.record.sfp];
+  Sfp& sfp = sfps_[unit.record.sfp];
+  const std::int64_t time = unit.epochTime;
   const PerformanceSample sample = MakePerformanceSample(unit.record.performanceMonitoring);
-  for (Chain& chain : chains) OnSample(chain, unit.epochTime, sample);
+  if (time >= sfp.plainFrom && time < sfp.plainUntil) {
+    AccumulatePerformanceSample(sample, sfp.block);
+    for (Chain& chain : sfp.chains) chain.last = time;
+    return;
+  }
+  EmptyBlock(sfp);
+  for (Chain& chain : sfp.chains) OnSample(chain, time, sample);
+  FindPlain(sfp, time);
+}
+
+/// Sums are whole numbers below 2^53 and so the same in whatever order they are added.
+void SelfCheck::EmptyBlock(Sfp& sfp) {
+  if (sfp.block.syncGroup.started || sfp.block.delayRespGroup.started) {
+    const PerformanceSample block{sfp.block.syncGroup, sfp.block.delayRespGroup};
+    for (Chain& chain : sfp.chains) {
+      if (chain.next < chain.lines.size()) AccumulatePerformanceSample(block, chain.sums);
+    }
+  }
+  sfp.block = {};
+}
+
+/// From here on: to the next time near the end of a period, or near a run's begin.
+void SelfCheck::FindPlain(Sfp& sfp, std::int64_t time) const {
+  sfp.plainFrom = time;
+  sfp.plainUntil = INT64_MAX;
+  for (const Chain& chain : sfp.chains) {
+    if (chain.next == chain.lines.size()) continue;
+    const ExpectedLine& expected = chain.lines[chain.next];
+    sfp.plainUntil = std::min(sfp.plainUntil, expected.line->time - margin);
+    if (time < expected.notBefore) sfp.plainUntil = std::min(sfp.plainUntil, expected.notBefore);
+  }
 }
 
 void SelfCheck::OnSample(Chain& chain, std::int64_t time, const PerformanceSample& sample) {
@@ -150,7 +181,9 @@ void SelfCheck::EndPeriod(Chain& chain, bool agrees) {
 
 void SelfCheck::Finish() {
   if (!expecting_) Expect();
-  for (auto& chains : chains_) {
+  for (Sfp& sfp : sfps_) {
+    EmptyBlock(sfp);
+    auto& chains = sfp.chains;
     for (Chain& chain : chains) {
       while (chain.next < chain.lines.size()) {
         const PeriodLine& line = *chain.lines[chain.next].line;
@@ -164,7 +197,7 @@ void SelfCheck::Finish() {
       }
     }
     if (chains[quarter].first >= 0) {
-      ReportWithoutLine(static_cast<int>(&chains - chains_.data()), chains[quarter].first,
+      ReportWithoutLine(static_cast<int>(&sfp - sfps_.data()), chains[quarter].first,
                         chains[quarter].last + 1);
     }
   }

@@ -51,15 +51,23 @@ class SelfCheck : public RecordObserver {
   struct Chain {
     std::vector<ExpectedLine> lines;
     std::size_t next = 0;
-    PeriodAccumulator sums;    ///< since the last line's end
+    PeriodAccumulator sums;    ///< since the last line's end; without what the SFP's block holds
     PeriodAccumulator atTime;  ///< of these, what came up to the line's time
     PeriodAccumulator behind;  ///< and what came later
     std::int64_t first = -1;   ///< stamp of the first record in the sums
     std::int64_t last = -1;
   };
   enum Length { quarter, day, lengths };
+  struct Sfp {
+    std::array<Chain, lengths> chains;
+    PeriodAccumulator block;              ///< far from the end of any period, added for both lengths at once
+    std::int64_t plainUntil = INT64_MIN;  ///< stamps from `plainFrom` up to here are far from any end
+    std::int64_t plainFrom = INT64_MAX;
+  };
 
   void Expect();
+  void EmptyBlock(Sfp& sfp);
+  void FindPlain(Sfp& sfp, std::int64_t time) const;
   void OnSample(Chain& chain, std::int64_t time, const PerformanceSample& sample);
   void Leave(Chain& chain, std::int64_t time);
   bool Agrees(Chain& chain) const;
@@ -70,7 +78,7 @@ class SelfCheck : public RecordObserver {
   const Recording* recording_;
   bool expecting_ = false;
   bool sawUnit_ = false;
-  std::array<std::array<Chain, lengths>, sfpCount> chains_;
+  std::array<Sfp, sfpCount> sfps_;
   std::uint64_t agreeing_ = 0;
   std::uint64_t differing_ = 0;
   std::uint64_t notCompared_ = 0;

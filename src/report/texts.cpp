@@ -92,7 +92,7 @@ std::string DurationText(std::int64_t seconds) {
 std::string PercentText(double share) {
   const double percent = share * 100;
   if (!(percent > 0)) return WithUnit("0", "%");
-  if (percent >= 100) return WithUnit("100", "%");
+  if (percent >= 100) return WithUnit(Format("%.0f", percent), "%");
   if (percent < 99.5) return WithUnit(Format(percent >= 10 ? "%.1f" : "%.2g", percent), "%");
   for (int digits = 1; digits < 8; ++digits) {
     const std::string text = Format("%.*f", digits, percent);

@@ -30,11 +30,12 @@ std::uint64_t Watch::Grandmaster(const Sample& sample) const {
 
 void Watch::OnSecond(int sfp, const Bucket& second, std::int32_t /*state*/, std::int32_t master) {
   auto& waiting = PerSfp(sfp).waiting;
-  if (!waiting.empty() && second.start <= waiting.back().second.start) {
-    if (second.start == waiting.back().second.start) return;  // had one already
-    while (IsWaiting()) EmitOldest();                         // the clock was set back
+  if (!waiting.empty() && second.start <= waiting.back().time) {
+    if (second.start == waiting.back().time) return;  // had one already
+    while (IsWaiting()) EmitOldest();                 // the clock was set back
   }
-  waiting.push_back({second, master, second.records > 0 && second.locked == second.records});
+  waiting.push_back({second.start, second.offset.mean, second.path.mean, TallyOf(second), second.syncs,
+                     second.resps, master, second.records > 0 && second.locked == second.records});
   const auto both = [&] { return !sfps_[0].waiting.empty() && !sfps_[1].waiting.empty(); };
   while (both() || waiting.size() > longestWait) EmitOldest();
 }
@@ -42,12 +43,12 @@ void Watch::OnSecond(int sfp, const Bucket& second, std::int32_t /*state*/, std:
 void Watch::EmitOldest() {
   std::int64_t time = INT64_MAX;
   for (const Sfp& sfp : sfps_) {
-    if (!sfp.waiting.empty()) time = std::min(time, sfp.waiting.front().second.start);
+    if (!sfp.waiting.empty()) time = std::min(time, sfp.waiting.front().time);
   }
   Pair pair{};
   for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
     const auto& waiting = sfps_[sfp].waiting;
-    if (!waiting.empty() && waiting.front().second.start == time) pair[sfp] = &waiting.front();
+    if (!waiting.empty() && waiting.front().time == time) pair[sfp] = &waiting.front();
   }
   OnPair(time, pair);
   for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
@@ -108,15 +109,14 @@ void Watch::WatchSfp(std::int64_t time, int sfp, const Sample& sample, DayFigure
   if (sample.locked) {
     ++day.locked[index];
     if (start.sfp[index] < 0) start.sfp[index] = time - start.from;
-    if (sample.second.resps > 0) watched.pathDelays.Add(time, sample.second.path.mean);
+    if (sample.resps > 0) watched.pathDelays.Add(time, sample.path);
   }
   const bool linkUp = log_->LinkUp(sfp, time);
-  watched.relocks.Add({time, sample.locked, linkUp, sample.master, Grandmaster(sample), sample.second.syncs,
-                       sample.second.offset.mean});
+  watched.relocks.Add(
+      {time, sample.locked, linkUp, sample.master, Grandmaster(sample), sample.syncs, sample.offset});
   if (!linkUp) return;
-  const MessageTallies tallies = TallyOf(sample.second);
-  watched.losses.Add(time, tallies);
-  Add(day.messages, tallies);
+  watched.losses.Add(time, sample.messages);
+  Add(day.messages, sample.messages);
 }
 
 bool Watch::CardLocked(std::int64_t time, const Pair& pair) {
@@ -166,8 +166,8 @@ void Watch::WatchFollowed(std::int64_t time, const Pair& pair, DayFigures& day) 
     ++day.grandmasterChanges;
   }
   if (grandmaster != 0) followedGrandmaster_ = grandmaster;
-  if (sample->second.syncs == 0 || !CardSettled(time, pair)) return;
-  const double offset = sample->second.offset.mean;
+  if (sample->syncs == 0 || !CardSettled(time, pair)) return;
+  const double offset = sample->offset;
   ++judged_;
   ++day.judged;
   if (day.judged == 1 || std::fabs(offset) > std::fabs(day.worstOffset)) {
@@ -180,11 +180,10 @@ void Watch::WatchFollowed(std::int64_t time, const Pair& pair, DayFigures& day) 
 
 void Watch::WatchDifference(std::int64_t time, const Pair& pair) {
   if (pair[0] == nullptr || pair[1] == nullptr || !CardSettled(time, pair)) return;
-  if (pair[0]->second.syncs == 0 || pair[1]->second.syncs == 0) return;
+  if (pair[0]->syncs == 0 || pair[1]->syncs == 0) return;
   const std::uint64_t grandmaster = Grandmaster(*pair[0]);
   if (grandmaster == 0 || grandmaster != Grandmaster(*pair[1])) return;
-  difference_.Add(time, pair[0]->second.offset.mean - pair[1]->second.offset.mean,
-                  pair[0]->locked && pair[1]->locked);
+  difference_.Add(time, pair[0]->offset - pair[1]->offset, pair[0]->locked && pair[1]->locked);
 }
 
 }  // namespace kestrune::report

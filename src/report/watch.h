@@ -64,8 +64,14 @@ class Watch : public RecordObserver {
   const DifferenceTracker& Difference() const { return difference_; }
 
  private:
+  /// What of a second is looked at when the other SFP's is there too.
   struct Sample {
-    Bucket second;
+    std::int64_t time = 0;
+    double offset = 0;  ///< average, ns; means nothing without Sync messages
+    double path = 0;    ///< average, ns; means nothing without Delay_Resp messages
+    MessageTallies messages;
+    std::uint32_t syncs = 0;
+    std::uint32_t resps = 0;
     std::int32_t master = 0;
     bool locked = false;
   };
