@@ -131,9 +131,10 @@ bool HasSameMaster(const TelemetryRecord& left, const TelemetryRecord& right) {
 
 CounterSteps StepsBetween(const TelemetryRecord& before, const TelemetryRecord& record) {
   CounterSteps steps;
-  steps.announces = Step(before.announceMessagesReceived, record.announceMessagesReceived);
+  const std::uint32_t announces = Step(before.announceMessagesReceived, record.announceMessagesReceived);
   steps.announcesForeign =
       Step(before.announceForeignMessagesReceived, record.announceForeignMessagesReceived);
+  steps.announces = announces - std::min(announces, steps.announcesForeign);
   steps.syncs = Step(before.syncMessagesReceived, record.syncMessagesReceived);
   steps.followUps = Step(before.followUpMessagesReceived, record.followUpMessagesReceived);
   steps.delayReqsSent = Step(before.delayReqMessagesSent, record.delayReqMessagesSent);
