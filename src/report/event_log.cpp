@@ -58,7 +58,7 @@ class EventDocument {
 std::string LinkText(const EventDocument& document) {
   if (document.Text(event_members::modulePresent) != "true") return "no module";
   if (document.Text(event_members::signalPresent) != "true") return "no signal";
-  return document.Text(event_members::transmitError) == "true" ? "transmit error" : "link up";
+  return document.Text(event_members::transmitError) == "true" ? "transmit error" : std::string(linkUpText);
 }
 
 std::int32_t StateCode(std::string_view text) {

@@ -39,6 +39,9 @@ struct Event {
   std::int32_t text = 0;  ///< what it says, in `EventLog::texts`
 };
 
+/// What `EventLog::link` says of an SFP without a fault.
+inline constexpr std::string_view linkUpText = "link up";
+
 /// The event log as read. The values of all runs but `sfpState` are numbers of `texts`.
 struct EventLog {
   bool present = false;

@@ -26,7 +26,8 @@ class Writer {
   void EndList() { writer_.EndArray(); }
 
   void Text(std::string_view text) {
-    writer_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    const std::string clean = CleanText(text);
+    writer_.String(clean.data(), static_cast<rapidjson::SizeType>(clean.size()));
   }
   void Text(std::string_view name, std::string_view text) { Key(name), Text(text); }
   void Whole(std::string_view name, std::int64_t value) { Key(name), writer_.Int64(value); }

@@ -10,20 +10,25 @@
 namespace kestrune::report {
 namespace {
 
-constexpr std::int64_t slot = 20;  // seconds that come or stay away together
+constexpr std::int64_t widestSlot = 600;
+constexpr std::int64_t usualSlot = 60;
 constexpr std::int64_t secondsPerPart = 4 * 3600;
 constexpr std::int64_t mostWideBuckets = 100'000;
 constexpr int gravest = 3;
 
+/// Seconds that come or stay away together: a bucket of the level that covers everything, so that none lies
+/// half within a finer level.
+std::int64_t SlotOf(const PageLevel& whole) { return whole.width <= widestSlot ? whole.width : usualSlot; }
+
 /// The stretches around episodes, extremes and events, and how much each slot matters: 0 most.
 class Interest {
  public:
-  explicit Interest(const Recording& recording) : recording_(recording) {}
+  Interest(const Recording& recording, std::int64_t slot) : recording_(recording), slot_(slot) {}
 
   void Want(std::int64_t from, std::int64_t to, int rank) {
     from = std::max(from, recording_.first);
     to = std::min(to, recording_.end);
-    for (std::int64_t at = BucketStart(from, slot); at < to; at += slot) {
+    for (std::int64_t at = BucketStart(from, slot_); at < to; at += slot_) {
       const auto [place, isNew] = ranks_.try_emplace(at, rank);
       if (!isNew) place->second = std::min(place->second, rank);
     }
@@ -41,6 +46,7 @@ class Interest {
 
  private:
   const Recording& recording_;
+  std::int64_t slot_;
   std::map<std::int64_t, int> ranks_;
 };
 
@@ -67,8 +73,9 @@ void WantHours(const SfpRecording& sfp, std::int64_t width, Interest& interest) 
   }
 }
 
-Interest FindInterest(const Recording& recording, const std::vector<PageEpisode>& episodes) {
-  Interest interest(recording);
+Interest FindInterest(const Recording& recording, const std::vector<PageEpisode>& episodes,
+                      std::int64_t slot) {
+  Interest interest(recording, slot);
   constexpr std::size_t mostEpisodes = 5000;
   for (std::size_t i = 0; i < std::min(episodes.size(), mostEpisodes); ++i)
     WantEpisode(episodes[i], interest);
@@ -89,7 +96,7 @@ Interest FindInterest(const Recording& recording, const std::vector<PageEpisode>
 }
 
 /// Slots of rising order as stretches.
-std::vector<Stretch> Join(std::vector<std::int64_t> slots, const Recording& recording) {
+std::vector<Stretch> Join(std::vector<std::int64_t> slots, std::int64_t slot, const Recording& recording) {
   std::ranges::sort(slots);
   std::vector<Stretch> parts;
   for (const std::int64_t at : slots) {
@@ -125,15 +132,16 @@ PageLevel FinestWhole(const Recording& recording, std::size_t room) {
 }
 
 /// As many of the foremost slots as fit.
-PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>& slots, std::size_t room) {
+PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>& slots, std::int64_t slot,
+                    std::size_t room) {
   PageLevel level;
   if (slots.empty()) return level;
   // By experience at first, then by what it came to.
-  double perSlot = 12.0 * slot;
+  double perSlot = 12.0 * static_cast<double>(slot);
   for (int attempt = 0; attempt < 4; ++attempt) {
     const auto count = std::min(slots.size(), static_cast<std::size_t>(static_cast<double>(room) / perSlot));
     const std::vector<std::int64_t> chosen(slots.begin(), slots.begin() + static_cast<std::ptrdiff_t>(count));
-    level = PackParts(recording, Join(chosen, recording), 1, 1);
+    level = PackParts(recording, Join(chosen, slot, recording), 1, 1);
     const std::size_t bytes = level.Bytes();
     if (count == 0 || (bytes <= room && (count == slots.size() || bytes > room * 9 / 10))) return level;
     perSlot = static_cast<double>(bytes) / static_cast<double>(count) * 1.03;
@@ -183,7 +191,9 @@ std::vector<PageLevel> BuildLevels(const Recording& recording, const std::vector
       return levels;
     }
   }
-  PageLevel fine = PackSlots(recording, FindInterest(recording, episodes).Ordered(), left * 7 / 10);
+  const std::int64_t slot = SlotOf(levels.front());
+  PageLevel fine =
+      PackSlots(recording, FindInterest(recording, episodes, slot).Ordered(), slot, left * 7 / 10);
   left -= std::min(left, fine.Bytes());
   PageLevel tens = PackTens(recording, episodes, left);
   if (!tens.chunks.empty()) levels.push_back(std::move(tens));

@@ -16,10 +16,11 @@ using Data = kainjow::mustache::data;
 Data Object() { return Data(Data::type::object); }
 Data List() { return Data(Data::type::list); }
 
-/// An object of texts.
+/// An object of texts. An empty one is false, so that a section of its name is left out.
 Data Fields(std::initializer_list<std::pair<const char*, std::string>> fields) {
   Data object = Object();
-  for (const auto& [name, text] : fields) object.set(name, text);
+  for (const auto& [name, text] : fields)
+    object.set(name, text.empty() ? Data(false) : Data(CleanText(text)));
   return object;
 }
 

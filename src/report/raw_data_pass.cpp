@@ -133,6 +133,7 @@ std::int32_t RawDataPass::OnMaster(const Master& master) {
 
 void RawDataPass::OnSecond(int sfp, TimedRecord& record) {
   SfpRecording& all = recording_.sfp[Index(sfp)];
+  ForgetDueWithoutLink(recording_.eventLog, sfp, record.second);
   const Bucket& second = record.second;
   FollowTime(sfp, record);
   all.state.Set(second.start, record.state);

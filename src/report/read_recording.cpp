@@ -76,6 +76,7 @@ class SecondCollector : public RecordWalk::Listener {
   }
 
   void OnSecond(int sfp, TimedRecord& record) override {
+    ForgetDueWithoutLink(recording_.eventLog, sfp, record.second);
     const Bucket& second = record.second;
     const auto master = static_cast<std::size_t>(std::max(record.master, 0));
     DifferenceBucket difference;

@@ -172,6 +172,15 @@ void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket
   }
 }
 
+void ForgetDueWithoutLink(const EventLog& log, int sfp, Bucket& second) {
+  const std::string& link = log.texts[log.link[static_cast<std::size_t>(sfp)].At(second.start)];
+  if (link.empty() || link == linkUpText) return;
+  second.syncsDue = 0;
+  second.respsDue = 0;
+  second.followUpsDue = 0;
+  second.announcesDue = 0;
+}
+
 bool DifferencePairs::Add(int sfp, const Bucket& second, std::uint64_t grandmaster,
                           DifferenceBucket& difference) {
   const auto place = static_cast<std::size_t>(second.start) % length;

@@ -46,6 +46,9 @@ CounterSteps StepsBetween(const TelemetryRecord& before, const TelemetryRecord& 
 /// The record's second, but for `start`; what comes from counters stands in `steps`.
 void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket& second);
 
+/// Nothing is due while the event log says that the SFP has no link.
+void ForgetDueWithoutLink(const EventLog& log, int sfp, Bucket& second);
+
 /// Pairs the seconds of both SFPs and tells the difference of their average offsets.
 class DifferencePairs {
  public:
