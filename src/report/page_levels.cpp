@@ -58,6 +58,7 @@ void WantEpisode(const PageEpisode& episode, Interest& interest) {
   interest.Want(episode.to - 40, episode.to + 40, 5 + rank);
   if (episode.to - episode.from < 1800) interest.Want(episode.from, episode.to, 10 + rank);
   interest.Want(episode.from - 240, episode.from + 240, 14);
+  interest.Want(episode.from - 900, episode.from + 900, 15);
 }
 
 /// The second farthest from 0 of every hour, whatever its rank among all.
@@ -134,19 +135,20 @@ PageLevel FinestWhole(const Recording& recording, std::size_t room) {
 /// As many of the foremost slots as fit.
 PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>& slots, std::int64_t slot,
                     std::size_t room) {
-  PageLevel level;
-  if (slots.empty()) return level;
+  PageLevel best;
   // By experience at first, then by what it came to.
   double perSlot = 12.0 * static_cast<double>(slot);
-  for (int attempt = 0; attempt < 4; ++attempt) {
+  for (int attempt = 0; attempt < 3; ++attempt) {
     const auto count = std::min(slots.size(), static_cast<std::size_t>(static_cast<double>(room) / perSlot));
+    if (count == 0) break;
     const std::vector<std::int64_t> chosen(slots.begin(), slots.begin() + static_cast<std::ptrdiff_t>(count));
-    level = PackParts(recording, Join(chosen, slot, recording), 1, 1);
+    PageLevel level = PackParts(recording, Join(chosen, slot, recording), 1, 1);
     const std::size_t bytes = level.Bytes();
-    if (count == 0 || (bytes <= room && (count == slots.size() || bytes > room * 9 / 10))) return level;
-    perSlot = static_cast<double>(bytes) / static_cast<double>(count) * 1.03;
+    perSlot = static_cast<double>(bytes) / static_cast<double>(count) * 1.02;
+    if (bytes <= room && bytes > best.Bytes()) best = std::move(level);
+    if (best.Bytes() > room * 9 / 10 || (bytes <= room && count == slots.size())) break;
   }
-  return level.Bytes() <= room ? level : PageLevel{};
+  return best;
 }
 
 /// Minutes around the foremost slots, in steps of ten seconds.
