@@ -132,21 +132,29 @@ PageLevel FinestWhole(const Recording& recording, std::size_t room) {
   return level;
 }
 
-/// As many of the foremost slots as fit.
+/// As many of the foremost slots as fit, found in a few attempts: what a slot costs depends on what is in it.
 PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>& slots, std::int64_t slot,
                     std::size_t room) {
+  constexpr double usualBytes = 12;  // a second
+  constexpr int attempts = 4;
   PageLevel best;
-  // By experience at first, then by what it came to.
-  double perSlot = 12.0 * static_cast<double>(slot);
-  for (int attempt = 0; attempt < 3; ++attempt) {
-    const auto count = std::min(slots.size(), static_cast<std::size_t>(static_cast<double>(room) / perSlot));
-    if (count == 0) break;
+  std::size_t fitting = 0;
+  std::size_t tooMany = slots.size() + 1;
+  double perSlot = usualBytes * static_cast<double>(slot);
+  for (int attempt = 0; attempt < attempts && best.Bytes() <= room * 9 / 10; ++attempt) {
+    auto count = fitting + static_cast<std::size_t>(static_cast<double>(room - best.Bytes()) / perSlot);
+    if (count >= tooMany) count = (fitting + tooMany) / 2;
+    if (count == fitting) break;
     const std::vector<std::int64_t> chosen(slots.begin(), slots.begin() + static_cast<std::ptrdiff_t>(count));
     PageLevel level = PackParts(recording, Join(chosen, slot, recording), 1, 1);
-    const std::size_t bytes = level.Bytes();
-    perSlot = static_cast<double>(bytes) / static_cast<double>(count) * 1.02;
-    if (bytes <= room && bytes > best.Bytes()) best = std::move(level);
-    if (best.Bytes() > room * 9 / 10 || (bytes <= room && count == slots.size())) break;
+    if (level.Bytes() > room) {
+      perSlot =
+          static_cast<double>(level.Bytes() - best.Bytes()) / static_cast<double>(count - fitting) * 1.02;
+      tooMany = count;
+    } else {
+      best = std::move(level);
+      fitting = count;
+    }
   }
   return best;
 }
