@@ -148,7 +148,7 @@ export function fold(store, sfp, quantity, a, b, count, { field = null, add = fa
       for (let n = begin; n < end; n++) {
         const i = segment.at + n;
         const t = start + n * width;
-        if (!read.has(i) || isCovered(t, t + width)) continue;
+        if (!read.has(i) || isCovered(t, Math.min(t + width, store.end))) continue;
         const x = (t - a) / per;
         const span = width / per;
         const narrow = span <= 1.001;
