@@ -148,10 +148,11 @@ export function fold(store, sfp, quantity, a, b, count, { field = null, add = fa
       for (let n = begin; n < end; n++) {
         const i = segment.at + n;
         const t = start + n * width;
-        if (!read.has(i) || isCovered(t, Math.min(t + width, store.end))) continue;
+        const behind = Math.min(t + width, store.end);
+        if (!read.has(i) || isCovered(t, behind)) continue;
         const x = (t - a) / per;
-        const span = width / per;
-        const narrow = span <= 1.001;
+        const span = (behind - t) / per;
+        const narrow = width / per <= 1.001;
         const c0 = Math.min(count - 1, Math.max(0, Math.floor(x + 1e-9)));
         const c1 = narrow ? c0 + 1 : Math.min(count, Math.max(c0 + 1, Math.ceil(x + span - 1e-9)));
         const locked = read.locked(i);

@@ -4,6 +4,8 @@ import { LOCKED, stateCode, stateName } from './runs.mjs';
 import { hatch } from './pens.mjs';
 import { page } from './state.mjs';
 
+const MASTER_COLOURS = 6;
+
 /** Prepares a lane: its runs in view as {x, end, value}, and the least width that still shows. */
 function laneRuns(runs, frame) {
   const list = [];
@@ -121,9 +123,8 @@ export function drawMaster(pen, frame, row) {
       hatch(pen, x, row.y + 1, width, row.h - 2, pen.colour.dim, 5, 1);
       return;
     }
-    const { id } = masters[value];
-    const colour = masters.findIndex(master => master.id === id) - 1;
-    pen.rect(x, row.y, Math.max(1.5, width), row.h, pen.colour[`m${colour % 6}`]);
+    const { id, colour } = masters[value];
+    pen.rect(x, row.y, Math.max(1.5, width), row.h, pen.colour[`m${colour % MASTER_COLOURS}`]);
     if (id === before.id && x - before.end < 0.5) pen.rect(x - 1, row.y, 2, row.h, pen.colour.ink);
     before = { id, end };
     labelRun(pen, x, end, row.y + row.h / 2, id, pen.colour.ink, 9.5);

@@ -58,7 +58,9 @@ function redraw() {
   requestAnimationFrame(drawNow);
 }
 
+/** The charts below; there are none without raw data. */
 function drawSmall() {
+  if (!page.store.whole) return;
   drawHeat();
   drawPlots();
   drawDays();
@@ -161,6 +163,8 @@ function readPage() {
   for (const name of ['state0', 'state1', 'master0', 'master1', 'card', 'best', 'genlock', 'source', 'link0', 'link1']) {
     page.runs[name] = new Runs(meta.runs[name], meta.base, page.t1);
   }
+  const grandmasters = [...new Set(meta.masters.slice(1).map(master => master.id))];
+  for (const master of meta.masters) master.colour = grandmasters.indexOf(master.id);
   page.hasSfp = [0, 1].map(sfp => page.runs[`state${sfp}`].length > 0);
   page.gaps = [];
   for (let i = 0; i < (meta.gaps || []).length; i += 2) page.gaps.push([meta.base + meta.gaps[i], meta.base + meta.gaps[i + 1]]);
@@ -175,6 +179,7 @@ async function start() {
   document.documentElement.classList.add('live');
   readPage();
   if (page.store.whole) await page.store.loadLevel(page.store.whole);
+  else document.querySelector('.trio').hidden = true;
   setUpTheme(byId('theme'), drawAll);
   setUpToolbar();
   setUpEpisodes(redraw);

@@ -42,19 +42,35 @@ test('averages come in tenths, extremes in whole nanoseconds', () => {
   assert.deepEqual([ab.ab.average[0], ab.ab.low[0], ab.ab.high[0]], [-3.1, -5.2, 1.7]);
 });
 
-// Two hours; a spike of a second, another one while unlocked, and twenty minutes without a record.
-const HOURS = 7200;
+// Two hours, the last minute not whole; a spike, some seconds out of lock, and twenty minutes without a record.
+const HOURS = 7172;
 const SPIKE = 4321;
 const UNLOCKED = 1802;
 const rows = Array.from({ length: HOURS }, (_, t) => {
   if (t >= 2400 && t < 3600) return { a: null, b: null, ab: null };
   if (t === SPIKE) return { a: second(50, 900), b: null, ab: null };
   if (t >= UNLOCKED && t < UNLOCKED + 5) return { a: second(1000, 70000, { locked: 0 }), b: null, ab: null };
-  return { a: second(t % 11 - 5, 100), b: null, ab: null };
+  return { a: second(t % 11 - 5, 100 + t * 7 % 5), b: null, ab: null };
 });
 const minutes = { w: 60, div: 10, parts: [[0, merge(rows, 60)]] };
 const allSeconds = { w: 1, div: 1, parts: [[0, rows.slice(0, 3600)], [3600, rows.slice(3600)]] };
 const someSeconds = { w: 1, div: 1, parts: [[1740, rows.slice(1740, 1920)], [4260, rows.slice(4260, 4380)]] };
+
+const measured = rows.map(row => row.a).filter(Boolean);
+const mean = measured.reduce((sum, row) => sum + row.average, 0) / measured.length;
+const deviation = Math.sqrt(measured.reduce((sum, row) => sum + row.sd ** 2 + (row.average - mean) ** 2, 0) / measured.length);
+
+/** Every column against the seconds that begin in it. */
+function assertColumns(columns, width, label) {
+  const expected = Array.from({ length: width }, () => [Infinity, -Infinity]);
+  rows.forEach(({ a }, t) => {
+    if (!a) return;
+    const range = expected[Math.floor(t * width / HOURS + 1e-9)];
+    range[0] = Math.min(range[0], a.low);
+    range[1] = Math.max(range[1], a.high);
+  });
+  expected.forEach((range, c) => assert.deepEqual([columns.low[c], columns.high[c]], range, `${label}, column ${c}`));
+}
 
 test('least and greatest are exact at every width, from whatever levels there are', async () => {
   for (const [name, levels] of [['all', [minutes, allSeconds]], ['some', [minutes, someSeconds]]]) {
@@ -64,12 +80,14 @@ test('least and greatest are exact at every width, from whatever levels there ar
       const label = `${name} ${width}`;
       assert.deepEqual(columns.range(), [-69000, 71000], label);
       assert.deepEqual(columns.range(columns.lockedLow, columns.lockedHigh), [-850, 950], label);
+      if (name === 'all' && HOURS / width < 60) assertColumns(columns, width, label);
       const spike = Math.floor(SPIKE / HOURS * width);
       const near = [...columns.high].slice(Math.max(0, spike - 1), spike + 2);
       assert.equal(Math.max(...near), 950, label);
       const sum = total(columns);
-      const due = 6000 * 8;
+      const due = (HOURS - 1200) * 8;
       assert.ok(Math.abs(sum.syncs[0] - due) < 1e-6 && Math.abs(sum.syncsDue[0] - due) < 1e-6, `${label} ${sum.syncs[0]}`);
+      assert.ok(Math.abs(sum.average(0) - mean) < 0.1 && Math.abs(sum.deviation(0) / deviation - 1) < 1e-3, label);
     }
   }
 });
