@@ -105,6 +105,24 @@ void ReadRecording(const FileNames& names, const ReadOptions& options,
   ReadRawData(options, observers, recording);
 }
 
+std::optional<std::int64_t> LastTime(const std::string& rawDataFile) {
+  InputFile file;
+  if (!file.Open(rawDataFile)) return std::nullopt;
+  constexpr std::uint64_t tail = 256 * sizeof(RawDataUnit);
+  const auto size = static_cast<std::uint64_t>(std::max<std::int64_t>(file.Size(), 0));
+  UnitReader reader(file, size > tail ? (size - tail) / sizeof(RawDataUnit) * sizeof(RawDataUnit) : 0, size);
+  std::vector<std::int64_t> times;
+  for (auto units = reader.Next(); !units.empty(); units = reader.Next()) {
+    for (const RawDataUnit& unit : units) times.push_back(unit.epochTime);
+  }
+  if (times.empty()) return std::nullopt;
+  // A wild stamp or two don't move the median.
+  std::ranges::sort(times);
+  const std::int64_t median = times[times.size() / 2];
+  constexpr std::int64_t close = 3600;
+  return *std::prev(std::ranges::upper_bound(times, median + close));
+}
+
 Seconds ReadSeconds(const Recording& recording, std::int64_t from, std::int64_t to) {
   Seconds seconds;
   InputFile file;

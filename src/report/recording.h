@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -213,6 +214,9 @@ struct FileNames {
 /// that observers may look at them. What a growing file gains meanwhile isn't read.
 void ReadRecording(const FileNames& names, const ReadOptions& options,
                    const std::vector<RecordObserver*>& observers, Recording& recording);
+
+/// The time of the last record of a raw data file, as far as its end can be trusted; nothing without one.
+std::optional<std::int64_t> LastTime(const std::string& rawDataFile);
 
 /// Single seconds on demand.
 struct Seconds {
