@@ -171,6 +171,7 @@ function readPage() {
   page.events = readEvents(meta);
   page.episodes = readEpisodes();
   setRecorderZone(meta.tz);
+  if (meta.running) document.querySelector('.facts').append(' · still being recorded');
   if (!meta.tzKnown) byId('zone').querySelector('[value=rec]').remove();
   page.store = new Store(meta, bytesOfBase64(byId('data').textContent), inflateRaw, redraw);
 }
@@ -207,9 +208,20 @@ async function start() {
   drawSmall();
 }
 
+/** An old browser that can't unpack the data shows the page as without scripts. */
+function giveUp(error) {
+  document.documentElement.classList.remove('live');
+  const reason = document.createElement('p');
+  reason.textContent = `The chart could not be opened in this browser: ${error.message}`;
+  document.querySelector('.static figcaption').append(reason);
+}
+
+const started = start();
+started.catch(giveUp);
+
 /** For the curious, at the browser's console, and for tests. */
 window.report = {
   page, fold, go, show, isSmall, addressOf, viewCsv, cursor: timeline.setCursor, figures: shownFigures, drawNow,
   frame: () => frame,
-  started: start(),
+  started,
 };

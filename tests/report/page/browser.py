@@ -43,7 +43,7 @@ class PageTest(unittest.TestCase):
         cls.browser = start_browser()
         cls.addClassCleanup(cls.browser.quit)
 
-    def open(self, width=1440, height=1000, *, address="", zone="UTC", dark=False, phone=False, scripts=True, page=None):
+    def open(self, width=1440, height=1000, *, address="", zone="UTC", dark=False, phone=False, scripts=True, starts=True):
         """Opens the page as on a machine of that kind."""
         cdp = self.browser.execute_cdp_cmd
         self.browser.get("about:blank")
@@ -57,8 +57,8 @@ class PageTest(unittest.TestCase):
         cdp("Emulation.setScriptExecutionDisabled", {"value": not scripts})
         self.browser.get_log("browser")
         self.browser.get_log("performance")
-        self.browser.get(f"file://{page or self.page}{address}")
-        if scripts:
+        self.browser.get(f"file://{self.page}{address}")
+        if scripts and starts:
             self.script("await report.started")
             self.settle()
 

@@ -331,13 +331,19 @@ class Elsewhere(PageTest):
         self.assertEqual(len({m[0] for _, m in marks}), len(marks))
         self.assertGreaterEqual(len(marks), 3)
 
-    def test_scripts_off(self):
-        self.open(scripts=False)
-        text = self.visible_text()
-        for words in ("FAIL", "Incidents", "Masters", "08-00-11-ff-fe-21-00-02", "Figures", "What changed that nobody logged", "lock class"):
-            self.assertIn(words, text)
-        for words in ("Copy summary", "Save view", "Event log"):
-            self.assertNotIn(words, text)
+    def test_scripts_off_or_too_old_a_browser(self):
+        cdp = self.browser.execute_cdp_cmd
+        for scripts in (False, True):
+            script = cdp("Page.addScriptToEvaluateOnNewDocument", {"source": "delete window.DecompressionStream"})
+            self.open(scripts=scripts, starts=False)
+            cdp("Page.removeScriptToEvaluateOnNewDocument", script)
+            text = self.visible_text()
+            for words in ("FAIL", "Incidents", "Masters", "08-00-11-ff-fe-21-00-02", "Figures", "lock class"):
+                self.assertIn(words, text)
+            for words in ("Copy summary", "Save view", "Event log"):
+                self.assertNotIn(words, text)
+            self.assertEqual("could not be opened" in text, scripts)
+            self.assertGreater(self.browser.find_element("css selector", ".static svg").size["height"], 50)
 
     def test_paper(self):
         self.open(dark=True)
