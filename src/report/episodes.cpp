@@ -122,6 +122,10 @@ double WeightOf(const Finding& finding, const Limits& limits) {
   return std::fabs(finding.value) / std::max(bound, 1.0);
 }
 
+bool IsWorse(const Episode& left, const Episode& right) {
+  return std::tie(left.severity, left.weight) > std::tie(right.severity, right.weight);
+}
+
 void Finish(Episode& episode, const Limits& limits) {
   std::ranges::stable_sort(episode.findings, CauseFirst);
   JoinSfps(episode.findings);
@@ -211,16 +215,22 @@ std::string TitleOf(const Episode& episode, const Recording& recording) {
   return title;
 }
 
+std::size_t LeaveOutMildest(std::vector<Episode>& episodes, std::size_t count) {
+  if (episodes.size() <= count) return 0;
+  const std::size_t left = episodes.size() - count;
+  std::ranges::stable_sort(episodes, IsWorse);
+  episodes.resize(count);
+  std::ranges::stable_sort(episodes, {}, &Episode::from);
+  return left;
+}
+
 std::vector<std::size_t> WorstOf(const std::vector<Episode>& episodes, std::size_t count) {
   std::vector<std::size_t> worst;
   for (std::size_t i = 0; i < episodes.size(); ++i) {
     if (episodes[i].severity > Severity::Info) worst.push_back(i);
   }
-  std::ranges::stable_sort(worst, [&](std::size_t left, std::size_t right) {
-    const Episode& one = episodes[left];
-    const Episode& other = episodes[right];
-    return std::tie(one.severity, one.weight) > std::tie(other.severity, other.weight);
-  });
+  std::ranges::stable_sort(
+      worst, [&](std::size_t left, std::size_t right) { return IsWorse(episodes[left], episodes[right]); });
   if (worst.size() > count) worst.resize(count);
   return worst;
 }

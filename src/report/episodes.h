@@ -31,6 +31,9 @@ std::vector<Episode> JoinFindings(std::vector<Finding> findings, const Limits& l
 /// "SFP A: no signal", "Grandmaster changes to …21-00-02, 40 times".
 std::string TitleOf(const Episode& episode, const Recording& recording);
 
+/// Leaves out the mildest until at most `count` stay; how many went.
+std::size_t LeaveOutMildest(std::vector<Episode>& episodes, std::size_t count);
+
 /// The worst first: by severity, then by weight. At most `count`, as indices; none that is only for
 /// information.
 std::vector<std::size_t> WorstOf(const std::vector<Episode>& episodes, std::size_t count);

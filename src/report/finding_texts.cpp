@@ -130,6 +130,15 @@ bool Lasts(Cause cause) {
 
 }  // namespace
 
+std::string_view CauseKey(Cause cause) {
+  static constexpr std::string_view keys[] = {
+      "start",         "clockStep",  "noTelemetry", "damage",      "link",       "grandmaster",
+      "genlockSource", "genlock",    "utcOffset",   "clockClass",  "masterData", "profile",
+      "pathDelay",     "difference", "loss",        "jitter",      "offset",     "cardLock",
+      "sfpLock",       "relock",     "step",        "followedSfp", "selfCheck"};
+  return keys[static_cast<std::size_t>(cause)];
+}
+
 std::string FindingText(const Finding& finding, const Recording& recording) {
   std::string text = Whose(finding) + WhatText(finding, recording);
   if (finding.count > 1) {

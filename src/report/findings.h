@@ -62,6 +62,9 @@ std::optional<Rule> RuleOf(Cause cause);
 /// within an hour is one finding with a count.
 std::vector<Finding> FindAll(const Evidence& evidence, const SelfCheck& selfCheck, const Limits& limits);
 
+/// Its name in the JSON output: "noTelemetry".
+std::string_view CauseKey(Cause cause);
+
 /// What it says: "SFP A: no signal for 7 min", "12 times, 1 min in all".
 std::string FindingText(const Finding& finding, const Recording& recording);
 

@@ -11,6 +11,7 @@ namespace {
 
 constexpr std::int64_t leastJudgedSeconds = 60;
 constexpr std::size_t worstEpisodes = 10;
+constexpr std::size_t mostEpisodes = 2000;
 
 Check MakeCheck(Rule rule, const Evidence& evidence, const Limits& limits) {
   Check check{rule, MeasureRule(rule, evidence), Severity::Info, -1};
@@ -144,6 +145,7 @@ Judgement JudgeRecording(const Recording& recording, const Watch& watch, const S
   judgement.selfCheck = &selfCheck;
   const Evidence evidence(recording, watch, limits);
   judgement.episodes = JoinFindings(FindAll(evidence, selfCheck, limits), limits);
+  judgement.episodesLeftOut = LeaveOutMildest(judgement.episodes, mostEpisodes);
   judgement.worst = WorstOf(judgement.episodes, worstEpisodes);
   for (const RuleText& text : RuleTexts()) {
     Check check = MakeCheck(text.rule, evidence, limits);

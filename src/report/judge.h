@@ -48,11 +48,12 @@ struct Judgement {
   std::string sentence;
   std::array<Check, ruleCount> checks;  ///< in the order of the rules
   Limits limits;
-  std::vector<Episode> episodes;   ///< in the order of time
-  std::vector<std::size_t> worst;  ///< the ten worst episodes
-  std::vector<Relock> relocks;     ///< of both SFPs, in the order of time
-  std::vector<Change> changes;     ///< that nobody logged
-  std::vector<MasterUse> masters;  ///< in the order of their first appearance
+  std::vector<Episode> episodes;    ///< in the order of time
+  std::size_t episodesLeftOut = 0;  ///< the mildest ones beyond the first thousands
+  std::vector<std::size_t> worst;   ///< the ten worst episodes
+  std::vector<Relock> relocks;      ///< of both SFPs, in the order of time
+  std::vector<Change> changes;      ///< that nobody logged
+  std::vector<MasterUse> masters;   ///< in the order of their first appearance
 
   // What stands in the outputs beside these; the judgement doesn't own them.
   const Recording* recording = nullptr;

@@ -31,9 +31,13 @@ class LineSplitter {
  private:
   void Append(std::string_view part) {
     for (const char byte : part) {
-      if (byte == '\0' || line_.size() == longestLine) {
+      if (byte == '\0' && line_.empty()) {
+        zeros_ = true;
+      } else if (byte == '\0' || line_.size() == longestLine) {
         cleaned_ = true;
       } else {
+        if (zeros_) sink_({{}, true, true});
+        zeros_ = false;
         line_ += byte;
       }
     }
@@ -41,14 +45,15 @@ class LineSplitter {
 
   void Emit(bool ended) {
     if (line_.ends_with('\r')) line_.pop_back();
-    sink_({line_, cleaned_, ended});
+    sink_({line_, cleaned_ || zeros_, ended});
     line_.clear();
-    cleaned_ = false;
+    cleaned_ = zeros_ = false;
   }
 
   const LineSink& sink_;
   std::string line_;
-  bool cleaned_ = false;
+  bool zeros_ = false;    ///< at the line's begin, where they do no harm to what follows
+  bool cleaned_ = false;  ///< within it
 };
 
 }  // namespace

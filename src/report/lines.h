@@ -8,7 +8,8 @@
 
 namespace kestrune::report {
 
-/// A line of a text, whatever its line end, without bytes of value 0 (which a power cut leaves behind).
+/// A line of a text, whatever its line end, without bytes of value 0 (which a power cut leaves behind). Those
+/// before its first character make an empty line of their own.
 struct Line {
   std::string_view text;
   bool cleaned = false;  ///< were there bytes of value 0, or was it too long and is cut?

@@ -65,6 +65,7 @@ class Retimer {
   static constexpr std::int64_t backward = 5;
 
   void Settle();
+  bool UseDouble();
   bool FillHole();
 
   template <typename Emit>

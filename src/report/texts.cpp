@@ -1,5 +1,6 @@
 #include "report/texts.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cmath>
@@ -42,6 +43,21 @@ std::optional<std::chrono::year_month_day> Date(std::int64_t epoch) {
   constexpr std::int64_t end = sys_days{year{10000} / 1 / 1}.time_since_epoch().count() * secondsPerDay;
   if (epoch < least || epoch >= end) return std::nullopt;
   return year_month_day{floor<days>(sys_seconds{seconds{epoch}})};
+}
+
+/// Bytes of the UTF-8 character at the text's begin; 0 if that is none.
+std::size_t CharacterLength(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  if (byte(0) < 0x80) return 1;
+  const std::size_t length = byte(0) >= 0xf0 ? 4 : (byte(0) >= 0xe0 ? 3 : 2);
+  if (byte(0) < 0xc2 || byte(0) > 0xf4 || text.size() < length) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((byte(i) & 0xc0) != 0x80) return 0;
+  }
+  // Overlong forms, surrogates and what lies behind the last character.
+  const bool outside = (byte(0) == 0xe0 && byte(1) < 0xa0) || (byte(0) == 0xed && byte(1) >= 0xa0) ||
+                       (byte(0) == 0xf0 && byte(1) < 0x90) || (byte(0) == 0xf4 && byte(1) >= 0x90);
+  return outside ? 0 : length;
 }
 
 std::int64_t SecondOfDay(std::int64_t epoch) {
@@ -177,6 +193,20 @@ std::string SfpText(int sfp) {
 
 std::string CountText(std::int64_t count, std::string_view one, std::string_view many) {
   return GroupedText(count).append(blank).append(count == 1 ? one : many);
+}
+
+std::string CleanText(std::string_view text) {
+  std::string clean;
+  while (!text.empty()) {
+    const std::size_t length = CharacterLength(text);
+    if (length == 0 || static_cast<unsigned char>(text[0]) < ' ') {
+      clean += "\ufffd";
+    } else {
+      clean += text.substr(0, length);
+    }
+    text.remove_prefix(std::max<std::size_t>(length, 1));
+  }
+  return clean;
 }
 
 std::string AsciiText(std::string_view text) {

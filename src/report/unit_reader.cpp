@@ -89,7 +89,8 @@ bool UnitReader::ContinuesAt(std::size_t from) const {
       return false;
     RawDataUnit unit;
     std::memcpy(&unit, Data() + from, unitSize);
-    if (!LooksLikeUnit(unit)) return false;
+    // Much of a unit is zero, so only a state tells it from what lies between two others.
+    if (!LooksLikeUnit(unit) || unit.record.state == 0) return false;
     before = time;
   }
   return count > 0;
