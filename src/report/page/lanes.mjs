@@ -125,7 +125,7 @@ export function drawMaster(pen, frame, row) {
     }
     const { id, colour } = masters[value];
     pen.rect(x, row.y, Math.max(1.5, width), row.h, pen.colour[`m${colour % MASTER_COLOURS}`]);
-    if (id === before.id && x - before.end < 0.5) pen.rect(x - 1, row.y, 2, row.h, pen.colour.ink);
+    if (id === before.id && x === before.end) pen.rect(x - 1, row.y, 2, row.h, pen.colour.ink);
     before = { id, end };
     labelRun(pen, x, end, row.y + row.h / 2, id, pen.colour.ink, 9.5);
   });
