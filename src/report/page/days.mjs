@@ -7,6 +7,7 @@ import { sfpColour } from './panels.mjs';
 import { byId, go, page } from './state.mjs';
 
 const DAY_HEIGHT = 26;
+const SECONDS_OF_DAY = 86400;
 
 /** The greatest offset while locked, to which all rows are drawn. */
 function commonTop() {
@@ -18,7 +19,8 @@ function drawDay(canvas, top) {
   const width = canvas.parentNode.clientWidth;
   if (!width) return;
   const pen = new ScreenPen(canvas, width, DAY_HEIGHT);
-  const [from, to] = [Number(canvas.dataset.t0), Number(canvas.dataset.t1)];
+  const from = Math.floor(Number(canvas.dataset.t0) / SECONDS_OF_DAY) * SECONDS_OF_DAY;
+  const to = from + SECONDS_OF_DAY;
   const { colour: c } = pen;
   const x = t => (t - from) / (to - from) * width;
   pen.rect(0, 0, width, DAY_HEIGHT, c.soft, 0.7);

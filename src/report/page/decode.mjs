@@ -64,11 +64,12 @@ function restore(planes, divisor) {
     const average = planes[name + 'Avg10'];
     if (!average) continue;
     const { [name + 'Lo']: low, [name + 'Hi']: high, [name + 'Sd10']: deviation } = planes;
-    const whole = name !== 'ab';
+    // A single message's offset is a whole number of nanoseconds, a difference of averages isn't.
+    const part = name === 'ab' ? divisor : 1;
     for (let i = 0; i < average.length; i++) {
-      const middle = whole ? Math.floor((average[i] + Math.floor(divisor / 2)) / divisor) : average[i] / divisor;
-      low[i] = middle - (whole ? low[i] : low[i] / divisor);
-      high[i] = middle + (whole ? high[i] : high[i] / divisor);
+      const middle = part > 1 ? average[i] : Math.floor((average[i] + Math.floor(divisor / 2)) / divisor);
+      low[i] = (middle - low[i]) / part;
+      high[i] = (middle + high[i]) / part;
       average[i] /= divisor;
       if (deviation) deviation[i] /= divisor;
     }
@@ -97,6 +98,7 @@ export function decodePlanes(bytes, count, columns, divisor) {
 export class Store {
   constructor(meta, bytes, inflate, arrived) {
     this.base = meta.base;
+    this.end = meta.t1;
     this.bytes = bytes;
     this.inflate = inflate;
     this.arrived = arrived;

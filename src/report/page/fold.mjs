@@ -83,48 +83,62 @@ function mergeIntervals(intervals) {
   return merged;
 }
 
-function addMessages(columns, c, share, planes, i) {
-  columns.records[c] += planes.records[i] * share;
-  columns.syncs[c] += planes.syncs[i] * share;
-  columns.syncsDue[c] += planes.syncsDue[i] * share;
-  columns.resps[c] += planes.resps[i] * share;
-  columns.respsDue[c] += planes.respsDue[i] * share;
-}
-
-function addQuantity(columns, c, figures, i, weight, locked) {
-  const low = figures.low[i];
-  const high = figures.high[i];
-  if (low < columns.low[c]) columns.low[c] = low;
-  if (high > columns.high[c]) columns.high[c] = high;
-  if (locked) {
-    if (low < columns.lockedLow[c]) columns.lockedLow[c] = low;
-    if (high > columns.lockedHigh[c]) columns.lockedHigh[c] = high;
+/** What the buckets of a segment give to the columns; the difference A − B (sfp 2) is locked where both are. */
+class Source {
+  constructor(planes, sfp, quantity) {
+    const own = planes[sfp];
+    const isDifference = sfp === 2;
+    const afterResps = ['path', 'toMaster', 'respDelay'].includes(quantity);
+    const figures = own[quantity];
+    this.low = figures.low;
+    this.high = figures.high;
+    this.average = figures.average;
+    this.deviation = figures.deviation || null;
+    this.weight = isDifference ? own.abSeconds : afterResps ? own.resps : own.syncs;
+    this.present = isDifference ? own.abSeconds : own.records;
+    this.first = isDifference ? planes[0] : own;
+    this.second = isDifference ? planes[1] : own;
+    /** Messages are counted once, with the offset. */
+    this.messages = quantity === 'off' ? own : null;
   }
-  if (columns.weight[c] === 0) columns.shift[c] = figures.average[i];
-  const distance = figures.average[i] - columns.shift[c];
-  const deviation = figures.deviation ? figures.deviation[i] : 0;
-  columns.weight[c] += weight;
-  columns.sum[c] += weight * distance;
-  columns.squares[c] += weight * (deviation * deviation + distance * distance);
-}
 
-/** What a bucket of a segment gives to the columns; the difference A − B (sfp 2) is locked where both are. */
-function reader(segment, sfp, quantity) {
-  const { planes } = segment.chunk;
-  const own = planes[sfp];
-  const figures = own[quantity];
-  const isLocked = (p, i) => p.records[i] > 0 && p.locked[i] >= p.records[i];
-  if (sfp === 2) {
-    return {
-      figures, weight: own.abSeconds, has: i => own.abSeconds[i] > 0,
-      locked: i => isLocked(planes[0], i) && isLocked(planes[1], i),
-    };
+  isLocked(i) {
+    const { first, second } = this;
+    return first.records[i] > 0 && first.locked[i] >= first.records[i]
+      && second.records[i] > 0 && second.locked[i] >= second.records[i];
   }
-  const afterResps = ['path', 'toMaster', 'respDelay'].includes(quantity);
-  return {
-    figures, weight: afterResps ? own.resps : own.syncs, messages: own, has: i => own.records[i] > 0,
-    locked: i => isLocked(own, i),
-  };
+
+  addMessages(columns, c, share, i) {
+    const { messages } = this;
+    columns.records[c] += messages.records[i] * share;
+    columns.syncs[c] += messages.syncs[i] * share;
+    columns.syncsDue[c] += messages.syncsDue[i] * share;
+    columns.resps[c] += messages.resps[i] * share;
+    columns.respsDue[c] += messages.respsDue[i] * share;
+  }
+
+  addQuantity(columns, c, share, i, locked) {
+    const low = this.low[i];
+    const high = this.high[i];
+    if (low < columns.low[c]) columns.low[c] = low;
+    if (high > columns.high[c]) columns.high[c] = high;
+    if (locked) {
+      if (low < columns.lockedLow[c]) columns.lockedLow[c] = low;
+      if (high > columns.lockedHigh[c]) columns.lockedHigh[c] = high;
+    }
+    const weight = this.weight[i] * share;
+    if (columns.weight[c] === 0) columns.shift[c] = this.average[i];
+    const distance = this.average[i] - columns.shift[c];
+    columns.weight[c] += weight;
+    columns.sum[c] += weight * distance;
+    if (this.deviation) columns.squares[c] += weight * (this.deviation[i] * this.deviation[i] + distance * distance);
+  }
+
+  /** The greatest value of a plain column, or its sum. */
+  addField(columns, c, share, i, values, add) {
+    const before = Number.isNaN(columns.extra[c]) ? 0 : columns.extra[c];
+    columns.extra[c] = add ? before + values[i] * share : Math.max(before, values[i]);
+  }
 }
 
 /**
@@ -138,9 +152,11 @@ export function fold(store, sfp, quantity, a, b, count, { field = null, add = fa
   for (const level of levelsFor(store, per, field || (quantity === 'ab' ? 'syncs' : quantity + 'Avg10'))) {
     const { width } = level;
     const isCovered = coverTest(covered);
+    const narrow = width / per <= 1.001;
     const intervals = [];
     for (const segment of store.segments(level, a, b)) {
-      const read = reader(segment, sfp, quantity);
+      const source = new Source(segment.chunk.planes, sfp, quantity);
+      const values = field ? segment.chunk.planes[sfp][field] : null;
       const start = store.base + segment.first * width;
       intervals.push([start, start + segment.count * width]);
       const begin = Math.max(0, Math.floor((a - start) / width));
@@ -148,24 +164,22 @@ export function fold(store, sfp, quantity, a, b, count, { field = null, add = fa
       for (let n = begin; n < end; n++) {
         const i = segment.at + n;
         const t = start + n * width;
-        if (!read.has(i) || isCovered(t, t + width)) continue;
+        const behind = Math.min(t + width, store.end);
+        if (!(source.present[i] > 0) || isCovered(t, behind)) continue;
         const x = (t - a) / per;
-        const span = width / per;
-        const narrow = span <= 1.001;
+        const span = (behind - t) / per;
         const c0 = Math.min(count - 1, Math.max(0, Math.floor(x + 1e-9)));
         const c1 = narrow ? c0 + 1 : Math.min(count, Math.max(c0 + 1, Math.ceil(x + span - 1e-9)));
-        const locked = read.locked(i);
+        const locked = source.isLocked(i);
         for (let c = c0; c < c1; c++) {
           const share = narrow ? 1 : Math.max(1e-6, (Math.min(x + span, c + 1) - Math.max(x, c)) / span);
           if (!columns.step[c] || width < columns.step[c]) columns.step[c] = width;
           if (!locked) columns.unlocked[c] = 1;
-          if (read.messages) addMessages(columns, c, share, read.messages, i);
-          if (field) {
-            const value = read.messages[field][i];
-            const before = Number.isNaN(columns.extra[c]) ? 0 : columns.extra[c];
-            columns.extra[c] = add ? before + value * share : Math.max(before, value);
-          } else if (read.weight[i] > 0) {
-            addQuantity(columns, c, read.figures, i, read.weight[i] * share, locked);
+          if (values) {
+            source.addField(columns, c, share, i, values, add);
+          } else {
+            if (source.messages) source.addMessages(columns, c, share, i);
+            if (source.weight[i] > 0) source.addQuantity(columns, c, share, i, locked);
           }
         }
       }

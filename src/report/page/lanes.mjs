@@ -4,6 +4,8 @@ import { LOCKED, stateCode, stateName } from './runs.mjs';
 import { hatch } from './pens.mjs';
 import { page } from './state.mjs';
 
+const MASTER_COLOURS = 6;
+
 /** Prepares a lane: its runs in view as {x, end, value}, and the least width that still shows. */
 function laneRuns(runs, frame) {
   const list = [];
@@ -27,7 +29,7 @@ function drawLane(pen, frame, row, runs, isUsual, paint) {
 
 function laneLabel(pen, frame, row) {
   if (row.label) {
-    const size = row.h < 13 ? 10 : 11;
+    const size = frame.left < 60 ? 9.5 : row.h < 13 ? 10 : 11;
     pen.text(frame.left - 8, row.y + row.h / 2, row.label, pen.colour.dim, { align: 'right', size });
   }
 }
@@ -114,18 +116,17 @@ export function drawState(pen, frame, row) {
 /** One colour for each grandmaster; a notch where the same one announces something else. */
 export function drawMaster(pen, frame, row) {
   laneLabel(pen, frame, row);
-  let before = '';
+  let before = { id: '', end: 0 };
   const { masters } = page.meta;
   drawLane(pen, frame, row, page.runs[`master${row.sfp}`], value => value > 0, (x, end, value, width) => {
     if (value === 0) {
       hatch(pen, x, row.y + 1, width, row.h - 2, pen.colour.dim, 5, 1);
       return;
     }
-    const { id } = masters[value];
-    const colour = masters.findIndex(master => master.id === id) - 1;
-    pen.rect(x, row.y, Math.max(1.5, width), row.h, pen.colour[`m${colour % 6}`]);
-    if (id === before) pen.rect(x - 1, row.y, 2, row.h, pen.colour.ink);
-    before = id;
+    const { id, colour } = masters[value];
+    pen.rect(x, row.y, Math.max(1.5, width), row.h, pen.colour[`m${colour % MASTER_COLOURS}`]);
+    if (id === before.id && x === before.end) pen.rect(x - 1, row.y, 2, row.h, pen.colour.ink);
+    before = { id, end };
     labelRun(pen, x, end, row.y + row.h / 2, id, pen.colour.ink, 9.5);
   });
 }

@@ -58,7 +58,9 @@ function redraw() {
   requestAnimationFrame(drawNow);
 }
 
+/** The charts below; there are none without raw data. */
 function drawSmall() {
+  if (!page.store.whole) return;
   drawHeat();
   drawPlots();
   drawDays();
@@ -161,12 +163,15 @@ function readPage() {
   for (const name of ['state0', 'state1', 'master0', 'master1', 'card', 'best', 'genlock', 'source', 'link0', 'link1']) {
     page.runs[name] = new Runs(meta.runs[name], meta.base, page.t1);
   }
+  const grandmasters = [...new Set(meta.masters.slice(1).map(master => master.id))];
+  for (const master of meta.masters) master.colour = grandmasters.indexOf(master.id);
   page.hasSfp = [0, 1].map(sfp => page.runs[`state${sfp}`].length > 0);
   page.gaps = [];
   for (let i = 0; i < (meta.gaps || []).length; i += 2) page.gaps.push([meta.base + meta.gaps[i], meta.base + meta.gaps[i + 1]]);
   page.events = readEvents(meta);
   page.episodes = readEpisodes();
   setRecorderZone(meta.tz);
+  if (meta.running) document.querySelector('.facts').append(' · still being recorded');
   if (!meta.tzKnown) byId('zone').querySelector('[value=rec]').remove();
   page.store = new Store(meta, bytesOfBase64(byId('data').textContent), inflateRaw, redraw);
 }
@@ -175,6 +180,7 @@ async function start() {
   document.documentElement.classList.add('live');
   readPage();
   if (page.store.whole) await page.store.loadLevel(page.store.whole);
+  else document.querySelector('.trio').hidden = true;
   setUpTheme(byId('theme'), drawAll);
   setUpToolbar();
   setUpEpisodes(redraw);
@@ -202,9 +208,20 @@ async function start() {
   drawSmall();
 }
 
+/** An old browser that can't unpack the data shows the page as without scripts. */
+function giveUp(error) {
+  document.documentElement.classList.remove('live');
+  const reason = document.createElement('p');
+  reason.textContent = `The chart could not be opened in this browser: ${error.message}`;
+  document.querySelector('.static figcaption').append(reason);
+}
+
+const started = start();
+started.catch(giveUp);
+
 /** For the curious, at the browser's console, and for tests. */
 window.report = {
   page, fold, go, show, isSmall, addressOf, viewCsv, cursor: timeline.setCursor, figures: shownFigures, drawNow,
   frame: () => frame,
-  started: start(),
+  started,
 };

@@ -59,14 +59,17 @@ function drawValueAxis(pen, frame, row, scale) {
   }
 }
 
+/** Lines of the limits, warn named on the side of zero and fail on the other, so that close lines keep apart. */
 function drawLimits(pen, frame, row, scale) {
   const { colour: c } = pen;
-  for (const [limit, stroke, name] of [[row.limits[0], c.warn, 'warn'], [row.limits[1], c.limit, 'fail']]) {
+  const [warn, fail] = row.limits;
+  for (const [limit, stroke, name, dash, side] of [[warn, c.warn, 'warn', [2, 3], 1], [fail, c.limit, 'fail', [6, 3], -1]]) {
     for (const value of limit ? [limit, -limit] : []) {
       const y = scale.y(value);
       if (y < scale.top + 1 || y > scale.bottom - 1) continue;
-      pen.line(frame.left, y, frame.right, y, stroke, 1, name === 'fail' ? [6, 3] : [2, 3]);
-      pen.text(frame.right - 3, y - 6, `${name} ${axisNanoseconds(limit)}`, stroke, { align: 'right', size: 9.5 });
+      pen.line(frame.left, y, frame.right, y, stroke, 1, dash);
+      const words = `${name} ${axisNanoseconds(limit)}`;
+      pen.text(frame.right - 3, y + 7 * side * Math.sign(value), words, stroke, { align: 'right', size: 9.5 });
     }
   }
 }
@@ -175,7 +178,8 @@ export function drawBandPanel(pen, frame, row) {
   drawRangeText(pen, frame, row, sets);
 }
 
-const missingShare = (due, got) => (due > 0 && due - got > 1e-6 ? 1 - got / due : 0);
+/** The share of messages that are due and didn't come. */
+export const missingShare = (due, got) => (due > 0 && due - got > 1e-6 ? 1 - got / due : 0);
 
 /** Shares of missing messages: SFP A upwards, SFP B downwards, by square root. */
 export function drawMissingPanel(pen, frame, row) {

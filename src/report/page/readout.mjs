@@ -4,19 +4,20 @@ import { LOCKED, stateName } from './runs.mjs';
 import { clock, timeRange } from './time.mjs';
 import { duration, grouped, nanoseconds, percent } from './format.mjs';
 import { Columns, fold } from './fold.mjs';
+import { SFP_NAMES, missingShare } from './panels.mjs';
 import { isSmall } from './timeline.mjs';
 import { byId, page } from './state.mjs';
 
 const WIDE = [['state', 'state'], ['master', 'grandmaster'], ['low', 'offset least'], ['average', 'average'],
   ['high', 'greatest'], ['deviation', 'sd'], ['pathLow', 'path least'], ['pathAverage', 'average'],
   ['pathHigh', 'greatest'], ['sync', 'Sync'], ['resp', 'Delay_Resp']];
-const NARROW = [['state', 'state'], ['low', 'offset least'], ['average', 'offset average'], ['high', 'offset greatest'],
-  ['pathAverage', 'path average'], ['sync', 'Sync']];
+const NARROW = [['state', 'state'], ['low', 'offset least'], ['average', 'average'], ['high', 'greatest'],
+  ['pathAverage', 'path average'], ['syncMissing', 'Sync missing']];
 const LEFT_ALIGNED = ['state', 'master'];
 
-let figures = { title: '', sfps: [], difference: '' };
+let figures = { title: '', sfps: [] };
 
-/** What the table shows, as texts: {title, sfps: [per SFP or null], difference}. */
+/** What the table shows, as texts: {title, sfps: [SFP A, SFP B, their difference; null where there is none]}. */
 export const shownFigures = () => figures;
 
 /** The span that the cursor reads: a column, or a whole bucket where that is wider. Null without a cursor. */
@@ -81,8 +82,15 @@ function sfpFigures(sfp, span, read) {
     pathAverage: nanoseconds(path.average(0), 1),
     pathHigh: nanoseconds(path.high[0]),
     sync: messagesText(offset.syncs[0], offset.syncsDue[0]),
+    syncMissing: percent(missingShare(offset.syncsDue[0], offset.syncs[0])),
     resp: messagesText(offset.resps[0], offset.respsDue[0]),
   };
+}
+
+/** Of the seconds' average offsets, which have no spread of their own. */
+function differenceFigures(read) {
+  const columns = read(2, 'ab');
+  return { low: nanoseconds(columns.low[0], 1), average: nanoseconds(columns.average(0), 1), high: nanoseconds(columns.high[0], 1) };
 }
 
 /** The card and the genlock in words. */
@@ -116,7 +124,7 @@ const element = (name, words, attributes = {}) => {
 
 function sfpHead(sfp, scope) {
   const head = element('th', undefined, { scope });
-  head.append(element('i', undefined, { class: `key k${sfp}` }), 'AB'[sfp]);
+  head.append(element('i', undefined, { class: `key k${sfp}` }), SFP_NAMES[sfp]);
   return head;
 }
 
@@ -130,7 +138,7 @@ function wideTable(shown) {
     const row = element('tr');
     row.append(sfpHead(sfp, 'row'));
     for (const [name] of WIDE) {
-      row.append(element('td', figures.sfps[sfp][name], { 'data-c': name, ...(LEFT_ALIGNED.includes(name) ? { class: 'l' } : {}) }));
+      row.append(element('td', figures.sfps[sfp][name] ?? '', { 'data-c': name, ...(LEFT_ALIGNED.includes(name) ? { class: 'l' } : {}) }));
     }
     return row;
   });
@@ -143,7 +151,7 @@ function narrowTable(shown) {
   const rows = NARROW.map(([name, words]) => {
     const row = element('tr');
     row.append(element('th', words, { scope: 'row', class: 'l' }));
-    for (const sfp of shown) row.append(element('td', figures.sfps[sfp][name], { 'data-c': name }));
+    for (const sfp of shown) row.append(element('td', figures.sfps[sfp][name] ?? '', { 'data-c': name }));
     return row;
   });
   return [head, rows];
@@ -160,15 +168,19 @@ export function drawReadout(frame) {
     return cursor ? total(columns, cursor.column, cursor.column + 1) : total(columns);
   };
   const shown = [0, 1].filter(sfp => page.hasSfp[sfp]);
-  const sfps = [null, null];
+  const sfps = [null, null, null];
   for (const sfp of shown) sfps[sfp] = sfpFigures(sfp, span, read);
-  const difference = shown.length === 2 ? nanoseconds(read(2, 'ab').average(0), 1) : '';
-  figures = { title: (cursor ? '' : 'In view: ') + timeRange(span.a, span.b), sfps, difference };
+  const small = isSmall(byId('stack').clientWidth);
+  if (shown.length === 2) {
+    sfps[2] = differenceFigures(read);
+    shown.push(2);
+  }
+  figures = { title: (cursor ? '' : 'In view: ') + timeRange(span.a, span.b), sfps };
 
   const table = element('table');
   const caption = element('caption', `${figures.title} `);
-  caption.append(element('small', cardText(span) + (difference && difference !== '–' ? ` · A − B ${difference}` : '')));
-  const [head, rows] = isSmall(byId('stack').clientWidth) ? narrowTable(shown) : wideTable(shown);
+  caption.append(element('small', cardText(span)));
+  const [head, rows] = small ? narrowTable(shown) : wideTable(shown);
   const headPart = element('thead');
   headPart.append(head);
   const body = element('tbody');

@@ -18,7 +18,7 @@ function roundStep(raw) {
 export function linearTicks(low, high, count) {
   const step = roundStep((high - low) / Math.max(1, count));
   const ticks = [];
-  for (let n = Math.ceil(low / step - 1e-9); n * step <= high + step * 1e-6; n++) ticks.push(n * step);
+  for (let n = Math.ceil(low / step - 1e-9); n * step <= high + step * 1e-6; n++) ticks.push(n * step + 0);
   return ticks;
 }
 

@@ -12,7 +12,7 @@ let folded = { key: '' };
 
 /** All columns of the recording; kept, for they change only with the width and with what is decoded. */
 function wholeColumns(count) {
-  const key = `${count}/${page.store.waiting}/${page.store.whole.chunks.filter(chunk => chunk.planes).length}`;
+  const key = `${count}/${page.store.waiting}/${page.store.levels.flatMap(level => level.chunks).filter(chunk => chunk.planes).length}`;
   if (folded.key !== key) {
     folded = { key, sfps: [0, 1].map(sfp => (page.hasSfp[sfp] ? fold(page.store, sfp, 'off', page.t0, page.t1, count) : null)) };
   }
