@@ -222,7 +222,9 @@ Data Masters(const Judgement& judgement) {
 
 Data Days(const Judgement& judgement) {
   Data list = List();
-  for (const auto& [start, day] : judgement.watch->Days()) {
+  for (const auto& entry : judgement.watch->Days()) {
+    const std::int64_t start = entry.first;
+    const DayFigures& day = entry.second;
     const Severity severity = SeverityOfDay(day, judgement.limits);
     const MessageTally& syncs = day.messages[syncMessage];
     const auto share = [&](int sfp) {
