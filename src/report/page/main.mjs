@@ -173,7 +173,7 @@ function readPage() {
   setRecorderZone(meta.tz);
   if (meta.running) document.querySelector('.facts').append(' · still being recorded');
   if (!meta.tzKnown) byId('zone').querySelector('[value=rec]').remove();
-  page.store = new Store(meta, bytesOfBase64(byId('data').textContent), inflateRaw, redraw);
+  page.store = new Store(meta, bytesOfBase64(byId('data').textContent), inflateRaw);
 }
 
 async function start() {
@@ -181,6 +181,7 @@ async function start() {
   readPage();
   if (page.store.whole) await page.store.loadLevel(page.store.whole);
   else document.querySelector('.trio').hidden = true;
+  page.store.arrived = redraw;
   setUpTheme(byId('theme'), drawAll);
   setUpToolbar();
   setUpEpisodes(redraw);
@@ -199,13 +200,23 @@ async function start() {
   followAddress();
   drawLog();
   renewTimes();
+  await new Promise(resolve => setTimeout(resolve));
+  drawSmall();
+  followWidth();
+}
+
+/** Draws again when the window's width changes; the small charts once it has come to rest. */
+function followWidth() {
+  const stack = byId('stack');
+  let width = stack.clientWidth;
   let waiting = 0;
   new ResizeObserver(() => {
+    if (stack.clientWidth === width) return;
+    width = stack.clientWidth;
     redraw();
     clearTimeout(waiting);
     waiting = setTimeout(drawSmall, 80);
-  }).observe(byId('stack'));
-  drawSmall();
+  }).observe(stack);
 }
 
 /** An old browser that can't unpack the data shows the page as without scripts. */
