@@ -5,21 +5,6 @@
 
 namespace kestrune::report {
 
-void Stat::Add(std::int64_t messages, double sum, std::int64_t low, std::int64_t high,
-               double squaredDeviation) {
-  const auto n = static_cast<double>(messages);
-  const auto before = static_cast<double>(count);
-  const double distance = sum / n - mean;
-  const double share = n / (before + n);
-  mean += distance * share;
-  m2 += std::max(0.0, squaredDeviation) + distance * distance * before * share;
-  count += messages;
-  least = std::min(least, low);
-  greatest = std::max(greatest, high);
-}
-
-void Stat::Add(std::int64_t value) { Add(1, static_cast<double>(value), value, value, 0); }
-
 void Stat::Merge(const Stat& other) {
   if (other.count == 0) return;
   const auto n = static_cast<double>(other.count);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 
@@ -29,9 +30,19 @@ struct Stat {
 
   /// Adds `messages` > 0 samples with this sum, these extremes and this summed squared deviation from their
   /// own average.
-  void Add(std::int64_t messages, double sum, std::int64_t low, std::int64_t high, double squaredDeviation);
+  void Add(std::int64_t messages, double sum, std::int64_t low, std::int64_t high, double squaredDeviation) {
+    const auto n = static_cast<double>(messages);
+    const auto before = static_cast<double>(count);
+    const double distance = sum / n - mean;
+    const double share = n / (before + n);
+    mean += distance * share;
+    m2 += std::max(0.0, squaredDeviation) + distance * distance * before * share;
+    count += messages;
+    least = std::min(least, low);
+    greatest = std::max(greatest, high);
+  }
   /// Adds one sample.
-  void Add(std::int64_t value);
+  void Add(std::int64_t value) { Add(1, static_cast<double>(value), value, value, 0); }
   void Merge(const Stat& other);
   double StandardDeviation() const;
   /// Whichever extreme is farther from 0; 0 without samples.

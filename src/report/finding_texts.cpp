@@ -64,6 +64,8 @@ std::string WhatText(const Finding& finding, const Recording& recording) {
              " by " + DurationText(std::llround(std::fabs(finding.value)));
     case Cause::NoTelemetry:
       return "No telemetry of either SFP";
+    case Cause::Absent:
+      return "no telemetry";
     case Cause::Damage:
       return "Raw data damaged: " + CountText(std::llround(finding.value), "byte", "bytes") + " left out";
     case Cause::Link:
@@ -111,6 +113,7 @@ std::string WhatText(const Finding& finding, const Recording& recording) {
 bool Lasts(Cause cause) {
   switch (cause) {
     case Cause::NoTelemetry:
+    case Cause::Absent:
     case Cause::Link:
     case Cause::Genlock:
     case Cause::ClockClass:
@@ -132,10 +135,10 @@ bool Lasts(Cause cause) {
 
 std::string_view CauseKey(Cause cause) {
   static constexpr std::string_view keys[] = {
-      "start",         "clockStep",  "noTelemetry", "damage",      "link",       "grandmaster",
-      "genlockSource", "genlock",    "utcOffset",   "clockClass",  "masterData", "profile",
-      "pathDelay",     "difference", "loss",        "jitter",      "offset",     "cardLock",
-      "sfpLock",       "relock",     "step",        "followedSfp", "selfCheck"};
+      "start",       "clockStep",     "noTelemetry", "absent",    "damage",      "link",
+      "grandmaster", "genlockSource", "genlock",     "utcOffset", "clockClass",  "masterData",
+      "profile",     "pathDelay",     "difference",  "loss",      "jitter",      "offset",
+      "cardLock",    "sfpLock",       "relock",      "step",      "followedSfp", "selfCheck"};
   return keys[static_cast<std::size_t>(cause)];
 }
 

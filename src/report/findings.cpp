@@ -161,16 +161,43 @@ class Finder {
                                [&](const StartUp& start) { return std::abs(start.from - time) <= margin; });
   }
 
+  bool IsBeforeFirstLock(int sfp, std::int64_t time) const {
+    return std::ranges::any_of(watch_.StartUps(), [&](const StartUp& start) {
+      const std::int64_t after = start.sfp[static_cast<std::size_t>(sfp)];
+      return time >= start.from && (after < 0 || time < start.from + after);
+    });
+  }
+
   void FindLockLosses(int sfp) {
     const SfpRecording& records = recording_.sfp[static_cast<std::size_t>(sfp)];
     const auto unlocked =
         SpansWhere(records.state, 0, [](std::int32_t state) { return state != 0 && state != lockedState; });
+    FindAbsence(sfp);
     for (const Stretch& span : unlocked) {
-      if (IsStart(span.from)) continue;
+      if (IsBeforeFirstLock(sfp, span.from)) continue;
       const std::int64_t to = std::min(span.to, records.end);
       const auto seconds = static_cast<double>(to - span.from);
       Add({Cause::SfpLock, sfp, span.from, to, Judged(Rule::Redundancy, seconds), seconds, span.from});
     }
+  }
+
+  /// Stretches with records of the other SFP only.
+  void FindAbsence(int sfp) {
+    constexpr std::int64_t shortest = 4;
+    const SfpRecording& records = recording_.sfp[static_cast<std::size_t>(sfp)];
+    const SfpRecording& others = recording_.sfp[static_cast<std::size_t>(1 - sfp)];
+    if (others.records == 0) return;
+    const auto add = [&](std::int64_t from, std::int64_t to) {
+      const auto seconds = static_cast<double>(to - from);
+      if (to - from < shortest || others.state.At(from + (to - from) / 2) == 0) return;
+      Add({Cause::Absent, sfp, from, to, Judged(Rule::Redundancy, seconds), seconds, from});
+    };
+    if (records.records == 0) return add(others.first, others.end);
+    for (const Stretch& span : SpansWhere(records.state, 0, [](std::int32_t state) { return state == 0; })) {
+      if (span.from >= records.first && span.to <= records.end) add(span.from, span.to);
+    }
+    add(others.first, records.first);
+    add(records.end, others.end);
   }
 
   void FindRelocks(int sfp) {
@@ -312,6 +339,7 @@ std::optional<Rule> RuleOf(Cause cause) {
       return Rule::Relock;
     case Cause::CardLock:
       return Rule::CardLock;
+    case Cause::Absent:
     case Cause::Link:
     case Cause::SfpLock:
       return Rule::Redundancy;

@@ -17,6 +17,7 @@ enum class Cause {
   Start,
   ClockStep,
   NoTelemetry,
+  Absent,
   Damage,
   Link,
   Grandmaster,

@@ -58,6 +58,7 @@ void WantEpisode(const PageEpisode& episode, Interest& interest) {
   interest.Want(episode.to - 40, episode.to + 40, 5 + rank);
   if (episode.to - episode.from < 1800) interest.Want(episode.from, episode.to, 10 + rank);
   interest.Want(episode.from - 240, episode.from + 240, 14);
+  interest.Want(episode.from - 900, episode.from + 900, 15);
 }
 
 /// The second farthest from 0 of every hour, whatever its rank among all.
@@ -131,22 +132,31 @@ PageLevel FinestWhole(const Recording& recording, std::size_t room) {
   return level;
 }
 
-/// As many of the foremost slots as fit.
+/// As many of the foremost slots as fit, found in a few attempts: what a slot costs depends on what is in it.
 PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>& slots, std::int64_t slot,
                     std::size_t room) {
-  PageLevel level;
-  if (slots.empty()) return level;
-  // By experience at first, then by what it came to.
-  double perSlot = 12.0 * static_cast<double>(slot);
-  for (int attempt = 0; attempt < 4; ++attempt) {
-    const auto count = std::min(slots.size(), static_cast<std::size_t>(static_cast<double>(room) / perSlot));
+  constexpr double usualBytes = 12;  // a second
+  constexpr int attempts = 4;
+  PageLevel best;
+  std::size_t fitting = 0;
+  std::size_t tooMany = slots.size() + 1;
+  double perSlot = usualBytes * static_cast<double>(slot);
+  for (int attempt = 0; attempt < attempts && best.Bytes() <= room * 9 / 10; ++attempt) {
+    auto count = fitting + static_cast<std::size_t>(static_cast<double>(room - best.Bytes()) / perSlot);
+    if (count >= tooMany) count = (fitting + tooMany) / 2;
+    if (count == fitting) break;
     const std::vector<std::int64_t> chosen(slots.begin(), slots.begin() + static_cast<std::ptrdiff_t>(count));
-    level = PackParts(recording, Join(chosen, slot, recording), 1, 1);
-    const std::size_t bytes = level.Bytes();
-    if (count == 0 || (bytes <= room && (count == slots.size() || bytes > room * 9 / 10))) return level;
-    perSlot = static_cast<double>(bytes) / static_cast<double>(count) * 1.03;
+    PageLevel level = PackParts(recording, Join(chosen, slot, recording), 1, 1);
+    if (level.Bytes() > room) {
+      perSlot =
+          static_cast<double>(level.Bytes() - best.Bytes()) / static_cast<double>(count - fitting) * 1.02;
+      tooMany = count;
+    } else {
+      best = std::move(level);
+      fitting = count;
+    }
   }
-  return level.Bytes() <= room ? level : PageLevel{};
+  return best;
 }
 
 /// Minutes around the foremost slots, in steps of ten seconds.

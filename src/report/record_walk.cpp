@@ -1,10 +1,20 @@
 #include "report/record_walk.h"
 
+#include <cstddef>
+#include <cstring>
+
 namespace kestrune::report {
 namespace {
 
 bool IsNear(std::int64_t before, std::int64_t stamp, std::int64_t backward, std::int64_t forward) {
   return stamp >= before - backward && stamp <= before + forward;
+}
+
+/// The time properties and the counters.
+void CopyTail(const TelemetryRecord& from, TelemetryRecord& to) {
+  constexpr std::size_t begin = offsetof(TelemetryRecord, currentUtcOffset);
+  std::memcpy(reinterpret_cast<std::byte*>(&to) + begin, reinterpret_cast<const std::byte*>(&from) + begin,
+              sizeof(TelemetryRecord) - begin);
 }
 
 }  // namespace
@@ -91,7 +101,8 @@ void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
   timed.packets = record.linkPacketsReceived;
   if (!state.any || !HasSameMaster(state.before, record)) state.master = listener_.OnMaster(MasterOf(record));
   timed.master = state.master;
-  state.before = record;
+  state.before.bestMasterLastPtpAnnouncePacket = record.bestMasterLastPtpAnnouncePacket;
+  CopyTail(record, state.before);
   state.any = true;
   const int sfp = record.sfp;
   state.retimer.Commit(unit.epochTime, [&](TimedRecord& settled) { listener_.OnSecond(sfp, settled); });

@@ -51,7 +51,7 @@ class RecordWalk {
   };
   struct SfpState {
     Retimer retimer;
-    TelemetryRecord before;
+    TelemetryRecord before;  ///< only what `HasSameMaster` and `StepsBetween` look at
     bool any = false;
     std::int32_t master = 0;
   };

@@ -40,7 +40,7 @@ void RelockTracker::SearchMaster(const LockSecond& second) {
   if (second.syncs == 0 || !second.linkUp) return;
   const bool sameMaster = second.grandmaster == lockedGrandmaster_;
   if (sameMaster && !silent_) {
-    open_.lastMessage = second.time;
+    if (!second.locked) open_.lastMessage = second.time;
   } else if (second.grandmaster != 0 && firstMessage_ < 0) {
     firstMessage_ = second.time;
     open_.step = second.offset - lastOffset_;

@@ -10,7 +10,7 @@ namespace kestrune::report {
 namespace {
 
 /// Seconds around a line's time in which its last record may lie.
-constexpr std::int64_t margin = 30;
+constexpr std::int64_t margin = 3;
 constexpr std::int32_t quarterMinutes = 15;
 constexpr std::int32_t dayMinutes = 1440;
 
@@ -82,7 +82,10 @@ void SelfCheck::OnUnit(const RawDataUnit& unit) {
   const PerformanceSample sample = MakePerformanceSample(unit.record.performanceMonitoring);
   if (time >= sfp.plainFrom && time < sfp.plainUntil) {
     AccumulatePerformanceSample(sample, sfp.block);
-    for (Chain& chain : sfp.chains) chain.last = time;
+    for (Chain& chain : sfp.chains) {
+      if (chain.first < 0) chain.first = time;
+      chain.last = time;
+    }
     return;
   }
   EmptyBlock(sfp);

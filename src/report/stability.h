@@ -33,7 +33,7 @@ class StabilityMeter {
   static constexpr double none = std::numeric_limits<double>::infinity();
   static constexpr std::size_t levelCount = 24;
   static constexpr std::size_t ringLength = 32;
-  static constexpr std::size_t exactWindows = 5;  ///< 1, 2, 4, 8, 16 blocks
+  static constexpr std::size_t windowCount = 5;  ///< 1, 2, 4, 8, 16 blocks
 
   /// 2^level seconds.
   struct Block {
@@ -42,22 +42,33 @@ class StabilityMeter {
     double sum = 0;
     bool whole = true;  ///< has every second a value?
   };
+  /// What is known at a block's end.
+  struct Place {
+    std::array<double, windowCount> low{};  ///< of the window of 1, 2, 4… blocks that ends here
+    std::array<double, windowCount> high{};
+    double sum = 0;             ///< of all blocks so far
+    std::uint64_t missing = 0;  ///< blocks so far that aren't whole
+  };
   struct Deviation {
     double squares = 0;
     std::uint64_t count = 0;
   };
   struct Level {
-    std::array<Block, ringLength> ring;
+    std::array<Place, ringLength> ring;
     std::uint64_t blocks = 0;
     Block half;  ///< the first half of the next level's block
     bool hasHalf = false;
-    std::array<double, exactWindows> range{};  ///< by window of 1, 2, 4… blocks
-    std::array<Deviation, exactWindows> deviation;
+    std::array<double, windowCount> range{};  ///< by window
+    std::array<Deviation, windowCount> deviation;
+
+    /// At the end of the block so many blocks ago; 0 is the newest.
+    const Place& Ago(std::uint64_t count) const { return ring[(blocks - 1 - count) % ringLength]; }
   };
 
   void Push(std::size_t level, const Block& block);
-  static void MeasureRange(Level& level, std::size_t first);
-  static void MeasureDeviation(Level& level, std::size_t index);
+  static void AddPlace(Level& level, const Block& block);
+  static void MeasureRange(Level& level, std::size_t window);
+  static void MeasureDeviation(Level& level, std::size_t window);
   void Begin();
 
   std::array<Level, levelCount> levels_;

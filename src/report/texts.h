@@ -54,7 +54,8 @@ std::string SfpText(int sfp);
 /// "1 change", "3 changes".
 std::string CountText(std::int64_t count, std::string_view one, std::string_view many);
 
-/// Text from a file as what a JSON or HTML document may hold: what isn't UTF-8, and control characters, become U+FFFD.
+/// Text from a file as what a JSON or HTML document may hold: what isn't UTF-8, and control characters,
+/// become U+FFFD.
 std::string CleanText(std::string_view text);
 
 /// For a console of any code page: ASCII in place of the signs above, "?" for every other.

@@ -29,11 +29,11 @@ std::uint64_t Watch::Grandmaster(const Sample& sample) const {
 }
 
 void Watch::OnSecond(int sfp, const Bucket& second, std::int32_t /*state*/, std::int32_t master) {
+  if (second.start == PerSfp(sfp).newest) return;  // had one already
+  const bool setBack = second.start < PerSfp(sfp).newest;
   auto& waiting = PerSfp(sfp).waiting;
-  if (!waiting.empty() && second.start <= waiting.back().time) {
-    if (second.start == waiting.back().time) return;  // had one already
-    while (IsWaiting()) EmitOldest();                 // the clock was set back
-  }
+  while (setBack && !waiting.empty()) EmitOldest();
+  PerSfp(sfp).newest = second.start;
   waiting.push_back({second.start, second.offset.mean, second.path.mean, TallyOf(second), second.syncs,
                      second.resps, master, second.records > 0 && second.locked == second.records});
   const auto both = [&] { return !sfps_[0].waiting.empty() && !sfps_[1].waiting.empty(); };

@@ -78,8 +78,9 @@ class Watch : public RecordObserver {
   struct Sfp {
     explicit Sfp(int sfp) : relocks(sfp) {}
 
-    std::deque<Sample> waiting;  // for the other SFP's second
-    std::int64_t last = INT64_MIN;
+    std::deque<Sample> waiting;       // for the other SFP's second
+    std::int64_t newest = INT64_MIN;  // second that came last
+    std::int64_t last = INT64_MIN;    // and that was looked at last
     Excursions offsets{5};
     RelockTracker relocks;
     LossTracker losses;
