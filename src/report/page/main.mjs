@@ -154,11 +154,20 @@ function followAddress() {
   }
 }
 
+/** From the first record to the last one; without records, of the event log's lines. */
+function extent(meta) {
+  const { events } = page;
+  if (meta.t1 > meta.t0 || !events.length) return [meta.t0, meta.t1];
+  return [events[0].t, events[events.length - 1].t + 1];
+}
+
 function readPage() {
   const meta = JSON.parse(byId('meta').textContent);
   page.meta = meta;
-  page.t0 = meta.t0;
-  page.t1 = Math.max(meta.t1, meta.t0 + 10);
+  page.events = readEvents(meta);
+  const [from, to] = extent(meta);
+  page.t0 = from;
+  page.t1 = Math.max(to, from + 10);
   page.view = { a: page.t0, b: page.t1 };
   for (const name of ['state0', 'state1', 'master0', 'master1', 'card', 'best', 'genlock', 'source', 'link0', 'link1']) {
     page.runs[name] = new Runs(meta.runs[name], meta.base, page.t1);
@@ -168,7 +177,6 @@ function readPage() {
   page.hasSfp = [0, 1].map(sfp => page.runs[`state${sfp}`].length > 0);
   page.gaps = [];
   for (let i = 0; i < (meta.gaps || []).length; i += 2) page.gaps.push([meta.base + meta.gaps[i], meta.base + meta.gaps[i + 1]]);
-  page.events = readEvents(meta);
   page.episodes = readEpisodes();
   setRecorderZone(meta.tz);
   if (meta.running) document.querySelector('.facts').append(' · still being recorded');
@@ -177,8 +185,9 @@ function readPage() {
 }
 
 async function start() {
-  document.documentElement.classList.add('live');
   readPage();
+  if (!page.store.whole && !page.events.length) return;
+  document.documentElement.classList.add('live');
   if (page.store.whole) await page.store.loadLevel(page.store.whole);
   else document.querySelector('.trio').hidden = true;
   page.store.arrived = redraw;
