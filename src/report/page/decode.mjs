@@ -94,14 +94,15 @@ export function decodePlanes(bytes, count, columns, divisor) {
   });
 }
 
-/** All levels; `inflate` is an asynchronous function of bytes to bytes, `arrived` is called after chunks were decoded. */
+/** All levels; `inflate` is an asynchronous function of bytes to bytes. */
 export class Store {
-  constructor(meta, bytes, inflate, arrived) {
+  constructor(meta, bytes, inflate) {
     this.base = meta.base;
     this.end = meta.t1;
     this.bytes = bytes;
     this.inflate = inflate;
-    this.arrived = arrived;
+    /** Called whenever all chunks that were asked for have been decoded. */
+    this.arrived = null;
     this.waiting = 0;
     this.clock = 0;
     this.levels = meta.levels.map(level => this.openLevel(level, meta.columns)).filter(level => level.segments.length);

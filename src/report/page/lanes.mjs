@@ -148,11 +148,11 @@ export function drawFlags(pen, frame, row) {
   if (row.label) pen.text(frame.left - 8, row.y + row.h - 12, row.label, c.dim, { align: 'right' });
   const groups = [];
   const shown = page.episodes.filter(e => !e.hidden && e.b >= frame.view.a && e.a <= frame.view.b);
-  const apart = shown.length > 40 ? 24 : 20;
+  const apart = shown.length > 40 ? pen.width('×00', 11, 650) + 11 : 20;
   for (const episode of shown) {
     const x = Math.max(frame.left, Math.min(frame.right, frame.x(Math.max(episode.a, frame.view.a))));
     const last = groups[groups.length - 1];
-    if (last && x - last.x < apart) {
+    if (last && x - Math.max(last.x, frame.left + apart / 2) < apart) {
       last.list.push(episode);
       last.severity = Math.max(last.severity, episode.severity);
     } else {

@@ -154,11 +154,20 @@ function followAddress() {
   }
 }
 
+/** From the first record to the last one; without records, of the event log's lines. */
+function extent(meta) {
+  const { events } = page;
+  if (meta.t1 > meta.t0 || !events.length) return [meta.t0, meta.t1];
+  return [events[0].t, events[events.length - 1].t + 1];
+}
+
 function readPage() {
   const meta = JSON.parse(byId('meta').textContent);
   page.meta = meta;
-  page.t0 = meta.t0;
-  page.t1 = Math.max(meta.t1, meta.t0 + 10);
+  page.events = readEvents(meta);
+  const [from, to] = extent(meta);
+  page.t0 = from;
+  page.t1 = Math.max(to, from + 10);
   page.view = { a: page.t0, b: page.t1 };
   for (const name of ['state0', 'state1', 'master0', 'master1', 'card', 'best', 'genlock', 'source', 'link0', 'link1']) {
     page.runs[name] = new Runs(meta.runs[name], meta.base, page.t1);
@@ -168,19 +177,20 @@ function readPage() {
   page.hasSfp = [0, 1].map(sfp => page.runs[`state${sfp}`].length > 0);
   page.gaps = [];
   for (let i = 0; i < (meta.gaps || []).length; i += 2) page.gaps.push([meta.base + meta.gaps[i], meta.base + meta.gaps[i + 1]]);
-  page.events = readEvents(meta);
   page.episodes = readEpisodes();
   setRecorderZone(meta.tz);
   if (meta.running) document.querySelector('.facts').append(' · still being recorded');
   if (!meta.tzKnown) byId('zone').querySelector('[value=rec]').remove();
-  page.store = new Store(meta, bytesOfBase64(byId('data').textContent), inflateRaw, redraw);
+  page.store = new Store(meta, bytesOfBase64(byId('data').textContent), inflateRaw);
 }
 
 async function start() {
-  document.documentElement.classList.add('live');
   readPage();
+  if (!page.store.whole && !page.events.length) return;
+  document.documentElement.classList.add('live');
   if (page.store.whole) await page.store.loadLevel(page.store.whole);
   else document.querySelector('.trio').hidden = true;
+  page.store.arrived = redraw;
   setUpTheme(byId('theme'), drawAll);
   setUpToolbar();
   setUpEpisodes(redraw);
@@ -199,13 +209,23 @@ async function start() {
   followAddress();
   drawLog();
   renewTimes();
+  await new Promise(resolve => setTimeout(resolve));
+  drawSmall();
+  followWidth();
+}
+
+/** Draws again when the window's width changes; the small charts once it has come to rest. */
+function followWidth() {
+  const stack = byId('stack');
+  let width = stack.clientWidth;
   let waiting = 0;
   new ResizeObserver(() => {
+    if (stack.clientWidth === width) return;
+    width = stack.clientWidth;
     redraw();
     clearTimeout(waiting);
     waiting = setTimeout(drawSmall, 80);
-  }).observe(byId('stack'));
-  drawSmall();
+  }).observe(stack);
 }
 
 /** An old browser that can't unpack the data shows the page as without scripts. */

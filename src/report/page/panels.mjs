@@ -59,18 +59,27 @@ function drawValueAxis(pen, frame, row, scale) {
   }
 }
 
-/** Lines of the limits, warn named on the side of zero and fail on the other, so that close lines keep apart. */
-function drawLimits(pen, frame, row, scale) {
+/** Lines of the limits that lie within the scale, with the side on which their names stand: fail's outside, warn's inside. */
+function limitLines(pen, row, scale) {
   const { colour: c } = pen;
-  const [warn, fail] = row.limits;
-  for (const [limit, stroke, name, dash, side] of [[warn, c.warn, 'warn', [2, 3], 1], [fail, c.limit, 'fail', [6, 3], -1]]) {
+  const [warn, fail] = row.limits || [];
+  const lines = [];
+  for (const [limit, name, stroke, dash, side] of [[warn, 'warn', c.warn, [2, 3], 1], [fail, 'fail', c.limit, [6, 3], -1]]) {
     for (const value of limit ? [limit, -limit] : []) {
       const y = scale.y(value);
-      if (y < scale.top + 1 || y > scale.bottom - 1) continue;
-      pen.line(frame.left, y, frame.right, y, stroke, 1, dash);
-      const words = `${name} ${axisNanoseconds(limit)}`;
-      pen.text(frame.right - 3, y + 7 * side * Math.sign(value), words, stroke, { align: 'right', size: 9.5 });
+      const inside = y > scale.top + 1 && y < scale.bottom - 1;
+      if (inside) lines.push({ y, stroke, dash, name: `${name} ${axisNanoseconds(limit)}`, nameY: y + 7 * side * Math.sign(value) });
     }
+  }
+  return lines;
+}
+
+function drawLimitNames(pen, frame, lines) {
+  const size = 9.5;
+  for (const { nameY, name, stroke } of lines) {
+    const width = pen.width(name, size);
+    pen.rect(frame.right - width - 5, nameY - 5.5, width + 4, 11, pen.colour.card, 0.8);
+    pen.text(frame.right - 3, nameY, name, stroke, { align: 'right', size });
   }
 }
 
@@ -167,10 +176,12 @@ export function drawBandPanel(pen, frame, row) {
   const logarithmic = page.logarithmic && !row.linear;
   const scale = new Scale({ ...ranges(sets, row), top, height, logarithmic });
   drawValueAxis(pen, frame, row, scale);
-  if (row.limits) drawLimits(pen, frame, row, scale);
+  const limits = limitLines(pen, row, scale);
+  for (const { y, stroke, dash } of limits) pen.line(frame.left, y, frame.right, y, stroke, 1, dash);
   pen.clip(frame.left, top, frame.width, height, () => {
     for (const set of sets) drawBand(pen, frame, row, scale, set);
   });
+  drawLimitNames(pen, frame, limits);
   for (const { columns } of sets) {
     labelBeyond(pen, frame, scale, columns, true);
     labelBeyond(pen, frame, scale, columns, false);

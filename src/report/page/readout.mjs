@@ -66,7 +66,12 @@ function masterText(sfp, a, b) {
   return ids.length ? ids[0] + (ids.length > 1 ? ` and ${ids.length - 1}` : '') : '–';
 }
 
-const messagesText = (got, due) => (due > 0 ? `${grouped(Math.round(got))} / ${grouped(Math.round(due))}` : '–');
+/** Received and due; of millions, the share that is missing. */
+function messagesText(got, due) {
+  if (!(due > 0)) return '–';
+  if (due > 2e6) return `${percent(missingShare(due, got))} missing`;
+  return `${grouped(Math.round(got))} / ${grouped(Math.round(due))}`;
+}
 
 function sfpFigures(sfp, span, read) {
   const offset = read(sfp, 'off');

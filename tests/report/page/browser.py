@@ -36,14 +36,19 @@ class PageTest(unittest.TestCase):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.prefix = os.path.join(folder.name, "studio1")
-        cls.page = os.path.join(folder.name, "studio1.html")
         cls.seconds = recording.write(cls.prefix)
-        program = os.environ["KESTRUNE_REPORT"].split()
-        cls.result = subprocess.run([*program, cls.prefix, "-o", cls.page], capture_output=True, text=True, check=False)
+        cls.page = cls.prefix + ".html"
+        cls.result = cls.report(cls.prefix)
         cls.browser = start_browser()
         cls.addClassCleanup(cls.browser.quit)
 
-    def open(self, width=1440, height=1000, *, address="", zone="UTC", dark=False, phone=False, scripts=True, starts=True):
+    @staticmethod
+    def report(prefix, *options):
+        """Runs the program; the page lies beside the files."""
+        program = os.environ["KESTRUNE_REPORT"].split()
+        return subprocess.run([*program, prefix, "-o", prefix + ".html", *options], capture_output=True, text=True, check=False)
+
+    def open(self, width=1440, height=1000, *, address="", zone="UTC", dark=False, phone=False, scripts=True, starts=True, page=None):
         """Opens the page as on a machine of that kind."""
         cdp = self.browser.execute_cdp_cmd
         self.browser.get("about:blank")
@@ -57,7 +62,7 @@ class PageTest(unittest.TestCase):
         cdp("Emulation.setScriptExecutionDisabled", {"value": not scripts})
         self.browser.get_log("browser")
         self.browser.get_log("performance")
-        self.browser.get(f"file://{self.page}{address}")
+        self.browser.get(f"file://{page or self.page}{address}")
         if scripts and starts:
             self.script("await report.started")
             self.settle()
@@ -74,7 +79,7 @@ class PageTest(unittest.TestCase):
     def settle(self):
         """Waits for what is being decoded and drawn."""
         self.script("do await new Promise(r => requestAnimationFrame(() => setTimeout(r, 40)));"
-                    "while (report.page.store.waiting > 0); report.drawNow()")
+                    "while (report.page.store.waiting > 0); if (report.frame()) report.drawNow()")
 
     def go(self, begin, end):
         self.script("report.go(a[0], a[1])", begin, end)

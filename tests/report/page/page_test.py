@@ -345,6 +345,33 @@ class Elsewhere(PageTest):
             self.assertEqual("could not be opened" in text, scripts)
             self.assertGreater(self.browser.find_element("css selector", ".static svg").size["height"], 50)
 
+    def test_files_that_are_missing_or_short(self):
+        """Of what there is, a page; markup in texts stays text."""
+        log, raw = (Path(self.prefix + end) for end in ("_event_log.txt", "_raw_data"))
+        units = raw.read_bytes()
+        only_b = b"".join(units[at:at + 1024] for at in range(0, 4_000_000, 1024) if units[at + 8] == 1)
+        for name, files, panels in (
+            ("log", {"_event_log.txt": log.read_bytes()}, 0),
+            ("nothing", {"_raw_data": b""}, None),
+            ("noise", {"_raw_data": b"\xa5\x5a<script>" * 9000, "_event_log.txt": b"\0{<b>" * 100}, None),
+            ("b", {"_raw_data": only_b}, 1),
+            ("short", {"_raw_data": units[:20 * 1024], "_event_log.txt": log.read_bytes()[:3000]}, 2),
+        ):
+            with self.subTest(name):
+                prefix = f"{self.prefix}_{name}"
+                for end, content in files.items():
+                    Path(prefix + end).write_bytes(content)
+                self.report(prefix, "--label", "<b>&\"x</b>")
+                self.open(page=prefix + ".html")
+                self.assertEqual(self.text("h1 small"), "<b>&\"x</b>")
+                self.quiet()
+                live = self.script("return document.documentElement.classList.contains('live')")
+                self.assertEqual(live, panels is not None)
+                if live:
+                    offsets = "return Object.keys(report.frame().folded).filter(key => key.endsWith('.off')).length"
+                    self.assertEqual(self.script(offsets), panels)
+                    self.assertNotIn("1970", self.script("return report.viewCsv()") if panels else "")
+
     def test_paper(self):
         self.open(dark=True)
         with tempfile.TemporaryDirectory() as folder:
