@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "report/recording.h"
+
+namespace kestrune::report {
+
+/// Neighbouring seconds or minutes that have something in common.
+struct Excursion {
+  std::int64_t from = 0;
+  std::int64_t to = 0;       ///< first second beyond it
+  double worst = 0;          ///< the value farthest from 0
+  std::int64_t worstAt = 0;  ///< its second
+  std::int64_t seconds = 0;  ///< of these, how many had it
+};
+
+/// Joins what lies close together. However much is added, few thousand excursions stay: when they are too
+/// many, those farther apart are joined too.
+class Excursions {
+ public:
+  static constexpr std::size_t limit = 4096;
+
+  /// Seconds that lie no farther apart than `tolerance` are one excursion.
+  explicit Excursions(std::int64_t tolerance) : tolerance_(tolerance) {}
+
+  /// `width` seconds from `time` on have this value. Times in rising order; one that isn't begins anew.
+  void Add(std::int64_t time, std::int64_t width, double value);
+  const std::vector<Excursion>& All() const { return all_; }
+
+ private:
+  void JoinNeighbours();
+
+  std::vector<Excursion> all_;
+  std::int64_t tolerance_;
+};
+
+/// Where runs have a value for which `is` holds, each widened by `margin` on both sides; the last run is
+/// endless.
+template <typename Is>
+std::vector<Stretch> SpansWhere(const Runs& runs, std::int64_t margin, Is is) {
+  std::vector<Stretch> spans;
+  const std::vector<Run>& all = runs.All();
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if (!is(all[i].value)) continue;
+    const std::int64_t from = all[i].from - margin;
+    const std::int64_t to = i + 1 < all.size() ? all[i + 1].from + margin : INT64_MAX;
+    if (!spans.empty() && spans.back().to >= from) {
+      spans.back().to = to;
+    } else {
+      spans.push_back({from, to});
+    }
+  }
+  return spans;
+}
+
+/// Asks spans for one second after the other, cheaply as long as the seconds rise.
+class SpanCursor {
+ public:
+  explicit SpanCursor(std::vector<Stretch> spans) : spans_(std::move(spans)) {}
+  bool Covers(std::int64_t time);
+
+ private:
+  std::vector<Stretch> spans_;
+  std::size_t next_ = 0;
+};
+
+/// The value of runs at one second after the other, cheaply as long as the seconds rise.
+class RunCursor {
+ public:
+  explicit RunCursor(const Runs& runs) : runs_(&runs) {}
+  /// `before` in front of the first run.
+  std::int32_t At(std::int64_t time, std::int32_t before);
+
+ private:
+  const Runs* runs_;
+  std::size_t behind_ = 0;
+};
+
+}  // namespace kestrune::report

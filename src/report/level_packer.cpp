@@ -1,0 +1,122 @@
+#include "report/level_packer.h"
+
+#include <algorithm>
+
+#include "report/bucket_series.h"
+
+namespace kestrune::report {
+namespace {
+
+constexpr std::size_t secondsPerChunk = 4 * 3600;
+constexpr std::size_t wideRowsPerChunk = 2880;  // two days of minutes
+constexpr std::int64_t longestRead = 4 * 3600;
+constexpr std::int64_t readThrough = 600;  // seconds that are sooner read than skipped
+
+/// The part of a rising series that lies in [from, to).
+template <typename AnyBucket>
+void CopyPart(const std::vector<AnyBucket>& all, std::int64_t from, std::int64_t to,
+              std::vector<AnyBucket>& part) {
+  const auto before = [](const AnyBucket& bucket, std::int64_t time) { return bucket.start < time; };
+  part.assign(std::lower_bound(all.begin(), all.end(), from, before),
+              std::lower_bound(all.begin(), all.end(), to, before));
+}
+
+Seconds PartOf(const Seconds& all, std::int64_t from, std::int64_t to) {
+  Seconds part;
+  for (std::size_t k = 0; k < sfpCount; ++k) CopyPart(all.sfp[k], from, to, part.sfp[k]);
+  CopyPart(all.differences, from, to, part.differences);
+  return part;
+}
+
+}  // namespace
+
+std::size_t PageLevel::Bytes() const {
+  std::size_t bytes = 0;
+  for (const LevelChunk& chunk : chunks) bytes += chunk.bytes.size();
+  return bytes;
+}
+
+std::int64_t PageLevel::Buckets() const {
+  std::int64_t buckets = 0;
+  for (const LevelChunk& chunk : chunks) {
+    for (const BucketRange& range : chunk.ranges) buckets += range.count;
+  }
+  return buckets;
+}
+
+LevelPacker::LevelPacker(std::int64_t base, std::int64_t width, int parts, std::size_t rowsPerChunk)
+    : base_(base), rowsPerChunk_(rowsPerChunk) {
+  level_.width = width;
+  level_.parts = parts;
+}
+
+void LevelPacker::Add(std::int64_t from, std::int64_t to, const Seconds& seconds) {
+  const std::int64_t width = level_.width;
+  Seconds buckets = seconds;
+  for (auto& sfp : buckets.sfp) MergeBuckets(sfp, width);
+  MergeBuckets(buckets.differences, width);
+  std::array<std::size_t, sfpCount> next{};
+  std::size_t nextDifference = 0;
+  const std::int64_t first = BucketStart(from, width);
+  for (std::int64_t start = first; start < to; start += width) {
+    PackedRow row;
+    for (std::size_t k = 0; k < sfpCount; ++k) {
+      const auto& all = buckets.sfp[k];
+      while (next[k] < all.size() && all[next[k]].start < start) ++next[k];
+      if (next[k] < all.size() && all[next[k]].start == start) row.sfp[k] = all[next[k]];
+    }
+    const auto& all = buckets.differences;
+    while (nextDifference < all.size() && all[nextDifference].start < start) ++nextDifference;
+    if (nextDifference < all.size() && all[nextDifference].start == start)
+      row.difference = all[nextDifference];
+    AddRow(row, (start - base_) / width);
+  }
+}
+
+void LevelPacker::AddRow(const PackedRow& row, std::int64_t number) {
+  if (rows_.size() == rowsPerChunk_) CloseChunk();
+  if (ranges_.empty() || ranges_.back().first + ranges_.back().count != number)
+    ranges_.push_back({number, 0});
+  ++ranges_.back().count;
+  rows_.push_back(row);
+}
+
+void LevelPacker::CloseChunk() {
+  if (rows_.empty()) return;
+  level_.chunks.push_back({Deflate(PackChunk(rows_, level_.parts)), std::move(ranges_)});
+  rows_.clear();
+  ranges_ = {};
+}
+
+PageLevel LevelPacker::Finish() {
+  CloseChunk();
+  return std::move(level_);
+}
+
+PageLevel PackWhole(const Recording& recording, std::int64_t width) {
+  LevelPacker packer(recording.base, width, 10, wideRowsPerChunk);
+  const Seconds all{{recording.sfp[0].buckets, recording.sfp[1].buckets}, recording.differences};
+  const std::int64_t step = width * static_cast<std::int64_t>(wideRowsPerChunk);
+  for (std::int64_t from = recording.base; from < recording.end; from += step) {
+    const std::int64_t to = std::min(from + step, recording.end);
+    packer.Add(from, to, PartOf(all, from, to));
+  }
+  return packer.Finish();
+}
+
+PageLevel PackParts(const Recording& recording, const std::vector<Stretch>& parts, std::int64_t width,
+                    int perNanosecond) {
+  LevelPacker packer(recording.base, width, perNanosecond, secondsPerChunk);
+  for (std::size_t i = 0; i < parts.size();) {
+    std::size_t behind = i + 1;
+    while (behind < parts.size() && parts[behind].from - parts[behind - 1].to <= readThrough &&
+           parts[behind].to - parts[i].from <= longestRead) {
+      ++behind;
+    }
+    const Seconds read = ReadSeconds(recording, parts[i].from, parts[behind - 1].to);
+    for (; i < behind; ++i) packer.Add(parts[i].from, parts[i].to, PartOf(read, parts[i].from, parts[i].to));
+  }
+  return packer.Finish();
+}
+
+}  // namespace kestrune::report

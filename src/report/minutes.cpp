@@ -1,0 +1,117 @@
+#include "report/minutes.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+namespace kestrune::report {
+namespace {
+
+constexpr std::int64_t leastSeconds = minuteLength / 2;
+
+}  // namespace
+
+void MinuteMedians::Add(std::int64_t time, double value) {
+  if (MinuteOf(time) != minute_) Finish();
+  minute_ = MinuteOf(time);
+  values_.push_back(value);
+}
+
+void MinuteMedians::Finish() {
+  if (static_cast<std::int64_t>(values_.size()) >= leastSeconds) {
+    const auto middle = values_.begin() + static_cast<std::ptrdiff_t>(values_.size() / 2);
+    std::nth_element(values_.begin(), middle, values_.end());
+    all_.push_back({minute_, static_cast<float>(*middle)});
+  }
+  values_.clear();
+}
+
+DayDeviation DeviationFromDay(const std::vector<MinuteMedians::Minute>& minutes, double limit) {
+  std::map<std::int64_t, std::vector<float>> days;
+  for (const auto& minute : minutes) days[DayOf(minute.start)].push_back(minute.median);
+  for (auto& [day, medians] : days) {
+    const auto middle = medians.begin() + static_cast<std::ptrdiff_t>(medians.size() / 2);
+    std::nth_element(medians.begin(), middle, medians.end());
+    medians = {*middle};
+  }
+  DayDeviation deviation;
+  for (const auto& minute : minutes) {
+    const double median = days[DayOf(minute.start)].front();
+    if (median <= 0) continue;
+    const double share = minute.median / median - 1;
+    if (!deviation.measured || std::fabs(share) > std::fabs(deviation.worst)) {
+      deviation.worst = share;
+      deviation.worstAt = minute.start;
+      deviation.worstMedian = minute.median;
+      deviation.dayMedian = median;
+    }
+    deviation.measured = true;
+    if (std::fabs(share) > limit) deviation.beyond.Add(minute.start, minuteLength, share);
+  }
+  return deviation;
+}
+
+MessageTallies TallyOf(const Bucket& second) {
+  constexpr double sixteenths = 16;
+  MessageTallies tallies;
+  tallies[syncMessage] = {static_cast<double>(second.syncsDue), static_cast<double>(second.syncs)};
+  tallies[followUpMessage] = {static_cast<double>(second.followUpsDue),
+                              static_cast<double>(second.followUps)};
+  tallies[delayRespMessage] = {static_cast<double>(second.respsDue), static_cast<double>(second.resps)};
+  tallies[announceMessage] = {second.announcesDue / sixteenths, static_cast<double>(second.announces)};
+  return tallies;
+}
+
+void Add(MessageTallies& sum, const MessageTallies& added) {
+  for (std::size_t kind = 0; kind < messageKinds; ++kind) {
+    sum[kind].due += added[kind].due;
+    sum[kind].got += added[kind].got;
+  }
+}
+
+void LossTracker::Add(std::int64_t time, const MessageTallies& second) {
+  if (MinuteOf(time) != minute_) Finish();
+  minute_ = MinuteOf(time);
+  report::Add(inMinute_, second);
+}
+
+void LossTracker::Finish() {
+  constexpr double leastMissing = 5;
+  constexpr double leastShare = 0.01;
+  report::Add(all_, inMinute_);
+  for (std::size_t kind = 0; kind < messageKinds; ++kind) {
+    const MessageTally& tally = inMinute_[kind];
+    if (tally.Missing() >= leastMissing && tally.MissingShare() >= leastShare) {
+      minutes_[kind].Add(minute_, minuteLength, tally.MissingShare());
+    }
+  }
+  inMinute_ = {};
+}
+
+void DifferenceTracker::Add(std::int64_t time, double difference, bool bothLocked) {
+  if (MinuteOf(time) != minute_) Finish();
+  minute_ = MinuteOf(time);
+  ++seconds_;
+  lockedSeconds_ += bothLocked ? 1 : 0;
+  sum_ += difference;
+}
+
+void DifferenceTracker::Finish() {
+  if (seconds_ >= leastSeconds) {
+    Figures& figures = lockedSeconds_ == seconds_ ? locked_ : unlocked_;
+    const double average = sum_ / static_cast<double>(seconds_);
+    figures.seconds += seconds_;
+    figures.sum += sum_;
+    ++figures.minutes;
+    if (figures.minutes == 1 || std::fabs(average) > std::fabs(figures.worst)) {
+      figures.worst = average;
+      figures.worstAt = minute_;
+    }
+    if (std::fabs(average) > limit_) beyond_.Add(minute_, minuteLength, average);
+  }
+  seconds_ = 0;
+  lockedSeconds_ = 0;
+  sum_ = 0;
+}
+
+}  // namespace kestrune::report

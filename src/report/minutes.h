@@ -1,0 +1,131 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "report/buckets.h"
+#include "report/excursions.h"
+
+namespace kestrune::report {
+
+inline constexpr std::int64_t minuteLength = 60;
+
+/// The minute, as epoch seconds, in which a second lies.
+constexpr std::int64_t MinuteOf(std::int64_t time) {
+  return time - (time % minuteLength + minuteLength) % minuteLength;
+}
+
+inline constexpr std::int64_t dayLength = 86400;
+
+/// The day (UTC), as epoch seconds of its begin, in which a second lies.
+constexpr std::int64_t DayOf(std::int64_t time) { return time - (time % dayLength + dayLength) % dayLength; }
+
+/// The median of each minute's values. Seconds in rising order; one that lies back begins a new minute.
+class MinuteMedians {
+ public:
+  struct Minute {
+    std::int64_t start;
+    float median;
+  };
+
+  void Add(std::int64_t time, double value);
+  /// Ends the last minute. A minute with less than half its seconds has no median.
+  void Finish();
+  const std::vector<Minute>& All() const { return all_; }
+
+ private:
+  std::vector<Minute> all_;
+  std::vector<double> values_;
+  std::int64_t minute_ = 0;
+};
+
+/// How far the medians of minutes are from the median of their own day (UTC).
+struct DayDeviation {
+  bool measured = false;
+  double worst = 0;          ///< share, the farthest from 0: 0.2 is 20 % more than the day's
+  std::int64_t worstAt = 0;  ///< minute
+  double worstMedian = 0;    ///< ns
+  double dayMedian = 0;      ///< of its day, ns
+  Excursions beyond{2 * minuteLength};
+};
+
+/// `limit` is the share from which minutes are kept as excursions.
+DayDeviation DeviationFromDay(const std::vector<MinuteMedians::Minute>& minutes, double limit);
+
+/// Kinds of messages that can go missing.
+enum MessageKind : std::uint8_t {
+  syncMessage,
+  followUpMessage,
+  delayRespMessage,
+  announceMessage,
+  messageKinds
+};
+
+struct MessageTally {
+  double due = 0;
+  double got = 0;
+
+  double Missing() const { return due > got ? due - got : 0; }
+  double MissingShare() const { return due > 0 ? Missing() / due : 0; }
+};
+
+using MessageTallies = std::array<MessageTally, messageKinds>;
+
+/// What of a second's messages was due, and what came.
+MessageTallies TallyOf(const Bucket& second);
+void Add(MessageTallies& sum, const MessageTallies& added);
+
+/// One SFP's messages in the whole, and the minutes in which many were missing.
+class LossTracker {
+ public:
+  void Add(std::int64_t time, const MessageTallies& second);
+  void Finish();
+
+  const MessageTallies& All() const { return all_; }
+  /// Minutes that lack 1 % and at least 5 messages; the value is the share of the kind.
+  const Excursions& Minutes(MessageKind kind) const { return minutes_[kind]; }
+
+ private:
+  MessageTallies all_;
+  MessageTallies inMinute_;
+  std::int64_t minute_ = 0;
+  std::array<Excursions, messageKinds> minutes_ = {Excursions(120), Excursions(120), Excursions(120),
+                                                   Excursions(120)};
+};
+
+/// The average difference of the SFPs' offsets, A − B, minute by minute.
+class DifferenceTracker {
+ public:
+  /// `limit` in ns: minutes beyond it are kept as excursions.
+  explicit DifferenceTracker(double limit) : limit_(limit) {}
+
+  /// A second in which both measured, on the same grandmaster, while the card was in lock.
+  void Add(std::int64_t time, double difference, bool bothLocked);
+  void Finish();
+
+  struct Figures {
+    std::int64_t seconds = 0;
+    double sum = 0;  ///< of the seconds' differences, ns
+    std::int64_t minutes = 0;
+    double worst = 0;  ///< of the minutes' averages, ns, the farthest from 0
+    std::int64_t worstAt = 0;
+
+    double Average() const { return seconds > 0 ? sum / static_cast<double>(seconds) : 0; }
+  };
+  const Figures& Locked() const { return locked_; }
+  const Figures& Unlocked() const { return unlocked_; }
+  const Excursions& Minutes() const { return beyond_; }
+
+ private:
+  double limit_;
+  std::int64_t minute_ = 0;
+  std::int64_t seconds_ = 0;
+  std::int64_t lockedSeconds_ = 0;
+  double sum_ = 0;
+  Figures locked_;
+  Figures unlocked_;
+  Excursions beyond_{minuteLength};
+};
+
+}  // namespace kestrune::report

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "report/buckets.h"
+
+namespace kestrune::report {
+
+/// One bucket of both SFPs and of their difference; any may be without records.
+struct PackedRow {
+  Bucket sfp[sfpCount];
+  DifferenceBucket difference;
+};
+
+/// The columns of an SFP in a chunk, in their order.
+std::span<const char* const> ChunkColumns();
+
+/// The bytes of a chunk before deflating: plane by plane, the distance of each value from a prediction as a
+/// zigzag variable-length integer. Averages and deviations are in `parts` of a nanosecond, 1 or 10; least and
+/// greatest are exact. The page's script unpacks it.
+std::string PackChunk(std::span<const PackedRow> rows, int parts);
+
+/// Raw deflate (RFC 1951), as small as it gets.
+std::string Deflate(const std::string& bytes);
+
+/// Padded, without line ends.
+std::string Base64(const std::string& bytes);
+
+}  // namespace kestrune::report

@@ -1,0 +1,190 @@
+// Buckets to columns of pixels. Least and greatest stay exact: each bucket goes whole into the column it begins in, or,
+// where a column is narrower than a bucket, into all the columns it touches.
+
+/** The figures of every column of a view, of one SFP and one quantity. */
+export class Columns {
+  constructor(count, secondsPerColumn) {
+    const numbers = value => new Float64Array(count).fill(value);
+    this.count = count;
+    this.per = secondsPerColumn;
+    this.low = numbers(Infinity);
+    this.high = numbers(-Infinity);
+    this.lockedLow = numbers(Infinity);
+    this.lockedHigh = numbers(-Infinity);
+    this.unlocked = new Uint8Array(count);
+    this.weight = numbers(0);
+    this.sum = numbers(0);
+    this.squares = numbers(0);
+    this.shift = numbers(0);
+    this.records = numbers(0);
+    this.syncs = numbers(0);
+    this.syncsDue = numbers(0);
+    this.resps = numbers(0);
+    this.respsDue = numbers(0);
+    this.extra = numbers(NaN);
+    /** Width of the buckets that were used, 0 where there is no record. */
+    this.step = numbers(0);
+  }
+
+  measured(c) {
+    return this.weight[c] > 0;
+  }
+
+  average(c) {
+    return this.weight[c] > 0 ? this.shift[c] + this.sum[c] / this.weight[c] : NaN;
+  }
+
+  deviation(c) {
+    if (!(this.weight[c] > 0)) return NaN;
+    const mean = this.sum[c] / this.weight[c];
+    return Math.sqrt(Math.max(0, this.squares[c] / this.weight[c] - mean * mean));
+  }
+
+  /** Least and greatest of all columns, [Infinity, -Infinity] without any. */
+  range(low = this.low, high = this.high) {
+    let least = Infinity;
+    let greatest = -Infinity;
+    for (let c = 0; c < this.count; c++) {
+      if (low[c] < least) least = low[c];
+      if (high[c] > greatest) greatest = high[c];
+    }
+    return [least, greatest];
+  }
+}
+
+/** The levels for columns of so many seconds: the coarsest that is fine enough, and the coarser ones for its holes. */
+function levelsFor(store, per, column) {
+  const whole = store.levelWith(column);
+  if (!whole) return [];
+  if (!store.whole.columns.includes(column)) return [whole];
+  const usable = store.levels.filter(level => level.columns.includes(column));
+  const fits = usable.findIndex(level => level.width <= per * 1.001);
+  const last = fits < 0 ? usable.length - 1 : fits;
+  const first = Math.min(last, usable.indexOf(whole));
+  return usable.slice(Math.min(first, last), last + 1).reverse();
+}
+
+/** Tells of buckets in rising order whether they lie wholly in one of the intervals. */
+function coverTest(intervals) {
+  let at = 0;
+  return (from, to) => {
+    while (at < intervals.length && intervals[at][1] <= from) at++;
+    return at < intervals.length && intervals[at][0] <= from && intervals[at][1] >= to;
+  };
+}
+
+function mergeIntervals(intervals) {
+  const merged = [];
+  for (const [from, to] of intervals.sort((x, y) => x[0] - y[0])) {
+    const last = merged[merged.length - 1];
+    if (last && from <= last[1]) last[1] = Math.max(last[1], to);
+    else merged.push([from, to]);
+  }
+  return merged;
+}
+
+/** What the buckets of a segment give to the columns; the difference A − B (sfp 2) is locked where both are. */
+class Source {
+  constructor(planes, sfp, quantity) {
+    const own = planes[sfp];
+    const isDifference = sfp === 2;
+    const afterResps = ['path', 'toMaster', 'respDelay'].includes(quantity);
+    const figures = own[quantity];
+    this.low = figures.low;
+    this.high = figures.high;
+    this.average = figures.average;
+    this.deviation = figures.deviation || null;
+    this.weight = isDifference ? own.abSeconds : afterResps ? own.resps : own.syncs;
+    this.present = isDifference ? own.abSeconds : own.records;
+    this.first = isDifference ? planes[0] : own;
+    this.second = isDifference ? planes[1] : own;
+    /** Messages are counted once, with the offset. */
+    this.messages = quantity === 'off' ? own : null;
+  }
+
+  isLocked(i) {
+    const { first, second } = this;
+    return first.records[i] > 0 && first.locked[i] >= first.records[i]
+      && second.records[i] > 0 && second.locked[i] >= second.records[i];
+  }
+
+  addMessages(columns, c, share, i) {
+    const { messages } = this;
+    columns.records[c] += messages.records[i] * share;
+    columns.syncs[c] += messages.syncs[i] * share;
+    columns.syncsDue[c] += messages.syncsDue[i] * share;
+    columns.resps[c] += messages.resps[i] * share;
+    columns.respsDue[c] += messages.respsDue[i] * share;
+  }
+
+  addQuantity(columns, c, share, i, locked) {
+    const low = this.low[i];
+    const high = this.high[i];
+    if (low < columns.low[c]) columns.low[c] = low;
+    if (high > columns.high[c]) columns.high[c] = high;
+    if (locked) {
+      if (low < columns.lockedLow[c]) columns.lockedLow[c] = low;
+      if (high > columns.lockedHigh[c]) columns.lockedHigh[c] = high;
+    }
+    const weight = this.weight[i] * share;
+    if (columns.weight[c] === 0) columns.shift[c] = this.average[i];
+    const distance = this.average[i] - columns.shift[c];
+    columns.weight[c] += weight;
+    columns.sum[c] += weight * distance;
+    if (this.deviation) columns.squares[c] += weight * (this.deviation[i] * this.deviation[i] + distance * distance);
+  }
+
+  /** The greatest value of a plain column, or its sum. */
+  addField(columns, c, share, i, values, add) {
+    const before = Number.isNaN(columns.extra[c]) ? 0 : columns.extra[c];
+    columns.extra[c] = add ? before + values[i] * share : Math.max(before, values[i]);
+  }
+}
+
+/**
+ * Folds one quantity ('off', 'path', 'ab' …) of an SFP (0 A, 1 B, 2 the difference) into `count` columns from a to b.
+ * With `field`, the greatest value of that plain column, or its sum, stands in `extra`.
+ */
+export function fold(store, sfp, quantity, a, b, count, { field = null, add = false } = {}) {
+  const per = (b - a) / count;
+  const columns = new Columns(count, per);
+  let covered = [];
+  for (const level of levelsFor(store, per, field || (quantity === 'ab' ? 'syncs' : quantity + 'Avg10'))) {
+    const { width } = level;
+    const isCovered = coverTest(covered);
+    const narrow = width / per <= 1.001;
+    const intervals = [];
+    for (const segment of store.segments(level, a, b)) {
+      const source = new Source(segment.chunk.planes, sfp, quantity);
+      const values = field ? segment.chunk.planes[sfp][field] : null;
+      const start = store.base + segment.first * width;
+      intervals.push([start, start + segment.count * width]);
+      const begin = Math.max(0, Math.floor((a - start) / width));
+      const end = Math.min(segment.count, Math.ceil((b - start) / width));
+      for (let n = begin; n < end; n++) {
+        const i = segment.at + n;
+        const t = start + n * width;
+        const behind = Math.min(t + width, store.end);
+        if (!(source.present[i] > 0) || isCovered(t, behind)) continue;
+        const x = (t - a) / per;
+        const span = (behind - t) / per;
+        const c0 = Math.min(count - 1, Math.max(0, Math.floor(x + 1e-9)));
+        const c1 = narrow ? c0 + 1 : Math.min(count, Math.max(c0 + 1, Math.ceil(x + span - 1e-9)));
+        const locked = source.isLocked(i);
+        for (let c = c0; c < c1; c++) {
+          const share = narrow ? 1 : Math.max(1e-6, (Math.min(x + span, c + 1) - Math.max(x, c)) / span);
+          if (!columns.step[c] || width < columns.step[c]) columns.step[c] = width;
+          if (!locked) columns.unlocked[c] = 1;
+          if (values) {
+            source.addField(columns, c, share, i, values, add);
+          } else {
+            if (source.messages) source.addMessages(columns, c, share, i);
+            if (source.weight[i] > 0) source.addQuantity(columns, c, share, i, locked);
+          }
+        }
+      }
+    }
+    covered = mergeIntervals(covered.concat(intervals));
+  }
+  return columns;
+}

@@ -1,0 +1,247 @@
+// Panels of figures: offset, difference of the SFPs, path delay and others as bands, missing messages as bars.
+
+import { Scale } from './scales.mjs';
+import { axisNanoseconds, grouped, nanoseconds, percent } from './format.mjs';
+import { hatch } from './pens.mjs';
+import { page } from './state.mjs';
+
+const TITLE = { size: 12, weight: 600 };
+export const SFP_NAMES = ['A', 'B', 'A − B'];
+
+export const sfpColour = (pen, sfp) => [pen.colour.a, pen.colour.b, pen.colour.ab][sfp];
+
+/** The ground of a panel: its place, its title, and where no record is. */
+function drawGround(pen, frame, row) {
+  const top = row.y + row.head;
+  const height = row.h - row.head;
+  pen.rect(frame.left, top, frame.width, height, pen.colour.ink, 0.015);
+  pen.clip(frame.left, top, frame.width, height, () => {
+    for (const [from, to] of page.gaps) {
+      if (to <= frame.view.a || from >= frame.view.b) continue;
+      const x = Math.max(frame.left, frame.x(from));
+      hatch(pen, x, top, Math.max(1, Math.min(frame.right, frame.x(to)) - x), height, pen.colour.line, 7, 1);
+    }
+  });
+  pen.text(frame.left, row.y + 10, row.title, pen.colour.ink, TITLE);
+  return { top, height };
+}
+
+/** The range that has the panel to itself (locked seconds, unless all is wanted), and that of all in view. */
+function ranges(sets, row) {
+  const inner = [Infinity, -Infinity];
+  const outer = [Infinity, -Infinity];
+  const widen = (range, [low, high]) => {
+    range[0] = Math.min(range[0], low);
+    range[1] = Math.max(range[1], high);
+  };
+  for (const { columns } of sets) {
+    widen(outer, columns.range());
+    widen(inner, columns.range(columns.lockedLow, columns.lockedHigh));
+  }
+  if (!(outer[0] <= outer[1])) outer.splice(0, 2, -1, 1);
+  if (page.everything || !(inner[0] <= inner[1])) inner.splice(0, 2, ...outer);
+  if (row.least) widen(inner, [-row.least, row.least]);
+  const near = (inner[1] - inner[0]) * (row.least ? 4 : 1.5);
+  if (outer[0] > inner[0] - near) inner[0] = Math.min(inner[0], outer[0]);
+  if (outer[1] < inner[1] + near) inner[1] = Math.max(inner[1], outer[1]);
+  return { inner, outer: [Math.min(outer[0], inner[0]), Math.max(outer[1], inner[1])] };
+}
+
+function drawValueAxis(pen, frame, row, scale) {
+  const { colour: c } = pen;
+  for (const { value, y } of scale.ticks(row.linear ? 18 : 30)) {
+    pen.line(frame.left, y, frame.right, y, c.line, value === 0 ? 1.4 : 0.8);
+    const words = row.linear && Math.abs(value) < 1e5 ? `${grouped(value)} ns` : axisNanoseconds(value);
+    pen.text(frame.left - 6, y, words, c.dim, { align: 'right', size: 10.5 });
+  }
+  for (const [y, value] of [[scale.top, scale.above], [scale.bottom, scale.below]]) {
+    if (value !== null) pen.line(frame.left, y, frame.right, y, c.dim, 0.8, [1, 3]);
+  }
+}
+
+/** Lines of the limits that lie within the scale, with the side on which their names stand: fail's outside, warn's inside. */
+function limitLines(pen, row, scale) {
+  const { colour: c } = pen;
+  const [warn, fail] = row.limits || [];
+  const lines = [];
+  for (const [limit, name, stroke, dash, side] of [[warn, 'warn', c.warn, [2, 3], 1], [fail, 'fail', c.limit, [6, 3], -1]]) {
+    for (const value of limit ? [limit, -limit] : []) {
+      const y = scale.y(value);
+      const inside = y > scale.top + 1 && y < scale.bottom - 1;
+      if (inside) lines.push({ y, stroke, dash, name: `${name} ${axisNanoseconds(limit)}`, nameY: y + 7 * side * Math.sign(value) });
+    }
+  }
+  return lines;
+}
+
+function drawLimitNames(pen, frame, lines) {
+  const size = 9.5;
+  for (const { nameY, name, stroke } of lines) {
+    const width = pen.width(name, size);
+    pen.rect(frame.right - width - 5, nameY - 5.5, width + 4, 11, pen.colour.card, 0.8);
+    pen.text(frame.right - 3, nameY, name, stroke, { align: 'right', size });
+  }
+}
+
+/** Bars of least to greatest, out of lock in a colour of their own, ± standard deviation, and the average's line. */
+function drawBand(pen, frame, row, scale, { sfp, columns }) {
+  const { colour: c } = pen;
+  const empty = () => new Float64Array(columns.count).fill(NaN);
+  const [top, bottom, outTop, outBottom, inTop, inBottom] = [empty(), empty(), empty(), empty(), empty(), empty()];
+  const line = [];
+  for (let i = 0; i < columns.count; i++) {
+    if (!columns.measured(i)) {
+      line.push(null);
+      continue;
+    }
+    const average = columns.average(i);
+    if (columns.unlocked[i]) {
+      outTop[i] = scale.y(columns.high[i]);
+      outBottom[i] = scale.y(columns.low[i]);
+    }
+    if (columns.lockedLow[i] <= columns.lockedHigh[i]) {
+      top[i] = scale.y(columns.lockedHigh[i]);
+      bottom[i] = scale.y(columns.lockedLow[i]);
+    }
+    if (row.spread && !columns.unlocked[i]) {
+      const deviation = columns.deviation(i);
+      inTop[i] = Math.max(top[i], scale.y(average + deviation));
+      inBottom[i] = Math.min(bottom[i], scale.y(average - deviation));
+    }
+    const y = scale.y(average);
+    const x = frame.left + i * frame.column;
+    if (columns.unlocked[i] && columns.step[i] > 10 && row.spread) line.push(null);
+    else if (columns.step[i] > columns.per * 6) line.push([x, y], [x + frame.column, y]);
+    else line.push([x + frame.column / 2, y]);
+  }
+  const colour = sfpColour(pen, sfp);
+  pen.columns(frame.left, frame.column, outTop, outBottom, c.uncal, 0.6);
+  pen.columns(frame.left, frame.column, top, bottom, colour, row.spread ? 0.38 : 0.34);
+  if (row.spread) pen.columns(frame.left, frame.column, inTop, inBottom, colour, 0.55);
+  pen.poly(line, row.spread ? c.ink : colour, row.spread ? 1 : 1.3, 0.9);
+}
+
+/** Names the worst of each stretch that lies in a strip at the edge. */
+function labelBeyond(pen, frame, scale, columns, upwards) {
+  const limit = upwards ? scale.above : scale.below;
+  if (limit === null) return;
+  const beyond = i => columns.measured(i)
+    && (upwards ? columns.high[i] > scale.highest : columns.low[i] < scale.lowest);
+  const apart = 84 / frame.column;
+  let from = -1;
+  let last = -1;
+  let worst = 0;
+  const flush = () => {
+    if (from < 0) return;
+    const words = axisNanoseconds(worst);
+    const wide = pen.width(words, 10, 600);
+    const x = frame.left + (from + last + 1) / 2 * frame.column;
+    const y = upwards ? scale.edge.top + 7 : scale.edge.bottom - 7;
+    const right = x + wide + 16 < frame.right;
+    const side = right ? Math.max(x + 8, frame.left + (last + 1) * frame.column + 4) : x - 8;
+    const place = right && side + wide < frame.right ? side : x - 8;
+    const align = place > x ? 'left' : 'right';
+    pen.rect(align === 'left' ? place - 2 : place - wide - 2, y - 6.5, wide + 4, 13, pen.colour.card, 0.85);
+    pen.text(place, y, words, pen.colour.uncal, { size: 10, weight: 600, align });
+    from = -1;
+    worst = 0;
+  };
+  for (let i = 0; i < columns.count; i++) {
+    if (!beyond(i)) continue;
+    if (from >= 0 && i - last > apart) flush();
+    if (from < 0) from = i;
+    last = i;
+    const value = upwards ? columns.high[i] : columns.low[i];
+    if (Math.abs(value) > Math.abs(worst)) worst = value;
+  }
+  flush();
+}
+
+function drawRangeText(pen, frame, row, sets) {
+  const words = sets.map(({ sfp, columns }) => {
+    const [low, high] = columns.range();
+    const range = low <= high ? `${nanoseconds(low)} … ${nanoseconds(high)}` : 'no value';
+    return sets.length > 1 ? `${SFP_NAMES[sfp]} ${range}` : range;
+  }).join('   ');
+  const room = frame.width - pen.width(row.title, 12, 600) - 30;
+  if (pen.width(words) + 50 < room) {
+    pen.text(frame.right, row.y + 10, `in view ${words}`, pen.colour.dim, { align: 'right' });
+  }
+}
+
+/** A panel of one quantity, for one SFP or for both in one. */
+export function drawBandPanel(pen, frame, row) {
+  const { top, height } = drawGround(pen, frame, row);
+  const sets = row.sfps.map(sfp => ({ sfp, columns: frame.columns(sfp, row.quantity) }));
+  const logarithmic = page.logarithmic && !row.linear;
+  const scale = new Scale({ ...ranges(sets, row), top, height, logarithmic });
+  drawValueAxis(pen, frame, row, scale);
+  const limits = limitLines(pen, row, scale);
+  for (const { y, stroke, dash } of limits) pen.line(frame.left, y, frame.right, y, stroke, 1, dash);
+  pen.clip(frame.left, top, frame.width, height, () => {
+    for (const set of sets) drawBand(pen, frame, row, scale, set);
+  });
+  drawLimitNames(pen, frame, limits);
+  for (const { columns } of sets) {
+    labelBeyond(pen, frame, scale, columns, true);
+    labelBeyond(pen, frame, scale, columns, false);
+  }
+  drawRangeText(pen, frame, row, sets);
+}
+
+/** The share of messages that are due and didn't come. */
+export const missingShare = (due, got) => (due > 0 && due - got > 1e-6 ? 1 - got / due : 0);
+
+/** Shares of missing messages: SFP A upwards, SFP B downwards, by square root. */
+export function drawMissingPanel(pen, frame, row) {
+  const { top, height } = drawGround(pen, frame, row);
+  const sfps = row.sfps;
+  let most = 0.005;
+  const sets = sfps.map(sfp => {
+    const columns = frame.columns(sfp, 'off');
+    const sync = new Float64Array(columns.count);
+    const resp = new Float64Array(columns.count);
+    for (let i = 0; i < columns.count; i++) {
+      sync[i] = missingShare(columns.syncsDue[i], columns.syncs[i]);
+      resp[i] = missingShare(columns.respsDue[i], columns.resps[i]);
+      most = Math.max(most, sync[i], resp[i]);
+    }
+    return { sfp, sync, resp };
+  });
+  const size = sets.length > 1 ? height / 2 : height;
+  const middle = sfps.includes(0) ? top + size : top;
+  const length = share => Math.max(1, Math.sqrt(share / most) * size * 0.94);
+  pen.line(frame.left, middle, frame.right, middle, pen.colour.line, 1.2);
+  for (const { sfp, sync, resp } of sets) {
+    for (const [shares, alpha] of [[resp, 0.35], [sync, 0.95]]) {
+      const tops = new Float64Array(shares.length).fill(NaN);
+      const bottoms = new Float64Array(shares.length);
+      shares.forEach((share, i) => {
+        if (share <= 0) return;
+        tops[i] = sfp === 0 ? middle - length(share) : middle;
+        bottoms[i] = sfp === 0 ? middle : middle + length(share);
+      });
+      pen.columns(frame.left, frame.column, tops, bottoms, sfpColour(pen, sfp), alpha);
+    }
+    const y = sfp === 0 ? middle - size * 0.94 + 4 : middle + size * 0.94 - 4;
+    pen.text(frame.left - 6, y, percent(most), pen.colour.dim, { align: 'right', size: 10.5 });
+  }
+}
+
+/** Lines of plain columns (rates, errors), both SFPs in one panel. */
+export function drawPlainPanel(pen, frame, row) {
+  const { top, height } = drawGround(pen, frame, row);
+  let most = 1e-9;
+  const lines = row.sfps.flatMap(sfp => row.fields.map((field, dash) => {
+    const { extra } = frame.columns(sfp, 'off', { field, add: row.add });
+    for (const value of extra) if (value > most) most = value;
+    return { sfp, dash, extra };
+  }));
+  for (const { sfp, dash, extra } of lines) {
+    const points = [];
+    extra.forEach((value, i) => points.push(Number.isNaN(value) ? null
+      : [frame.left + (i + 0.5) * frame.column, top + height - 1 - value / most * (height - 6)]));
+    pen.poly(points, sfpColour(pen, sfp), 1.3, 1, dash ? [4, 3 * dash] : null);
+  }
+  pen.text(frame.left - 6, top + 6, row.unit(most), pen.colour.dim, { align: 'right', size: 10 });
+}

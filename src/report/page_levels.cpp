@@ -1,0 +1,214 @@
+#include "report/page_levels.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+
+#include "report/bucket_series.h"
+#include "report/level_packer.h"
+
+namespace kestrune::report {
+namespace {
+
+constexpr std::int64_t widestSlot = 600;
+constexpr std::int64_t usualSlot = 60;
+constexpr std::int64_t secondsPerPart = 4 * 3600;
+constexpr std::int64_t mostWideBuckets = 100'000;
+constexpr int gravest = 3;
+
+/// Seconds that come or stay away together: a bucket of the level that covers everything, so that none lies
+/// half within a finer level.
+std::int64_t SlotOf(const PageLevel& whole) { return whole.width <= widestSlot ? whole.width : usualSlot; }
+
+/// The stretches around episodes, extremes and events, and how much each slot matters: 0 most.
+class Interest {
+ public:
+  Interest(const Recording& recording, std::int64_t slot) : recording_(recording), slot_(slot) {}
+
+  void Want(std::int64_t from, std::int64_t to, int rank) {
+    from = std::max(from, recording_.first);
+    to = std::min(to, recording_.end);
+    for (std::int64_t at = BucketStart(from, slot_); at < to; at += slot_) {
+      const auto [place, isNew] = ranks_.try_emplace(at, rank);
+      if (!isNew) place->second = std::min(place->second, rank);
+    }
+  }
+
+  /// The slots, those that matter most first.
+  std::vector<std::int64_t> Ordered() const {
+    std::vector<std::pair<int, std::int64_t>> order;
+    for (const auto& [at, rank] : ranks_) order.emplace_back(rank, at);
+    std::ranges::sort(order);
+    std::vector<std::int64_t> slots;
+    for (const auto& [rank, at] : order) slots.push_back(at);
+    return slots;
+  }
+
+ private:
+  const Recording& recording_;
+  std::int64_t slot_;
+  std::map<std::int64_t, int> ranks_;
+};
+
+void WantEpisode(const PageEpisode& episode, Interest& interest) {
+  const int rank = gravest - episode.severity;
+  interest.Want(episode.from - 6, episode.from + 12, rank);
+  interest.Want(episode.to - 8, episode.to + 8, rank);
+  interest.Want(episode.from - 40, episode.from + 60, 5 + rank);
+  interest.Want(episode.to - 40, episode.to + 40, 5 + rank);
+  if (episode.to - episode.from < 1800) interest.Want(episode.from, episode.to, 10 + rank);
+  interest.Want(episode.from - 240, episode.from + 240, 14);
+  interest.Want(episode.from - 900, episode.from + 900, 15);
+}
+
+/// The second farthest from 0 of every hour, whatever its rank among all.
+void WantHours(const SfpRecording& sfp, std::int64_t width, Interest& interest) {
+  std::map<std::int64_t, const Bucket*> worst;
+  for (const Bucket& bucket : sfp.buckets) {
+    const Bucket*& held = worst[BucketStart(bucket.start, 3600)];
+    const auto size = [](const Bucket& b) { return std::fabs(static_cast<double>(b.offset.Worst())); };
+    if (bucket.syncs > 0 && (held == nullptr || size(bucket) > size(*held))) held = &bucket;
+  }
+  for (const auto& [hour, bucket] : worst) {
+    if (bucket != nullptr) interest.Want(bucket->start, bucket->start + std::min<std::int64_t>(width, 60), 9);
+  }
+}
+
+Interest FindInterest(const Recording& recording, const std::vector<PageEpisode>& episodes,
+                      std::int64_t slot) {
+  Interest interest(recording, slot);
+  constexpr std::size_t mostEpisodes = 5000;
+  for (std::size_t i = 0; i < std::min(episodes.size(), mostEpisodes); ++i)
+    WantEpisode(episodes[i], interest);
+  for (const SfpRecording& sfp : recording.sfp) {
+    if (sfp.records == 0) continue;
+    for (const Extremes& extremes : {sfp.offset, sfp.offsetLocked}) {
+      interest.Want(extremes.leastAt - 5, extremes.leastAt + 5, 0);
+      interest.Want(extremes.greatestAt - 5, extremes.greatestAt + 5, 0);
+    }
+    WantHours(sfp, recording.bucketWidth, interest);
+  }
+  constexpr std::size_t mostEvents = 5000;
+  for (std::size_t i = 0; i < std::min(recording.eventLog.events.size(), mostEvents); ++i) {
+    const std::int64_t time = recording.eventLog.events[i].time;
+    interest.Want(time - 2, time + 3, 4);
+  }
+  return interest;
+}
+
+/// Slots of rising order as stretches.
+std::vector<Stretch> Join(std::vector<std::int64_t> slots, std::int64_t slot, const Recording& recording) {
+  std::ranges::sort(slots);
+  std::vector<Stretch> parts;
+  for (const std::int64_t at : slots) {
+    const std::int64_t from = std::max(at, recording.base);
+    if (!parts.empty() && parts.back().to == from && from - parts.back().from < secondsPerPart) {
+      parts.back().to = at + slot;
+    } else {
+      parts.push_back({from, at + slot});
+    }
+  }
+  if (!parts.empty()) parts.back().to = std::min(parts.back().to, recording.end);
+  return parts;
+}
+
+std::vector<Stretch> Everything(const Recording& recording) {
+  std::vector<Stretch> parts;
+  for (std::int64_t from = BucketStart(recording.first, 60); from < recording.end; from += secondsPerPart) {
+    parts.push_back({from, std::min(from + secondsPerPart, recording.end)});
+  }
+  return parts;
+}
+
+/// The finest level of the whole recording that takes no more than its share of the room.
+PageLevel FinestWhole(const Recording& recording, std::size_t room) {
+  PageLevel level;
+  std::int64_t width = recording.bucketWidth;
+  while ((recording.end - recording.base) / width > mostWideBuckets) width = WiderBucket(width);
+  for (; level.chunks.empty() || level.Bytes() > room; width = WiderBucket(width)) {
+    level = PackWhole(recording, width);
+    if (recording.end - recording.base <= width) break;
+  }
+  return level;
+}
+
+/// As many of the foremost slots as fit, found in a few attempts: what a slot costs depends on what is in it.
+PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>& slots, std::int64_t slot,
+                    std::size_t room) {
+  constexpr double usualBytes = 12;  // a second
+  constexpr int attempts = 4;
+  PageLevel best;
+  std::size_t fitting = 0;
+  std::size_t tooMany = slots.size() + 1;
+  double perSlot = usualBytes * static_cast<double>(slot);
+  for (int attempt = 0; attempt < attempts && best.Bytes() <= room * 9 / 10; ++attempt) {
+    auto count = fitting + static_cast<std::size_t>(static_cast<double>(room - best.Bytes()) / perSlot);
+    if (count >= tooMany) count = (fitting + tooMany) / 2;
+    if (count == fitting) break;
+    const std::vector<std::int64_t> chosen(slots.begin(), slots.begin() + static_cast<std::ptrdiff_t>(count));
+    PageLevel level = PackParts(recording, Join(chosen, slot, recording), 1, 1);
+    if (level.Bytes() > room) {
+      perSlot =
+          static_cast<double>(level.Bytes() - best.Bytes()) / static_cast<double>(count - fitting) * 1.02;
+      tooMany = count;
+    } else {
+      best = std::move(level);
+      fitting = count;
+    }
+  }
+  return best;
+}
+
+/// Minutes around the foremost slots, in steps of ten seconds.
+PageLevel PackTens(const Recording& recording, const std::vector<PageEpisode>& episodes, std::size_t room) {
+  constexpr double bytesPerMinute = 6 * 17.0;
+  std::map<std::int64_t, bool> minutes;
+  const auto most = static_cast<std::size_t>(static_cast<double>(room) / bytesPerMinute);
+  const auto add = [&](std::int64_t from, std::int64_t to) {
+    from = BucketStart(std::max(from, recording.first), 60);
+    for (; from < std::min(to, recording.end) && minutes.size() < most; from += 60) minutes[from] = true;
+  };
+  for (const PageEpisode& episode : episodes)
+    add(episode.from - 300, std::min(episode.to, episode.from + 300) + 300);
+  for (const PageEpisode& episode : episodes) add(episode.from, std::min(episode.to, episode.from + 7200));
+  std::vector<Stretch> parts;
+  for (const auto& [from, wanted] : minutes) {
+    if (parts.empty() || parts.back().to != from || from - parts.back().from >= secondsPerPart)
+      parts.push_back({from, from});
+    parts.back().to = from + 60;
+  }
+  PageLevel level = PackParts(recording, parts, 10, 10);
+  return level.Bytes() <= room ? level : PageLevel{};
+}
+
+}  // namespace
+
+std::vector<PageLevel> BuildLevels(const Recording& recording, const std::vector<PageEpisode>& episodes,
+                                   std::size_t room) {
+  std::vector<PageLevel> levels;
+  if (recording.end <= recording.first) return levels;
+  levels.push_back(FinestWhole(recording, room * 45 / 100));
+  std::size_t left = room - std::min(room, levels.back().Bytes());
+  constexpr std::int64_t leastBytesPerSecond = 5;
+  const std::int64_t seconds = recording.end - recording.first;
+  if (seconds * leastBytesPerSecond <= static_cast<std::int64_t>(left)) {
+    PageLevel every = PackParts(recording, Everything(recording), 1, 1);
+    if (every.Bytes() <= left) {
+      left -= every.Bytes();
+      PageLevel tens = PackParts(recording, Everything(recording), 10, 10);
+      if (tens.Bytes() <= left) levels.push_back(std::move(tens));
+      levels.push_back(std::move(every));
+      return levels;
+    }
+  }
+  const std::int64_t slot = SlotOf(levels.front());
+  PageLevel fine =
+      PackSlots(recording, FindInterest(recording, episodes, slot).Ordered(), slot, left * 7 / 10);
+  left -= std::min(left, fine.Bytes());
+  PageLevel tens = PackTens(recording, episodes, left);
+  if (!tens.chunks.empty()) levels.push_back(std::move(tens));
+  if (!fine.chunks.empty()) levels.push_back(std::move(fine));
+  return levels;
+}
+
+}  // namespace kestrune::report

@@ -1,0 +1,295 @@
+#include "report/raw_data_pass.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "report/bucket_series.h"
+
+namespace kestrune::report {
+namespace {
+
+constexpr std::int32_t noTelemetry = 0;
+constexpr std::uint32_t recordsLately = 256;
+constexpr std::int64_t suspiciousHole = 10;    // seconds
+constexpr std::int64_t startBeforeRecord = 2;  // seconds that a start document may be behind the first record
+
+std::size_t Index(int sfp) { return static_cast<std::size_t>(sfp); }
+
+/// Counts an interval of 2^-7 to 2^8 seconds.
+template <typename Counts>
+void CountInterval(std::int32_t log2, Counts& counts) {
+  const std::int32_t place = log2 + 7;
+  if (place >= 0 && place < static_cast<std::int32_t>(counts.size()))
+    ++counts[static_cast<std::size_t>(place)];
+}
+
+/// The commonest interval as a rate a second; 0 when it is longer, or nothing was counted.
+template <typename Counts>
+std::int32_t CommonRate(const Counts& counts) {
+  const auto most = std::max_element(counts.begin(), counts.end());
+  const auto log2 = static_cast<std::int32_t>(most - counts.begin()) - 7;
+  return *most > 0 && log2 <= 0 ? 1 << -log2 : 0;
+}
+
+void AddExtremes(Extremes& extremes, bool first, const Bucket& second) {
+  if (first || second.offset.least < extremes.least) {
+    extremes.least = second.offset.least;
+    extremes.leastAt = second.start;
+  }
+  if (first || second.offset.greatest > extremes.greatest) {
+    extremes.greatest = second.offset.greatest;
+    extremes.greatestAt = second.start;
+  }
+}
+
+}  // namespace
+
+RawDataPass::RawDataPass(Recording& recording, const std::vector<RecordObserver*>& observers)
+    : recording_(recording), observers_(observers), starts_(recording.eventLog.starts) {
+  recording_.masters.assign(1, Master{});
+  std::ranges::sort(starts_);
+}
+
+void RawDataPass::OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) {
+  for (RecordObserver* observer : observers_) observer->OnUnit(unit);
+  place_ = place;
+  const TelemetryRecord& record = unit.record;
+  SfpState& state = sfps_[record.sfp];
+  auto& lately = state.lately;
+  auto& stats = lately.byLock[record.state == 10 ? 1 : 0];
+  for (const Quantity quantity : {toFollower, originJitter, offset, pathDelay, toMaster, reqToResp}) {
+    AddFigures(record, quantity, stats[quantity]);
+  }
+  lately.rates[0].Add(static_cast<std::int64_t>(record.linkTransmitRate));
+  lately.rates[1].Add(static_cast<std::int64_t>(record.linkReceiveRate));
+  if (++lately.records == recordsLately) MergeLately(record.sfp);
+  CountMessages(record.sfp, steps);
+  CountInterval(record.logSyncInterval, syncIntervals_);
+  CountInterval(record.logMinDelayReqInterval, respIntervals_);
+  if (unit.epochTime != state.stamp) ++state.stamps;
+  state.stamp = unit.epochTime;
+  recording_.sfp[record.sfp].linkSpeed.Set(unit.epochTime, static_cast<std::int32_t>(record.linkSpeed));
+  FollowRuns(unit, place);
+}
+
+void RawDataPass::MergeLately(int sfp) {
+  SfpRecording& all = recording_.sfp[Index(sfp)];
+  Lately& lately = sfps_[Index(sfp)].lately;
+  for (std::size_t q = 0; q < quantityCount; ++q) {
+    all.locked[q].Merge(lately.byLock[1][q]);
+    lately.byLock[0][q].Merge(lately.byLock[1][q]);
+    all.all[q].Merge(lately.byLock[0][q]);
+  }
+  all.transmitRate.Merge(lately.rates[0]);
+  all.receiveRate.Merge(lately.rates[1]);
+  lately = {};
+}
+
+void RawDataPass::CountMessages(int sfp, const CounterSteps& steps) {
+  MessageCounts& counts = recording_.sfp[Index(sfp)].messages;
+  counts.announcesForeign += steps.announcesForeign;
+  counts.delayReqsSent += steps.delayReqsSent;
+  counts.delayRespsReceived += steps.delayResps;
+}
+
+/// A run begins with its first record behind its start document, and where the time stamps go back.
+void RawDataPass::FollowRuns(const RawDataUnit& unit, std::uint64_t place) {
+  const std::int64_t stamp = unit.epochTime;
+  bool begins = recording_.runs.empty();
+  while (nextStart_ < starts_.size() && starts_[nextStart_] <= stamp + startBeforeRecord) {
+    begins |= lastStamp_ <= starts_[nextStart_];
+    ++nextStart_;
+  }
+  if (lastStamp_ != INT64_MIN && stamp < lastStamp_ - 1) AddClockStep(lastStamp_, stamp - lastStamp_);
+  if (begins && recording_.runs.size() < Recording::listLimit) {
+    recording_.runs.push_back({stamp, stamp + 1, place, 0});
+  }
+  RecorderRun& run = recording_.runs.back();
+  ++run.records;
+  run.to = std::max(run.to, stamp + 1);
+  lastStamp_ = stamp;
+}
+
+void RawDataPass::AddClockStep(std::int64_t at, std::int64_t by) {
+  auto& steps = recording_.clockSteps;
+  const auto isTold = [&](const ClockStep& step) {
+    return std::llabs(step.at - at) <= 5 && std::llabs(step.by - by) <= 5;
+  };
+  if (steps.size() < mostClockSteps && std::ranges::none_of(steps, isTold)) steps.push_back({at, by, place_});
+}
+
+std::int32_t RawDataPass::OnMaster(const Master& master) {
+  if (master.grandmaster == 0) return 0;
+  auto& masters = recording_.masters;
+  const auto known = std::find(masters.rbegin(), masters.rend(), master);
+  if (known != masters.rend()) return static_cast<std::int32_t>(masters.rend() - known) - 1;
+  if (masters.size() == mostMasters) {
+    ++recording_.mastersDropped;
+    return static_cast<std::int32_t>(mostMasters) - 1;
+  }
+  masters.push_back(master);
+  return static_cast<std::int32_t>(masters.size()) - 1;
+}
+
+void RawDataPass::OnSecond(int sfp, TimedRecord& record) {
+  SfpRecording& all = recording_.sfp[Index(sfp)];
+  ForgetDueWithoutLink(recording_.eventLog, sfp, record.second);
+  const Bucket& second = record.second;
+  FollowTime(sfp, record);
+  all.state.Set(second.start, record.state);
+  all.master.Set(second.start, record.master);
+  if (second.syncs > 0) AddExtremes(all.offset, all.secondCount++ == 0, second);
+  if (second.locked > 0) AddLocked(all, second);
+  AddToSeries(sfp, second);
+  DifferenceBucket difference;
+  const std::uint64_t grandmaster = recording_.masters[Index(record.master)].grandmaster;
+  if (pairs_.Add(sfp, second, grandmaster, difference)) {
+    recording_.difference.Merge(difference);
+    if (AppendToSeries(recording_.differences, difference, recording_.bucketWidth, mostBuckets)) Widen();
+  }
+  for (RecordObserver* observer : observers_) observer->OnSecond(sfp, second, record.state, record.master);
+}
+
+/// What is missing before a record, and where the clock went.
+void RawDataPass::FollowTime(int sfp, const TimedRecord& record) {
+  SfpRecording& all = recording_.sfp[Index(sfp)];
+  SfpState& state = sfps_[Index(sfp)];
+  const std::int64_t time = record.second.start;
+  if (all.records++ == 0) {
+    all.first = time;
+  } else if (time == state.seen) {
+    ++recording_.doubledSeconds;
+  } else if (time > state.seen + 1) {
+    all.state.Set(state.seen + 1, noTelemetry);
+    all.master.Set(state.seen + 1, 0);
+    CheckClock(sfp, record, time - state.seen - 1);
+  } else if (time == state.seen + 1) {
+    state.packetsASecond = record.packets - state.packets;
+  }
+  state.packets = record.packets;
+  state.seen = time;
+  all.first = std::min(all.first, time);
+  all.end = std::max(all.end, time + 1);
+  if (!recording_.checkpoints.empty()) {
+    Checkpoint& checkpoint = recording_.checkpoints.back();
+    checkpoint.from = std::min(checkpoint.from, time);
+    checkpoint.to = std::max(checkpoint.to, time + 1);
+  }
+}
+
+/// A hole in which the link's packets were too few for its length: the clock was set forward.
+void RawDataPass::CheckClock(int sfp, const TimedRecord& record, std::int64_t hole) {
+  const SfpState& state = sfps_[Index(sfp)];
+  if (hole <= suspiciousHole || state.packetsASecond == 0 || record.packets <= state.packets) return;
+  const auto passed = static_cast<std::int64_t>((record.packets - state.packets) / state.packetsASecond);
+  if (passed < hole / 2 && passed <= hole - suspiciousHole)
+    AddClockStep(state.seen, hole + 1 - std::max<std::int64_t>(passed, 1));
+}
+
+void RawDataPass::AddLocked(SfpRecording& all, const Bucket& second) {
+  if (second.syncs > 0) {
+    AddExtremes(all.offsetLocked, all.secondOffset.Count() == 0, second);
+    all.secondOffset.Add(std::llround(second.offset.mean));
+    const std::int64_t worst = second.offset.Worst();
+    all.worstOffset.Add(worst < 0 ? -worst : worst);
+  }
+  if (second.resps > 0) all.secondPath.Add(std::llround(second.path.mean));
+}
+
+void RawDataPass::AddToSeries(int sfp, const Bucket& second) {
+  if (AppendToSeries(recording_.sfp[Index(sfp)].buckets, second, recording_.bucketWidth, mostBuckets))
+    Widen();
+}
+
+/// Makes room in all series, by wider buckets if sorting isn't enough.
+void RawDataPass::Widen() {
+  const auto merge = [&] {
+    std::size_t most = recording_.differences.size();
+    for (SfpRecording& sfp : recording_.sfp) {
+      MergeBuckets(sfp.buckets, recording_.bucketWidth);
+      most = std::max(most, sfp.buckets.size());
+    }
+    MergeBuckets(recording_.differences, recording_.bucketWidth);
+    return most;
+  };
+  while (merge() > mostBuckets / 2) recording_.bucketWidth = WiderBucket(recording_.bucketWidth);
+}
+
+void RawDataPass::OnCheckpoint(std::uint64_t place, const std::array<std::int64_t, sfpCount>& last) {
+  recording_.checkpoints.push_back({place, INT64_MAX, INT64_MIN, last});
+}
+
+void RawDataPass::Finish() {
+  std::uint64_t stamps = 0;
+  std::uint64_t records = 0;
+  for (int k = 0; k < sfpCount; ++k) {
+    MergeLately(k);
+    SfpRecording& all = recording_.sfp[Index(k)];
+    if (all.records == 0) continue;
+    MergeBuckets(all.buckets, recording_.bucketWidth);
+    all.state.Set(all.end, noTelemetry);
+    all.master.Set(all.end, 0);
+    const bool none = recording_.end == 0;
+    recording_.first = none ? all.first : std::min(recording_.first, all.first);
+    recording_.end = none ? all.end : std::max(recording_.end, all.end);
+    stamps += sfps_[Index(k)].stamps;
+    records += all.records;
+  }
+  MergeBuckets(recording_.differences, recording_.bucketWidth);
+  recording_.base = BucketStart(recording_.first, 3600);
+  recording_.smeared = stamps + records / 100 < records;
+  recording_.syncRate = CommonRate(syncIntervals_);
+  recording_.respRate = CommonRate(respIntervals_);
+  CountMessagesDue();
+  FindGaps();
+}
+
+void RawDataPass::CountMessagesDue() {
+  for (SfpRecording& sfp : recording_.sfp) {
+    MessageCounts& counts = sfp.messages;
+    for (const Bucket& bucket : sfp.buckets) {
+      counts.syncs += bucket.syncs;
+      counts.syncsDue += bucket.syncsDue;
+      counts.resps += bucket.resps;
+      counts.respsDue += bucket.respsDue;
+      counts.followUps += bucket.followUps;
+      counts.followUpsDue += bucket.followUpsDue;
+      counts.announces += bucket.announces;
+      counts.announcesDue += bucket.announcesDue / 16.0;
+      counts.discarded += bucket.discarded;
+      counts.linkErrors += bucket.linkErrors;
+      counts.linkDrops += bucket.linkDrops;
+    }
+  }
+}
+
+/// The seconds in which neither SFP has telemetry.
+void RawDataPass::FindGaps() {
+  std::array<std::size_t, sfpCount> next{};
+  std::array<bool, sfpCount> silent{true, true};
+  std::int64_t from = 0;
+  bool open = false;
+  while (true) {
+    std::int64_t time = INT64_MAX;
+    for (std::size_t k = 0; k < sfpCount; ++k) {
+      const auto& runs = recording_.sfp[k].state.All();
+      if (next[k] < runs.size()) time = std::min(time, runs[next[k]].from);
+    }
+    if (time == INT64_MAX) return;
+    for (std::size_t k = 0; k < sfpCount; ++k) {
+      const auto& runs = recording_.sfp[k].state.All();
+      while (next[k] < runs.size() && runs[next[k]].from == time)
+        silent[k] = runs[next[k]++].value == noTelemetry;
+    }
+    const bool gap = silent[0] && silent[1];
+    if (open && !gap) {
+      ++recording_.gapCount;
+      recording_.gapSeconds += static_cast<std::uint64_t>(time - from);
+      if (recording_.gaps.size() < Recording::listLimit) recording_.gaps.push_back({from, time});
+    }
+    if (gap && !open) from = time;
+    open = gap;
+  }
+}
+
+}  // namespace kestrune::report

@@ -1,0 +1,152 @@
+#include <algorithm>
+
+#include "platform/input_file.h"
+#include "report/bucket_series.h"
+#include "report/raw_data_pass.h"
+#include "report/record_walk.h"
+#include "report/recording.h"
+#include "report/unit_reader.h"
+
+namespace kestrune::report {
+namespace {
+
+constexpr std::uint64_t progressBytes = 16 << 20;
+
+void AddDamage(UnitReader& reader, std::int64_t time, Recording& recording) {
+  for (const SkippedBytes& skipped : reader.TakeSkipped()) {
+    auto& damage = recording.damage;
+    recording.damagedBytes += skipped.bytes;
+    const bool more = !damage.empty() && damage.back().at + damage.back().bytes == skipped.at;
+    if (more) {
+      damage.back().bytes += skipped.bytes;
+      continue;
+    }
+    ++recording.damagedPlaces;
+    if (damage.size() < Recording::listLimit) damage.push_back({skipped.at, skipped.bytes, time});
+  }
+}
+
+std::uint64_t CountOtherSfps(std::span<const RawDataUnit> units) {
+  return static_cast<std::uint64_t>(
+      std::ranges::count_if(units, [](const RawDataUnit& unit) { return unit.record.sfp >= sfpCount; }));
+}
+
+void ReadRawData(const ReadOptions& options, const std::vector<RecordObserver*>& observers,
+                 Recording& recording) {
+  InputFile file;
+  if (!file.Open(recording.rawDataFile)) return;
+  recording.rawDataPresent = true;
+  recording.rawDataBytes = static_cast<std::uint64_t>(std::max<std::int64_t>(file.Size(), 0));
+  RawDataPass pass(recording, observers);
+  RecordWalk walk(pass, options.from, options.to);
+  UnitReader reader(file, 0, recording.rawDataBytes);
+  std::uint64_t told = 0;
+  std::int64_t time = 0;
+  for (auto units = reader.Next(); !units.empty(); units = reader.Next()) {
+    AddDamage(reader, time, recording);
+    time = units.back().epochTime;
+    recording.units += units.size();
+    recording.otherSfp += CountOtherSfps(units);
+    walk.Take(units, reader.Place());
+    if (options.progress != nullptr && reader.Place() >= told + progressBytes) {
+      told = reader.Place();
+      options.progress(told, recording.rawDataBytes);
+    }
+  }
+  AddDamage(reader, time, recording);
+  recording.tornBytes = reader.TornBytes();
+  walk.Finish();
+  pass.Finish();
+  recording.wildStamps = walk.WildStamps();
+  recording.outsideRange = walk.OutsideRange();
+  if (options.progress != nullptr) options.progress(recording.rawDataBytes, recording.rawDataBytes);
+}
+
+/// Collects seconds within a range.
+class SecondCollector : public RecordWalk::Listener {
+ public:
+  SecondCollector(const Recording& recording, std::int64_t from, std::int64_t to, Seconds& seconds)
+      : recording_(recording), from_(from), to_(to), seconds_(seconds) {}
+
+  std::int32_t OnMaster(const Master& master) override {
+    const auto& masters = recording_.masters;
+    if (master.grandmaster == 0) return 0;
+    const auto known = std::find(masters.rbegin(), masters.rend(), master);
+    return static_cast<std::int32_t>(masters.rend() - known) - 1;
+  }
+
+  void OnSecond(int sfp, TimedRecord& record) override {
+    ForgetDueWithoutLink(recording_.eventLog, sfp, record.second);
+    const Bucket& second = record.second;
+    const auto master = static_cast<std::size_t>(std::max(record.master, 0));
+    DifferenceBucket difference;
+    const bool isPair = pairs_.Add(sfp, second, recording_.masters[master].grandmaster, difference);
+    if (second.start < from_ || second.start >= to_) return;
+    seconds_.sfp[static_cast<std::size_t>(sfp)].push_back(second);
+    if (isPair) seconds_.differences.push_back(difference);
+  }
+
+ private:
+  const Recording& recording_;
+  std::int64_t from_;
+  std::int64_t to_;
+  Seconds& seconds_;
+  DifferencePairs pairs_;
+};
+
+}  // namespace
+
+void ReadRecording(const FileNames& names, const ReadOptions& options,
+                   const std::vector<RecordObserver*>& observers, Recording& recording) {
+  recording.eventLog = ReadEventLog(names.eventLog, recording.zone);
+  recording.periodLines = ReadPeriodLines(names.periodLines, recording.zone);
+  recording.rawDataFile = names.rawData;
+  recording.options = options;
+  ReadRawData(options, observers, recording);
+}
+
+std::optional<std::int64_t> LastTime(const std::string& rawDataFile) {
+  InputFile file;
+  if (!file.Open(rawDataFile)) return std::nullopt;
+  constexpr std::uint64_t tail = 256 * sizeof(RawDataUnit);
+  const auto size = static_cast<std::uint64_t>(std::max<std::int64_t>(file.Size(), 0));
+  UnitReader reader(file, size > tail ? (size - tail) / sizeof(RawDataUnit) * sizeof(RawDataUnit) : 0, size);
+  std::vector<std::int64_t> times;
+  for (auto units = reader.Next(); !units.empty(); units = reader.Next()) {
+    for (const RawDataUnit& unit : units) times.push_back(unit.epochTime);
+  }
+  if (times.empty()) return std::nullopt;
+  // A wild stamp or two don't move the median.
+  std::ranges::sort(times);
+  const std::int64_t median = times[times.size() / 2];
+  constexpr std::int64_t close = 3600;
+  return *std::prev(std::ranges::upper_bound(times, median + close));
+}
+
+Seconds ReadSeconds(const Recording& recording, std::int64_t from, std::int64_t to) {
+  Seconds seconds;
+  InputFile file;
+  if (!file.Open(recording.rawDataFile)) return seconds;
+  const auto& all = recording.checkpoints;
+  const auto overlaps = [&](const Checkpoint& c) { return c.from < to && c.to > from; };
+  for (std::size_t i = 0; i < all.size();) {
+    if (!overlaps(all[i])) {
+      ++i;
+      continue;
+    }
+    std::size_t behind = i;
+    while (behind < all.size() && overlaps(all[behind])) ++behind;
+    SecondCollector collector(recording, from, to, seconds);
+    RecordWalk walk(collector, recording.options.from, recording.options.to);
+    walk.Restart(all[i]);
+    UnitReader reader(file, all[i].place, behind < all.size() ? all[behind].place : recording.rawDataBytes);
+    for (auto units = reader.Next(); !units.empty(); units = reader.Next()) walk.Take(units, reader.Place());
+    walk.Finish();
+    i = behind;
+  }
+  for (auto& buckets : seconds.sfp) MergeBuckets(buckets, 1);
+  MergeBuckets(seconds.differences, 1);
+  return seconds;
+}
+
+}  // namespace kestrune::report

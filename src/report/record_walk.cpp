@@ -1,0 +1,124 @@
+#include "report/record_walk.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace kestrune::report {
+namespace {
+
+bool IsNear(std::int64_t before, std::int64_t stamp, std::int64_t backward, std::int64_t forward) {
+  return stamp >= before - backward && stamp <= before + forward;
+}
+
+/// The time properties and the counters.
+void CopyTail(const TelemetryRecord& from, TelemetryRecord& to) {
+  constexpr std::size_t begin = offsetof(TelemetryRecord, currentUtcOffset);
+  std::memcpy(reinterpret_cast<std::byte*>(&to) + begin, reinterpret_cast<const std::byte*>(&from) + begin,
+              sizeof(TelemetryRecord) - begin);
+}
+
+}  // namespace
+
+RecordWalk::RecordWalk(Listener& listener, std::int64_t from, std::int64_t to)
+    : listener_(listener), from_(from), to_(to) {}
+
+void RecordWalk::Restart(const report::Checkpoint& checkpoint) {
+  for (int sfp = 0; sfp < sfpCount; ++sfp) {
+    const auto k = static_cast<std::size_t>(sfp);
+    sfps_[k].retimer.Restart(checkpoint.last[k]);
+  }
+  atCheckpoint_ = true;
+}
+
+void RecordWalk::Take(std::span<const RawDataUnit> units, std::uint64_t place) {
+  if (atCheckpoint_ && !units.empty()) {
+    // This unit counted in the first walk.
+    atCheckpoint_ = false;
+    anyStamp_ = true;
+    stamp_ = units.front().epochTime;
+    sinceCheckpoint_ = 0;
+  }
+  for (const RawDataUnit& unit : units) {
+    if (unit.record.sfp < sfpCount) Offer(unit, place);
+    place += sizeof unit;
+  }
+}
+
+void RecordWalk::Offer(const RawDataUnit& unit, std::uint64_t place) {
+  if (unit.epochTime < from_ || unit.epochTime >= to_) {
+    ++outsideRange_;
+  } else if (anyStamp_ && IsNear(stamp_, unit.epochTime, backward, forward)) {
+    wildStamps_ += held_.size();
+    held_.clear();
+    Accept(unit, place);
+  } else {
+    Hold(unit, place);
+  }
+}
+
+/// A stamp far from the one before is believed when others of about its time follow.
+void RecordWalk::Hold(const RawDataUnit& unit, std::uint64_t place) {
+  if (!held_.empty() && !IsNear(held_.back().unit.epochTime, unit.epochTime, backward, forward)) {
+    wildStamps_ += held_.size();
+    held_.clear();
+  }
+  held_.push_back({unit, place});
+  if (held_.size() >= (anyStamp_ ? company : companyAtEnd)) Release();
+}
+
+void RecordWalk::Release() {
+  for (const Held& held : held_) Accept(held.unit, held.place);
+  held_.clear();
+}
+
+void RecordWalk::Accept(const RawDataUnit& unit, std::uint64_t place) {
+  if (sinceCheckpoint_ >= unitsPerCheckpoint && unit.epochTime != stamp_) Checkpoint(place);
+  ++sinceCheckpoint_;
+  anyStamp_ = true;
+  stamp_ = unit.epochTime;
+  AddRecord(unit, place);
+}
+
+void RecordWalk::Checkpoint(std::uint64_t place) {
+  std::array<std::int64_t, sfpCount> last{};
+  for (int sfp = 0; sfp < sfpCount; ++sfp) {
+    Retimer& retimer = sfps_[static_cast<std::size_t>(sfp)].retimer;
+    retimer.Flush([&](TimedRecord& record) { listener_.OnSecond(sfp, record); });
+    last[static_cast<std::size_t>(sfp)] = retimer.Last();
+  }
+  listener_.OnCheckpoint(place, last);
+  sinceCheckpoint_ = 0;
+}
+
+void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
+  const TelemetryRecord& record = unit.record;
+  SfpState& state = sfps_[record.sfp];
+  const CounterSteps steps = state.any ? StepsBetween(state.before, record) : CounterSteps{};
+  listener_.OnUnit(unit, steps, place);
+  TimedRecord& timed = state.retimer.Slot();
+  FillSecond(record, steps, timed.second);
+  timed.state = record.state;
+  timed.packets = record.linkPacketsReceived;
+  if (!state.any || !HasSameMaster(state.before, record)) state.master = listener_.OnMaster(MasterOf(record));
+  timed.master = state.master;
+  state.before.bestMasterLastPtpAnnouncePacket = record.bestMasterLastPtpAnnouncePacket;
+  CopyTail(record, state.before);
+  state.any = true;
+  const int sfp = record.sfp;
+  state.retimer.Commit(unit.epochTime, [&](TimedRecord& settled) { listener_.OnSecond(sfp, settled); });
+}
+
+void RecordWalk::Finish() {
+  if (!anyStamp_ || held_.size() >= companyAtEnd) {
+    Release();
+  } else {
+    wildStamps_ += held_.size();
+    held_.clear();
+  }
+  for (int sfp = 0; sfp < sfpCount; ++sfp) {
+    sfps_[static_cast<std::size_t>(sfp)].retimer.Flush(
+        [&](TimedRecord& record) { listener_.OnSecond(sfp, record); });
+  }
+}
+
+}  // namespace kestrune::report

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "files/raw_data.h"
+#include "report/record.h"
+#include "report/recording.h"
+#include "report/retimer.h"
+
+namespace kestrune::report {
+
+/// From units in the order of the file to seconds: leaves out wild time stamps, follows the masters and the
+/// card's counters, and gives every record its second. A walk that begins at a checkpoint sees what the first
+/// one saw.
+class RecordWalk {
+ public:
+  class Listener {
+   public:
+    virtual ~Listener() = default;
+    /// A unit that counts, with the messages since the one before of its SFP.
+    virtual void OnUnit(const RawDataUnit& /*unit*/, const CounterSteps& /*steps*/, std::uint64_t /*place*/) {
+    }
+    /// The number of a master that wasn't the SFP's before.
+    virtual std::int32_t OnMaster(const Master& master) = 0;
+    /// `record` may be changed.
+    virtual void OnSecond(int sfp, TimedRecord& record) = 0;
+    /// No record is held back; a later walk may begin with the unit at `place`.
+    virtual void OnCheckpoint(std::uint64_t /*place*/, const std::array<std::int64_t, sfpCount>& /*last*/) {}
+  };
+
+  /// Stamps outside [from, to) are left out.
+  RecordWalk(Listener& listener, std::int64_t from, std::int64_t to);
+  /// Goes on at a checkpoint. Before the first unit.
+  void Restart(const Checkpoint& checkpoint);
+
+  /// Units that follow each other in the file, the first one at `place`.
+  void Take(std::span<const RawDataUnit> units, std::uint64_t place);
+  /// Behind the last unit.
+  void Finish();
+
+  std::uint64_t WildStamps() const { return wildStamps_; }
+  std::uint64_t OutsideRange() const { return outsideRange_; }
+
+ private:
+  struct Held {
+    RawDataUnit unit;
+    std::uint64_t place;
+  };
+  struct SfpState {
+    Retimer retimer;
+    TelemetryRecord before;  ///< only what `HasSameMaster` and `StepsBetween` look at
+    bool any = false;
+    std::int32_t master = 0;
+  };
+
+  static constexpr std::int64_t forward = 3600;  ///< a stamp this much later, in seconds, needs company
+  static constexpr std::int64_t backward = 60;
+  static constexpr std::size_t company = 64;  ///< units of about the same time
+  static constexpr std::size_t companyAtEnd = 8;
+  static constexpr std::uint64_t unitsPerCheckpoint = 1024;
+
+  void Offer(const RawDataUnit& unit, std::uint64_t place);
+  void Hold(const RawDataUnit& unit, std::uint64_t place);
+  void Release();
+  void Accept(const RawDataUnit& unit, std::uint64_t place);
+  void Checkpoint(std::uint64_t place);
+  void AddRecord(const RawDataUnit& unit, std::uint64_t place);
+
+  Listener& listener_;
+  std::int64_t from_;
+  std::int64_t to_;
+  bool anyStamp_ = false;
+  bool atCheckpoint_ = false;
+  std::int64_t stamp_ = 0;  ///< of the last unit that counts
+  std::vector<Held> held_;  ///< units of one time far from `stamp_`
+  std::uint64_t sinceCheckpoint_ = unitsPerCheckpoint;
+  std::uint64_t wildStamps_ = 0;
+  std::uint64_t outsideRange_ = 0;
+  std::array<SfpState, sfpCount> sfps_;
+};
+
+}  // namespace kestrune::report

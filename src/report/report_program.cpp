@@ -1,0 +1,219 @@
+#include "report/report_program.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "platform/clock.h"
+#include "platform/console.h"
+#include "platform/input_file.h"
+#include "platform/paths.h"
+#include "platform/terminal.h"
+#include "report/csv_output.h"
+#include "report/json_output.h"
+#include "report/judge.h"
+#include "report/mended_output.h"
+#include "report/options.h"
+#include "report/page/page_assets.h"
+#include "report/page_model.h"
+#include "report/page_writer.h"
+#include "report/progress.h"
+#include "report/self_check.h"
+#include "report/stability.h"
+#include "report/summary.h"
+#include "report/watch.h"
+
+namespace kestrune::report {
+namespace {
+
+constexpr int statusOfErrors = 4;
+constexpr char standardOutput[] = "-";
+constexpr char pageEnding[] = "_report.html";
+
+void PrintError(const std::string& text) { WriteStandardError("kestrune-report: " + text + "\n"); }
+
+/// All that one run of the program knows.
+struct Work {
+  Options options;
+  FileNames names;
+  Limits limits = DefaultLimits();
+  Recording recording;
+  Stability stability;
+};
+
+/// Writes a file, or to standard output, by `write`, which gets the stream and tells whether it is good.
+template <typename Write>
+bool WriteFile(const std::string& name, Write write) {
+  if (name == standardOutput) {
+    std::ostringstream text;
+    return write(text) && WriteStandardOutput(text.str()) == text.str().size();
+  }
+  std::ofstream file(NativePath(name), std::ios::binary | std::ios::trunc);
+  const bool good = file.is_open() && write(file) && file.flush().good();
+  if (!good) PrintError("could not write " + name);
+  return good;
+}
+
+bool IsOneOfTheFiles(const Work& work, const std::string& output) {
+  const std::string name = NativePath(output);
+  for (const std::string* input : {&work.names.rawData, &work.names.eventLog, &work.names.periodLines}) {
+    if (IsSameFile(name, *input)) return true;
+  }
+  return false;
+}
+
+bool AreOutputsSafe(const Work& work) {
+  const Options& options = work.options;
+  for (const std::string* output : {&options.output, &options.json, &options.csv, &options.mended}) {
+    if (output->empty() || !IsOneOfTheFiles(work, *output)) continue;
+    PrintError(*output + " is one of the files that are read");
+    return false;
+  }
+  return true;
+}
+
+bool TakeLimits(Work& work) {
+  if (work.options.limits.empty()) return true;
+  std::ifstream file(NativePath(work.options.limits), std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  if (!file.is_open()) {
+    PrintError("could not read " + work.options.limits);
+    return false;
+  }
+  LimitsResult result = ReadLimits(text.str());
+  if (!result.error.empty()) {
+    PrintError(work.options.limits + ": " + result.error);
+    return false;
+  }
+  work.limits = result.limits;
+  return true;
+}
+
+ReadOptions MakeReadOptions(const Work& work) {
+  const Options& options = work.options;
+  ReadOptions read;
+  read.from = options.from.value_or(read.from);
+  read.to = options.to.value_or(read.to);
+  if (options.last) {
+    if (const auto end = LastTime(work.names.rawData)) read.from = *end + 1 - *options.last;
+  }
+  if (!options.quiet) read.progress = ShowProgress;
+  return read;
+}
+
+bool WriteMendedCopy(const Work& work) {
+  if (work.options.mended.empty()) return true;
+  MendedResult result;
+  const bool good = WriteFile(work.options.mended, [&](std::ostream& output) {
+    result = WriteMended(work.names.rawData, output);
+    return result.good;
+  });
+  if (good && work.options.mended != standardOutput) {
+    PrintToConsole(work.options.mended + ": " + std::to_string(result.units) + " units; " +
+                   std::to_string(result.bytes) + " bytes left out, of " + std::to_string(result.places) +
+                   " places and the end\n");
+  }
+  return good;
+}
+
+int SfpsOf(const Episode& episode) {
+  int sfps = 0;
+  for (const Finding& finding : episode.findings) sfps |= finding.sfp < 0 ? 3 : 1 << finding.sfp;
+  return sfps;
+}
+
+Heading HeadingOf(const Work& work) {
+  return {BaseName(PrefixOf(work.options.prefix)), work.options.label, KESTRUNE_VERSION,
+          SystemClock().EpochSeconds(), work.names};
+}
+
+PageFacts MakeFacts(const Work& work, const Judgement& judgement) {
+  PageFacts facts;
+  facts.name = BaseName(PrefixOf(work.options.prefix));
+  const Limit& offsets = work.limits[Rule::Offset];
+  const Limit& differences = work.limits[Rule::Difference];
+  facts.offsetWarn = offsets.warn.value_or(0);
+  facts.offsetFail = offsets.fail.value_or(0);
+  facts.differenceWarn = differences.warn.value_or(0);
+  facts.differenceFail = differences.fail.value_or(0);
+  facts.running = IsRunning(work.recording, SystemClock().EpochSeconds());
+  for (const Episode& episode : judgement.episodes) {
+    facts.episodes.push_back({episode.from, episode.to, static_cast<int>(episode.severity), SfpsOf(episode)});
+  }
+  return facts;
+}
+
+bool WritePage(const Work& work, const Judgement& judgement) {
+  const PageFacts facts = MakeFacts(work, judgement);
+  kainjow::mustache::data model = MakePageModel(judgement, HeadingOf(work));
+  const PageParts parts{pageTemplate, pageStyle, pageScript, pageScriptHash};
+  const std::string page = RenderPage(parts, model, work.recording, work.stability, facts);
+  const std::string name =
+      work.options.output.empty() ? PrefixOf(work.options.prefix) + pageEnding : work.options.output;
+  const bool good = WriteFile(name, [&](std::ostream& output) -> bool { return !!(output << page); });
+  if (good && name != standardOutput) {
+    PrintToConsole("Page: " + name + " (" + std::to_string((page.size() + 999) / 1000) + " kB)\n");
+  }
+  return good;
+}
+
+bool WriteOutputs(const Work& work, const Judgement& judgement) {
+  const Options& options = work.options;
+  bool good = true;
+  if (!options.csv.empty()) {
+    good &= WriteFile(options.csv,
+                      [&](std::ostream& output) { return WriteCsv(work.recording, options.step, output); });
+  }
+  if (!options.json.empty()) {
+    good &= WriteFile(options.json, [&](std::ostream& output) -> bool {
+      return !!(output << JsonText(judgement, HeadingOf(work)));
+    });
+  }
+  // What goes to standard output goes there alone.
+  const bool isTaken = options.json == standardOutput || options.csv == standardOutput ||
+                       options.mended == standardOutput || options.output == standardOutput;
+  if (!isTaken) PrintToConsole(SummaryText(judgement, BaseName(PrefixOf(options.prefix))));
+  return WritePage(work, judgement) && good;
+}
+
+int Report(Work& work) {
+  Watch watch(work.recording, work.limits);
+  SelfCheck selfCheck(work.recording);
+  ReadRecording(work.names, MakeReadOptions(work), {&watch, &selfCheck, &work.stability}, work.recording);
+  watch.Finish();
+  selfCheck.Finish();
+  const Recording& recording = work.recording;
+  if (!recording.rawDataPresent && !recording.eventLog.present && !recording.periodLines.present) {
+    PrintError("no file of " + work.options.prefix + " can be read");
+    return statusOfErrors;
+  }
+  const Judgement judgement = JudgeRecording(recording, watch, selfCheck, work.limits);
+  const bool good = WriteMendedCopy(work) && WriteOutputs(work, judgement);
+  return good ? ExitStatus(judgement.verdict) : statusOfErrors;
+}
+
+}  // namespace
+
+int RunReport(int argc, const char* const* argv) {
+  const OptionsResult parsed = ParseOptions(argc, argv, "kestrune-report " KESTRUNE_VERSION);
+  if (parsed.status) {
+    if (*parsed.status == 0) {
+      PrintToConsole(parsed.message);
+    } else {
+      WriteStandardError(parsed.message);
+    }
+    return *parsed.status;
+  }
+  if (parsed.options.printLimits) {
+    PrintToConsole(WriteLimits(DefaultLimits()));
+    return 0;
+  }
+  Work work;
+  work.options = parsed.options;
+  work.names = NamesOf(work.options.prefix);
+  return AreOutputsSafe(work) && TakeLimits(work) ? Report(work) : statusOfErrors;
+}
+
+}  // namespace kestrune::report

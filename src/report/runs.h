@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace kestrune::report {
+
+/// A value from `from` on, until the next run.
+struct Run {
+  std::int64_t from = 0;  ///< epoch seconds
+  std::int32_t value = 0;
+
+  bool operator==(const Run&) const = default;
+};
+
+/// A value that changes with time. Holds at most `limit` runs; changes beyond are counted only.
+class Runs {
+ public:
+  static constexpr std::size_t limit = 400'000;
+
+  /// From `time` on the value is this. Times of rising order; one before the last run's is taken for the last
+  /// run's.
+  void Set(std::int64_t time, std::int32_t value);
+  /// The value at a time; `before` for one before the first run.
+  std::int32_t At(std::int64_t time, std::int32_t before = 0) const;
+  const std::vector<Run>& All() const { return runs_; }
+  bool Empty() const { return runs_.empty(); }
+  /// Changes that found no place.
+  std::uint64_t Dropped() const { return dropped_; }
+
+ private:
+  std::vector<Run> runs_;
+  std::uint64_t dropped_ = 0;
+};
+
+}  // namespace kestrune::report

@@ -1,0 +1,232 @@
+#include "report/self_check.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+
+#include "report/texts.h"
+
+namespace kestrune::report {
+namespace {
+
+/// Seconds around a line's time in which its last record may lie.
+constexpr std::int64_t margin = 3;
+constexpr std::int32_t quarterMinutes = 15;
+constexpr std::int32_t dayMinutes = 1440;
+
+constexpr std::size_t figuresPerGroup = 1 + quantitiesPerGroup * 8;
+using Figures = std::array<std::int32_t, 2 * figuresPerGroup>;
+
+std::int64_t PeriodOf(const PeriodLine& line) { return line.minutes * std::int64_t{60}; }
+
+/// When the run began that wrote this line, its first: the log's start document tells it best.
+std::int64_t BeginOfRun(const PeriodLine& line, const EventLog& log) {
+  const std::int64_t begin = line.time - PeriodOf(line);
+  std::int64_t nearest = begin - 1;
+  std::int64_t least = 3 * margin;
+  for (const std::int64_t start : log.starts) {
+    if (std::abs(start - begin) >= least) continue;
+    least = std::abs(start - begin);
+    nearest = start;
+  }
+  return nearest;
+}
+
+bool IsEmpty(const PeriodResults& results) { return results == PeriodResults{}; }
+
+std::int64_t Nanoseconds(std::int32_t seconds, std::int32_t nanoseconds) {
+  return seconds * std::int64_t{1'000'000'000} + nanoseconds;
+}
+
+/// What the `index`th of a line's 50 figures is and what it says on either side.
+std::string FigureText(std::size_t index, const Figures& line, const Figures& raw) {
+  static constexpr const char* counts[] = {"Sync messages", "Delay_Resp messages"};
+  static constexpr const char* quantities[] = {"delay from the master",  "jitter of the origin time stamps",
+                                               "offset from the master", "mean path delay",
+                                               "delay to the master",    "time from Delay_Req to Delay_Resp"};
+  static constexpr const char* values[] = {"least", "greatest", "average", "standard deviation"};
+  const std::size_t group = index / figuresPerGroup;
+  const std::size_t inGroup = index % figuresPerGroup;
+  const auto text = [](const std::string& what, const std::string& inLine, const std::string& inRaw) {
+    return what + ": " + inLine + " in the line, " + inRaw + " in the raw data";
+  };
+  if (inGroup == 0) return text(counts[group], GroupedText(line[index]), GroupedText(raw[index]));
+  const std::size_t pair = (inGroup - 1) / 2;
+  const std::size_t place = group * figuresPerGroup + 1 + 2 * pair;
+  const std::string what =
+      std::string(quantities[group * quantitiesPerGroup + pair / 4]) + ", " + values[pair % 4];
+  return text(what, NanosecondsText(static_cast<double>(Nanoseconds(line[place], line[place + 1]))),
+              NanosecondsText(static_cast<double>(Nanoseconds(raw[place], raw[place + 1]))));
+}
+
+}  // namespace
+
+void SelfCheck::Expect() {
+  expecting_ = true;
+  for (const PeriodLine& line : recording_->periodLines.lines) {
+    if (line.sfp < 0 || line.sfp >= sfpCount) continue;
+    if (line.minutes != quarterMinutes && line.minutes != dayMinutes) continue;
+    auto& lines =
+        sfps_[static_cast<std::size_t>(line.sfp)].chains[line.minutes == dayMinutes ? day : quarter].lines;
+    const bool firstOfRun = lines.empty() || lines.back().line->run != line.run;
+    lines.push_back({&line, firstOfRun ? BeginOfRun(line, recording_->eventLog) : INT64_MIN});
+  }
+}
+
+void SelfCheck::OnUnit(const RawDataUnit& unit) {
+  if (!expecting_) Expect();
+  sawUnit_ = true;
+  if (unit.record.sfp >= sfpCount) return;
+  Sfp& sfp = sfps_[unit.record.sfp];
+  const std::int64_t time = unit.epochTime;
+  const PerformanceSample sample = MakePerformanceSample(unit.record.performanceMonitoring);
+  if (time >= sfp.plainFrom && time < sfp.plainUntil) {
+    AccumulatePerformanceSample(sample, sfp.block);
+    for (Chain& chain : sfp.chains) {
+      if (chain.first < 0) chain.first = time;
+      chain.last = time;
+    }
+    return;
+  }
+  EmptyBlock(sfp);
+  for (Chain& chain : sfp.chains) OnSample(chain, time, sample);
+  FindPlain(sfp, time);
+}
+
+/// Sums are whole numbers below 2^53 and so the same in whatever order they are added.
+void SelfCheck::EmptyBlock(Sfp& sfp) {
+  if (sfp.block.syncGroup.started || sfp.block.delayRespGroup.started) {
+    const PerformanceSample block{sfp.block.syncGroup, sfp.block.delayRespGroup};
+    for (Chain& chain : sfp.chains) {
+      if (chain.next < chain.lines.size()) AccumulatePerformanceSample(block, chain.sums);
+    }
+  }
+  sfp.block = {};
+}
+
+/// From here on: to the next time near the end of a period, or near a run's begin.
+void SelfCheck::FindPlain(Sfp& sfp, std::int64_t time) const {
+  sfp.plainFrom = time;
+  sfp.plainUntil = INT64_MAX;
+  for (const Chain& chain : sfp.chains) {
+    if (chain.next == chain.lines.size()) continue;
+    const ExpectedLine& expected = chain.lines[chain.next];
+    sfp.plainUntil = std::min(sfp.plainUntil, expected.line->time - margin);
+    if (time < expected.notBefore) sfp.plainUntil = std::min(sfp.plainUntil, expected.notBefore);
+  }
+}
+
+void SelfCheck::OnSample(Chain& chain, std::int64_t time, const PerformanceSample& sample) {
+  Leave(chain, time);
+  if (chain.first < 0) chain.first = time;
+  chain.last = time;
+  if (chain.next == chain.lines.size()) return;
+  AccumulatePerformanceSample(sample, chain.sums);
+  const std::int64_t end = chain.lines[chain.next].line->time;
+  if (time < end - margin) return;
+  if (time <= end) {
+    chain.atTime = chain.sums;
+  } else {
+    AccumulatePerformanceSample(sample, chain.behind);
+  }
+  while (chain.next < chain.lines.size() && chain.lines[chain.next].line->time - margin <= time &&
+         Agrees(chain)) {
+    EndPeriod(chain, true);
+  }
+}
+
+/// Before a record: ends the periods that lie behind, and drops what another run has left.
+void SelfCheck::Leave(Chain& chain, std::int64_t time) {
+  while (chain.next < chain.lines.size() && time > chain.lines[chain.next].line->time + margin) {
+    EndPeriod(chain, Agrees(chain));
+  }
+  if (chain.next == chain.lines.size() || chain.first < 0) return;
+  const ExpectedLine& expected = chain.lines[chain.next];
+  if (time < expected.notBefore || chain.first >= expected.notBefore) return;
+  if (expected.line->minutes == quarterMinutes) {
+    ReportWithoutLine(expected.line->sfp, chain.first, chain.last + 1);
+  }
+  chain.sums = {};
+  chain.atTime = {};
+  chain.behind = {};
+  chain.first = -1;
+}
+
+bool SelfCheck::Agrees(Chain& chain) const {
+  const PeriodResults& line = chain.lines[chain.next].line->results;
+  if (line.syncGroup.count != chain.sums.syncGroup.count) return false;
+  if (line.delayRespGroup.count != chain.sums.delayRespGroup.count) return false;
+  PeriodAccumulator sums = chain.sums;
+  return ComputePeriodResults(sums) == line;
+}
+
+void SelfCheck::EndPeriod(Chain& chain, bool agrees) {
+  const PeriodLine& line = *chain.lines[chain.next].line;
+  const bool missesBegin = chain.first < 0 || chain.first > line.time - PeriodOf(line) + margin;
+  if (agrees) {
+    ++agreeing_;
+    chain.sums = {};
+  } else {
+    const bool asked = recording_->outsideRange > 0 && missesBegin;
+    if (asked) {
+      ++notCompared_;
+    } else {
+      PeriodAccumulator sums = chain.last <= line.time ? chain.sums : chain.atTime;
+      Report(line, ComputePeriodResults(sums));
+    }
+    chain.sums = chain.behind;
+  }
+  chain.atTime = {};
+  chain.behind = {};
+  chain.first = agrees ? -1 : std::min(chain.last, line.time);
+  ++chain.next;
+}
+
+void SelfCheck::Finish() {
+  if (!expecting_) Expect();
+  for (Sfp& sfp : sfps_) {
+    EmptyBlock(sfp);
+    auto& chains = sfp.chains;
+    for (Chain& chain : chains) {
+      while (chain.next < chain.lines.size()) {
+        const PeriodLine& line = *chain.lines[chain.next].line;
+        const bool reached = chain.last >= line.time - margin || recording_->outsideRange == 0;
+        if (sawUnit_ && (reached || IsEmpty(line.results))) {
+          EndPeriod(chain, Agrees(chain));
+        } else {
+          ++notCompared_;
+          ++chain.next;
+        }
+      }
+    }
+    if (chains[quarter].first >= 0) {
+      ReportWithoutLine(static_cast<int>(&sfp - sfps_.data()), chains[quarter].first,
+                        chains[quarter].last + 1);
+    }
+  }
+}
+
+void SelfCheck::Report(const PeriodLine& line, const PeriodResults& computed) {
+  ++differing_;
+  if (differences_.size() == limit) return;
+  const auto expected = std::bit_cast<Figures>(line.results);
+  const auto raw = std::bit_cast<Figures>(computed);
+  std::size_t count = 0;
+  std::string first;
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    if (expected[i] == raw[i]) continue;
+    if (count++ == 0) first = FigureText(i, expected, raw);
+  }
+  const std::string period = line.minutes == dayMinutes ? "24 hours" : "15 minutes";
+  differences_.push_back({line.time, line.minutes, line.sfp,
+                          SfpText(line.sfp) + ", " + period + " up to " + TimeText(line.time) + ": " + first +
+                              "; " + std::to_string(count) + " of 50 figures differ"});
+}
+
+void SelfCheck::ReportWithoutLine(int sfp, std::int64_t from, std::int64_t to) {
+  if (!recording_->periodLines.present) return;
+  if (to - from <= quarterMinutes * 60 + margin || withoutLine_.size() == limit) return;
+  withoutLine_.push_back({sfp, {from, to}});
+}
+
+}  // namespace kestrune::report

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "files/period_statistics.h"
+#include "report/recording.h"
+
+namespace kestrune::report {
+
+/// Computes the recorder's period lines once more from the raw data. The line doesn't tell which record was
+/// its last, so any record near its time may be; all 50 figures have to be those of the line.
+class SelfCheck : public RecordObserver {
+ public:
+  /// What was found wrong.
+  struct Difference {
+    std::int64_t time = 0;  ///< of the line
+    std::int32_t minutes = 0;
+    int sfp = 0;
+    std::string text;
+  };
+  /// Records for which a line is missing.
+  struct Unsummed {
+    int sfp = 0;
+    Stretch stretch;
+  };
+  static constexpr std::size_t limit = 1000;
+
+  /// Looks at the recording's period lines from the first unit on; the recording must outlive this.
+  explicit SelfCheck(const Recording& recording) : recording_(&recording) {}
+
+  void OnUnit(const RawDataUnit& unit) override;
+  /// Judges the lines that no later record has closed; call it once, behind the last unit.
+  void Finish();
+
+  std::uint64_t Agreeing() const { return agreeing_; }
+  std::uint64_t Differing() const { return differing_; }
+  /// Lines that can't be compared: the raw data begins within their period, or misses it.
+  std::uint64_t NotCompared() const { return notCompared_; }
+  const std::vector<Difference>& Differences() const { return differences_; }  ///< at most `limit`
+  const std::vector<Unsummed>& WithoutLine() const { return withoutLine_; }    ///< at most `limit`
+
+ private:
+  struct ExpectedLine {
+    const PeriodLine* line = nullptr;
+    std::int64_t notBefore = INT64_MIN;  ///< earlier records belong to another run
+  };
+  /// The lines of one SFP and one length, and what has been added for the next of them.
+  struct Chain {
+    std::vector<ExpectedLine> lines;
+    std::size_t next = 0;
+    PeriodAccumulator sums;    ///< since the last line's end; without what the SFP's block holds
+    PeriodAccumulator atTime;  ///< of these, what came up to the line's time
+    PeriodAccumulator behind;  ///< and what came later
+    std::int64_t first = -1;   ///< stamp of the first record in the sums
+    std::int64_t last = -1;
+  };
+  enum Length { quarter, day, lengths };
+  struct Sfp {
+    std::array<Chain, lengths> chains;
+    PeriodAccumulator block;              ///< far from the end of any period, added for both lengths at once
+    std::int64_t plainUntil = INT64_MIN;  ///< stamps from `plainFrom` up to here are far from any end
+    std::int64_t plainFrom = INT64_MAX;
+  };
+
+  void Expect();
+  void EmptyBlock(Sfp& sfp);
+  void FindPlain(Sfp& sfp, std::int64_t time) const;
+  void OnSample(Chain& chain, std::int64_t time, const PerformanceSample& sample);
+  void Leave(Chain& chain, std::int64_t time);
+  bool Agrees(Chain& chain) const;
+  void EndPeriod(Chain& chain, bool agrees);
+  void Report(const PeriodLine& line, const PeriodResults& computed);
+  void ReportWithoutLine(int sfp, std::int64_t from, std::int64_t to);
+
+  const Recording* recording_;
+  bool expecting_ = false;
+  bool sawUnit_ = false;
+  std::array<Sfp, sfpCount> sfps_;
+  std::uint64_t agreeing_ = 0;
+  std::uint64_t differing_ = 0;
+  std::uint64_t notCompared_ = 0;
+  std::vector<Difference> differences_;
+  std::vector<Unsummed> withoutLine_;
+};
+
+}  // namespace kestrune::report

@@ -1,0 +1,124 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "report/excursions.h"
+#include "report/limits.h"
+#include "report/logged_states.h"
+#include "report/minutes.h"
+#include "report/recording.h"
+#include "report/relocks.h"
+
+namespace kestrune::report {
+
+/// A day (UTC) in figures, in seconds. Start-up counts in `observed` only.
+struct DayFigures {
+  std::int64_t observed = 0;  ///< with a record of either SFP
+  std::int64_t judged = 0;    ///< with an offset that was judged
+  double worstOffset = 0;     ///< ns, the farthest from 0 of these
+  std::int64_t worstOffsetAt = 0;
+  int worstOffsetSfp = 0;
+  std::array<std::int64_t, sfpCount> records{};  ///< with a record of this SFP
+  std::array<std::int64_t, sfpCount> locked{};   ///< of these, locked throughout
+  std::int64_t cardUnlocked = 0;
+  std::int64_t notRedundant = 0;
+  std::int64_t grandmasterChanges = 0;
+  MessageTallies messages;  ///< of both SFPs
+};
+
+/// The time until the first lock of a run; -1: never locked.
+struct StartUp {
+  std::int64_t from = 0;
+  std::array<std::int64_t, sfpCount> sfp{-1, -1};
+  std::int64_t card = -1;
+};
+
+/// What is judged second by second, gathered while the raw data is read. Looks at the recording's event log,
+/// which is complete by then, and at its masters, which grow meanwhile.
+class Watch : public RecordObserver {
+ public:
+  /// The recording must outlive the watch.
+  Watch(const Recording& recording, const Limits& limits);
+
+  void OnSecond(int sfp, const Bucket& second, std::int32_t state, std::int32_t master) override;
+  /// Ends what is still open; call it once, behind the last second. Afterwards the figures are complete.
+  void Finish();
+
+  const std::map<std::int64_t, DayFigures>& Days() const { return days_; }
+  const std::vector<StartUp>& StartUps() const { return startUps_; }
+  std::int64_t ObservedSeconds() const { return observed_; }
+  std::int64_t JudgedSeconds() const { return judged_; }
+
+  /// Seconds whose judged offset is beyond the limit that warns; the SFP is the one followed.
+  const Excursions& Offsets(int sfp) const { return PerSfp(sfp).offsets; }
+  const Excursions& CardUnlocked() const { return cardUnlocked_; }
+  const Excursions& NotRedundant() const { return notRedundant_; }
+  const RelockTracker& Relocks(int sfp) const { return PerSfp(sfp).relocks; }
+  const LossTracker& Losses(int sfp) const { return PerSfp(sfp).losses; }
+  const MinuteMedians& PathDelays(int sfp) const { return PerSfp(sfp).pathDelays; }
+  const DifferenceTracker& Difference() const { return difference_; }
+
+ private:
+  /// What of a second is looked at when the other SFP's is there too.
+  struct Sample {
+    std::int64_t time = 0;
+    double offset = 0;  ///< average, ns; means nothing without Sync messages
+    double path = 0;    ///< average, ns; means nothing without Delay_Resp messages
+    MessageTallies messages;
+    std::uint32_t syncs = 0;
+    std::uint32_t resps = 0;
+    std::int32_t master = 0;
+    bool locked = false;
+  };
+  struct Sfp {
+    explicit Sfp(int sfp) : relocks(sfp) {}
+
+    std::deque<Sample> waiting;       // for the other SFP's second
+    std::int64_t newest = INT64_MIN;  // second that came last
+    std::int64_t last = INT64_MIN;    // and that was looked at last
+    Excursions offsets{5};
+    RelockTracker relocks;
+    LossTracker losses;
+    MinuteMedians pathDelays;
+  };
+  using Pair = std::array<const Sample*, sfpCount>;  // null: no record
+
+  const Sfp& PerSfp(int sfp) const { return sfps_[static_cast<std::size_t>(sfp)]; }
+  Sfp& PerSfp(int sfp) { return sfps_[static_cast<std::size_t>(sfp)]; }
+  std::uint64_t Grandmaster(const Sample& sample) const;
+  bool IsWaiting() const { return !sfps_[0].waiting.empty() || !sfps_[1].waiting.empty(); }
+  bool StartingUp(std::int64_t time, std::int64_t lockedAfter) const;
+
+  void EmitOldest();
+  void OnPair(std::int64_t time, const Pair& pair);
+  void BeginRuns(std::int64_t time);
+  void WatchSfp(std::int64_t time, int sfp, const Sample& sample, DayFigures& day);
+  void WatchCard(std::int64_t time, const Pair& pair, DayFigures& day);
+  void WatchRedundancy(std::int64_t time, const Pair& pair, DayFigures& day);
+  void WatchFollowed(std::int64_t time, const Pair& pair, DayFigures& day);
+  void WatchDifference(std::int64_t time, const Pair& pair);
+  bool CardLocked(std::int64_t time, const Pair& pair);
+  bool CardSettled(std::int64_t time, const Pair& pair);
+  int FollowedSfp(std::int64_t time, const Pair& pair);
+
+  const Recording* recording_;
+  double offsetLimit_;
+  std::array<Sfp, sfpCount> sfps_{Sfp(0), Sfp(1)};
+  std::optional<LoggedStates> log_;  // from the first second on
+  std::map<std::int64_t, DayFigures> days_;
+  std::vector<StartUp> startUps_;
+  std::size_t nextStart_ = 0;
+  std::int64_t observed_ = 0;
+  std::int64_t judged_ = 0;
+  std::uint64_t followedGrandmaster_ = 0;
+  Excursions cardUnlocked_{2};
+  Excursions notRedundant_{2};
+  DifferenceTracker difference_;
+};
+
+}  // namespace kestrune::report

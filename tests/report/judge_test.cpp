@@ -1,0 +1,199 @@
+#include <gmock/gmock.h>
+
+#include <chrono>
+
+#include "report/scene.h"
+#include "report/texts.h"
+
+namespace kestrune::report {
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr std::int64_t hour = 3600;
+
+std::int64_t Minutes(std::int64_t count) { return 60 * count; }
+
+const Finding* FindingOf(const Episode& episode, Cause cause) {
+  const auto found = std::ranges::find(episode.findings, cause, &Finding::cause);
+  return found == episode.findings.end() ? nullptr : &*found;
+}
+
+TEST(Episodes, HoldWhatAPulledFibreBroughtAbout) {
+  Scene scene;
+  scene.Play(hour, [](std::int64_t i, SceneSecond& now) {
+    Side& side = now.sfp[0];
+    const bool pulled = i >= 600 && i < 1020;
+    side.linkUp = !pulled;
+    if (pulled) side.syncs = side.resps = side.followUps = 0;
+    if (i >= 601 && i < 1024) side.state = 8;
+    now.followed = i >= 601 && i < 1024 ? 1 : 0;
+  });
+  const auto episodes = scene.EpisodesOf(Cause::Link);
+  ASSERT_EQ(episodes.size(), 1U);
+  const Episode& episode = episodes.front();
+  EXPECT_EQ(TitleOf(episode, scene.recording), "SFP A: no signal");
+  EXPECT_EQ(episode.from, Scene::begin + 600);
+  EXPECT_EQ(episode.to, Scene::begin + 1025) << "with the second in which the card followed A again";
+  for (const Cause cause : {Cause::SfpLock, Cause::Relock, Cause::FollowedSfp}) {
+    EXPECT_NE(FindingOf(episode, cause), nullptr) << CauseKey(cause);
+  }
+  EXPECT_EQ(scene.Judge().episodes.size(), 2U) << "the start, and this";
+  EXPECT_EQ(scene.CheckOf(Rule::Redundancy).episode, 1);
+  EXPECT_EQ(scene.Judge().worst, std::vector<std::size_t>{1});
+}
+
+TEST(Episodes, JoinFortyFlapsIntoOneWithACount) {
+  Scene scene;
+  scene.Play(42 * Minutes(10), [](std::int64_t i, SceneSecond& now) {
+    for (Side& side : now.sfp) side.master = std::min<std::int64_t>(i / Minutes(10), 40) % 2 == 0 ? 1 : 2;
+  });
+  const auto episodes = scene.EpisodesOf(Cause::Grandmaster);
+  ASSERT_EQ(episodes.size(), 1U);
+  EXPECT_EQ(episodes.front().count, 40);
+  EXPECT_EQ(TitleOf(episodes.front(), scene.recording), "Grandmaster changes, 40\u00a0times");
+  EXPECT_EQ(episodes.front().to - episodes.front().from, 39 * Minutes(10) + 2) << "from the last message on";
+
+  Scene twice;  // there and back, hours apart
+  twice.Play(3 * hour, [](std::int64_t i, SceneSecond& now) {
+    for (Side& side : now.sfp) side.master = i >= hour && i < 2 * hour ? 2 : 1;
+  });
+  EXPECT_EQ(twice.EpisodesOf(Cause::Grandmaster).size(), 2U);
+}
+
+TEST(Episodes, AreOfTheirOwnForWhatAMasterTells) {
+  struct {
+    std::function<void(Master&)> change;
+    Cause cause;
+    Severity severity;
+    const char* title;
+  } const rows[] = {
+      {[](Master& m) { m.utcOffset = 0; }, Cause::UtcOffset, Severity::Fail,
+       "UTC offset 37\u00a0s \u2192 0\u00a0s"},
+      {[](Master& m) { m.clockClass = 187; }, Cause::ClockClass, Severity::Fail,
+       "clock class 187 of \u202621-00-01"},
+      {[](Master& m) { m.stepsRemoved = 2; }, Cause::MasterData, Severity::Info, "steps removed 0 \u2192 2"},
+      {[](Master& m) { m.domain = 200; }, Cause::Profile, Severity::Warn, "domain 200, outside the profile"}};
+  for (const auto& row : rows) {
+    Scene scene;
+    scene.recording.masters[2] = scene.recording.masters[1];
+    row.change(scene.recording.masters[2]);
+    scene.Play(hour, [](std::int64_t i, SceneSecond& now) {
+      for (Side& side : now.sfp) side.master = i < 1800 ? 1 : 2;
+      now.sfp[1].linkUp = i != 1801;  // something else at the same time
+    });
+    const auto episodes = scene.EpisodesOf(row.cause);
+    ASSERT_EQ(episodes.size(), 1U) << row.title;
+    EXPECT_EQ(episodes.front().severity, row.severity) << row.title;
+    EXPECT_EQ(episodes.front().from, Scene::begin + 1800);
+    EXPECT_THAT(TitleOf(episodes.front(), scene.recording), HasSubstr(row.title));
+    EXPECT_EQ(scene.EpisodesOf(Cause::Link).size(), 1U);
+  }
+}
+
+TEST(Episodes, StayFewAndCheapWithAHundredThousandChanges) {
+  Scene scene;
+  scene.Play(200'000, [](std::int64_t i, SceneSecond& now) {
+    now.sfp[0].state = i % 2 == 0 ? 10 : 9;
+    now.sfp[1].master = i % 2 == 0 ? 1 : 2;
+    now.sfp[1].linkUp = i % 4 != 0;
+  });
+  const auto begin = std::chrono::steady_clock::now();
+  const Judgement& judgement = scene.Judge();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+  EXPECT_LT(judgement.episodes.size(), 100U);
+  std::int64_t losses = 0;
+  for (const Episode& episode : judgement.episodes) {
+    for (const Finding& finding : episode.findings) {
+      if (finding.cause == Cause::SfpLock) losses += finding.count;
+    }
+  }
+  EXPECT_EQ(losses, 100'000);
+}
+
+TEST(Changes, AreThoseThatNoDocumentTells) {
+  Scene scene;
+  scene.recording.masters[2] = scene.recording.masters[1];
+  scene.recording.masters[2].clockClass = 7;
+  scene.recording.masters[2].address = 0x0a143b02;
+  scene.Play(hour, [](std::int64_t i, SceneSecond& now) {
+    for (Side& side : now.sfp) side.master = i < 1800 ? 1 : 2;
+    now.sfp[1].state = i >= 3000 ? 9 : 10;
+  });
+  for (Runs& runs : scene.recording.eventLog.sfpState) runs.Set(Scene::begin, 10);
+  const std::vector<Change>& changes = scene.Judge().changes;
+  ASSERT_EQ(changes.size(), 3U);
+  EXPECT_EQ(changes[0].what, "address of \u202621-00-01");
+  EXPECT_EQ(changes[0].to, "10.20.59.2");
+  EXPECT_EQ(changes[1].what, "clock class of \u202621-00-01");
+  EXPECT_EQ(changes[1].sfp, -1) << "both";
+  EXPECT_EQ(changes[1].time, Scene::begin + 1800);
+  EXPECT_EQ(changes[2].what, "state, document against records");
+  EXPECT_EQ(changes[2].from, "follower locked");
+  EXPECT_EQ(changes[2].sfp, 1);
+
+  // A change of grandmaster has a document beside it, or not.
+  for (const bool logged : {false, true}) {
+    Scene handover;
+    if (logged) {
+      for (const std::int8_t sfp : {std::int8_t{0}, std::int8_t{1}}) {
+        handover.recording.eventLog.events.push_back({Scene::begin + 1803, EventLogType::SfpSt2059, sfp, 0});
+      }
+    }
+    handover.Play(hour, [](std::int64_t i, SceneSecond& now) {
+      for (Side& side : now.sfp) side.master = i < 1800 ? 1 : 2;
+    });
+    EXPECT_EQ(handover.Judge().changes.size(), logged ? 0U : 1U);
+  }
+}
+
+TEST(Judgement, CountsDaysAndMasters) {
+  Scene scene;
+  scene.Play(30 * hour, [](std::int64_t i, SceneSecond& now) {
+    if (i >= 20 * hour && i < 21 * hour) now.sfp[0].master = 2;
+    if (i == 26 * hour) now.sfp[0].offset = -700;
+    if (i == 27 * hour) now.cardLocked = false;
+  });
+  const auto& days = scene.Judge().watch->Days();
+  ASSERT_EQ(days.size(), 2U);
+  EXPECT_EQ(days.begin()->second.grandmasterChanges, 2);
+  EXPECT_EQ(days.begin()->second.worstOffset, 0);
+  EXPECT_EQ(days.rbegin()->second.worstOffset, -700);
+  EXPECT_EQ(days.rbegin()->second.worstOffsetAt, Scene::begin + 26 * hour);
+  EXPECT_EQ(days.rbegin()->second.cardUnlocked, 1);
+  EXPECT_EQ(days.rbegin()->second.judged, 6 * hour - 5) << "two seconds around the document and itself";
+  const auto& masters = scene.Judge().masters;
+  ASSERT_EQ(masters.size(), 2U);
+  EXPECT_EQ(masters[1].followed[0], hour);
+  EXPECT_EQ(masters[1].followed[1], 0);
+  EXPECT_EQ(masters[0].times, 3);
+}
+
+TEST(Judgement, SurvivesRunsClocksSetBackAndMissingFiles) {
+  Scene scene;
+  scene.recording.eventLog.present = false;
+  Watch watch(scene.recording, scene.limits);
+  SelfCheck selfCheck(scene.recording);
+  Bucket second;
+  second.records = second.locked = 1;
+  second.syncs = 8;
+  second.offset.Add(8, 8 * 100.0, 90, 110, 0);
+  for (std::int64_t i = 0; i < 400; ++i) {
+    const std::int64_t back = i < 200 ? 0 : 150;  // set back by 150 s, with seconds that come twice
+    for (int sfp = 0; sfp < sfpCount; ++sfp) {
+      second.start = Scene::begin + i - back;
+      watch.OnSecond(sfp, second, 10, 1);
+      watch.OnSecond(sfp, second, 10, 1);
+    }
+  }
+  watch.Finish();
+  selfCheck.Finish();
+  const Judgement judgement = JudgeRecording(scene.recording, watch, selfCheck, scene.limits);
+  EXPECT_EQ(judgement.verdict, Verdict::Pass);
+  EXPECT_EQ(watch.JudgedSeconds(), 400);
+  EXPECT_THAT(judgement.checks[static_cast<std::size_t>(Rule::CardLock)].measure.detail,
+              HasSubstr("by the SFPs"));
+}
+
+}  // namespace
+}  // namespace kestrune::report

@@ -1,0 +1,156 @@
+"""A recording of four hours over the spring change of clocks in Berlin, every value of which is known."""
+
+import json
+import random
+import struct
+
+BEGIN = 1774735200  # 2026-03-28 22:00 UTC
+CHANGE_OF_CLOCKS = 1774746000  # 2026-03-29 01:00 UTC
+SECONDS = 4 * 3600
+LOCK = 7  # seconds after the beginning at which both SFPs have locked
+MASTER_CHANGE = 3600
+CLASS_CHANGE = 2 * 3600
+SPIKE = 3 * 3600 + 1234
+SPIKE_RANGE = (-321, 2251)
+GAP = (5000, 5060)  # SFP A has no records
+PLATEAU = (6000, 7000)  # SFP B is out of lock, 80 µs off
+WORST = 318385151  # of a message, while SFP A locks for the first time
+MASTERS = (bytes.fromhex("080011fffe210001"), bytes.fromhex("080011fffe210002"))
+RATE = 8
+LOCKED = 10
+
+
+def state_of(sfp, t):
+    for begin, states in ((0, (4, 4, 8, 9, 9, 9, 9)), (MASTER_CHANGE, (8, 9, 9, 9))):
+        if begin <= t < begin + len(states):
+            return states[t - begin]
+    return 9 if sfp == 1 and PLATEAU[0] <= t < PLATEAU[1] else LOCKED
+
+
+class Second:
+    """What one record of one SFP says."""
+
+    def __init__(self, sfp, t, dice):
+        self.state = state_of(sfp, t)
+        self.syncs = self.resps = RATE
+        average, spread = dice.randint(-30, 30), dice.randint(20, 60)
+        if self.state == 4:
+            self.syncs = self.resps = 0
+        elif self.state != LOCKED:
+            average += 80_000 if t >= PLATEAU[0] else 1_200
+        elif sfp == 1 and t % 17 == 0:
+            self.syncs = self.resps = RATE - 1
+        self.low, self.high = average - spread, average + spread
+        if sfp == 0 and t == 2:
+            self.high = WORST
+        if sfp == 0 and t == SPIKE:
+            average, (self.low, self.high) = 871, SPIKE_RANGE
+        self.sum = average * self.syncs + dice.randint(0, self.syncs)
+        self.squares = spread * spread // 4 * self.syncs
+        self.path = 1850 + sfp * 550 + dice.randint(-20, 20)
+        self.master = 0 if t < MASTER_CHANGE else 1
+        self.clock_class = 7 if t >= CLASS_CHANGE else 6
+
+    @property
+    def average(self):
+        return self.sum / self.syncs
+
+
+def split(value):
+    return (int(value / 1e9), value - int(value / 1e9) * 10**9)
+
+
+def figures(least, total, greatest, squares):
+    return struct.pack("<8i", *split(total), *split(least), *split(greatest), *split(squares))
+
+
+def unit(sfp, t, second, counters):
+    record = bytearray(1016)
+    struct.pack_into("<B", record, 0, sfp)
+    if second.state != 4:
+        master = MASTERS[second.master]
+        announce = bytes((10, 20, 59, 1 + second.master)) + bytes(4) + master + struct.pack("<3I", 127, 2, 8)
+        announce += struct.pack("<4xQiiQIi5I4x", 0, -2, 1, BEGIN + t, 0, 37, 128, second.clock_class, 0x21, 0x4E5D, 128)
+        announce += master + struct.pack("<2I", 0, 0x20)
+        record[8:112] = announce
+        record[312:416] = announce
+        struct.pack_into("<i", record, 832, 1)
+        record[840:848] = master
+        struct.pack_into("<6i", record, 848, second.low, second.path, 0, 0, 37, 1)
+        struct.pack_into("<11i", record, 872, 0, 0, 1, 1, 1, 1, 0x20, -2, -3, 0, -3)
+    pm = struct.pack("<i", second.syncs) + figures(second.path - 9, second.path * second.syncs, second.path + 9, 0)
+    pm += figures(-700, 0, 700, 0) + figures(second.low, second.sum, second.high, second.squares)
+    pm += struct.pack("<i", second.resps) + figures(second.path - 9, second.path * second.resps, second.path + 9, 0)
+    pm += figures(second.path - 9, second.path * second.resps, second.path + 9, 0) + figures(30_000, 44_000, 59_000, 0)
+    record[112:312] = pm
+    struct.pack_into("<10I", record, 916, *counters)
+    struct.pack_into("<iI", record, 956, second.state, 1)
+    struct.pack_into("<6Q", record, 968, 1_250_000, 1_250_000, 800, 800, 0, 0)
+    return struct.pack("<q", BEGIN + t) + bytes(record)
+
+
+def write(prefix):
+    """Writes the files; returns the seconds of both SFPs as {t: Second}."""
+    dice = random.Random(2059)
+    seconds = ({}, {})
+    with open(prefix + "_raw_data", "wb") as raw:
+        announces = [0, 0]
+        counts = [[0] * 4, [0] * 4]
+        for t in range(SECONDS):
+            for sfp in (0, 1):
+                if sfp == 0 and GAP[0] <= t < GAP[1]:
+                    continue
+                second = Second(sfp, t, dice)
+                seconds[sfp][BEGIN + t] = second
+                announces[sfp] += 4 if second.state != 4 else 0
+                for i, more in enumerate((second.syncs, second.syncs, RATE, second.resps)):
+                    counts[sfp][i] += more
+                sync, follow_up, request, response = counts[sfp]
+                raw.write(unit(sfp, t, second, (announces[sfp], 0, sync, follow_up, request, 0, response, 0, 0, 0)))
+    with open(prefix + "_event_log.txt", "w") as log:
+        for t, kind, members in documents():
+            local = t + (7200 if t >= CHANGE_OF_CLOCKS else 3600)
+            document = {"Time": clock_text(local), "Epoch time": t, "Event log type": kind, **members}
+            log.write(json.dumps(document, indent=4) + "\n")
+    return seconds
+
+
+def clock_text(t):
+    day, rest = divmod(t - 1774656000, 86400)  # 2026-03-28
+    return f"2026-03-{28 + day} {rest // 3600:02}:{rest % 3600 // 60:02}:{rest % 60:02}"
+
+
+def documents():
+    names = {4: "listening", 8: "uncalibrated", 9: "follower unlocked", LOCKED: "follower locked"}
+    yield BEGIN, "genlock status", {"Genlock state": "locked"}
+    yield BEGIN, "genlock settings", {"Genlock source": "ST2059", "Genlock resolution frame rate": "50"}
+    for sfp in "AB":
+        yield BEGIN, "SFP IP status", {
+            "SFP": f"SFP {sfp}",
+            "Module present": "true",
+            "Signal present": "true",
+            "Transmit error": "false",
+        }
+    yield BEGIN, "start of monitoring", {}
+    before = None
+    for t in range(SECONDS):
+        now = state_of(0, t)
+        if now != before:
+            master = "0x" + MASTERS[t >= MASTER_CHANGE].hex().lstrip("0") if now != 4 else "0x0"
+            yield BEGIN + t, "ST2059 status/settings", {
+                "State": names[now],
+                "Best master SFP": "SFP A",
+                "Best master clock ID": master,
+                "Grand master clock ID": master,
+                "Best master SFP selection": "automatic",
+            }
+        before = now
+        # The pairs of both times that tell the recorder's zone.
+        if t % 900 == 427:
+            yield BEGIN + t, "SFP IP status", {
+                "SFP": "SFP B",
+                "Module present": "true",
+                "Signal present": "true",
+                "Transmit error": "false",
+            }
+    yield BEGIN + SECONDS, "end of monitoring", {}

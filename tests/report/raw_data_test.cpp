@@ -1,0 +1,228 @@
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <cstring>
+
+#include "report/raw_units.h"
+#include "report/recording.h"
+
+namespace kestrune::report {
+namespace {
+
+using testing::ElementsAre;
+
+constexpr std::int64_t begin = 1'772'434'800;  // a full hour
+
+Recording ReadBytes(const std::string& bytes, const ReadOptions& options = {}) {
+  const RunFiles files;
+  files.WriteRawData(bytes);
+  return files.Read(options);
+}
+
+Recording ReadUnits(const std::vector<RawDataUnit>& units) { return ReadBytes(BytesOf(units)); }
+
+std::uint64_t Records(const Recording& recording) {
+  return recording.sfp[0].records + recording.sfp[1].records;
+}
+
+TEST(RawData, DamageIsSkippedAndCounted) {
+  const std::string before = BytesOf(MakeUnits(begin, begin + 400));
+  const std::string after = BytesOf(MakeUnits(begin + 402, begin + 802));
+  const std::string unit = BytesOf(MakeUnits(begin + 400, begin + 401)).substr(0, 1024);
+  std::string noise;
+  for (std::uint32_t i = 0, state = 1; i < 700'000; ++i)
+    noise += static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
+  for (const std::string& damage :
+       {unit.substr(0, 1), unit.substr(0, 8), unit.substr(0, 500), unit.substr(0, 1023), unit.substr(3),
+        noise, std::string(1'000'000, '\0'), std::string(5000, '\xff')}) {
+    const Recording recording = ReadBytes(before + damage + after);
+    EXPECT_EQ(Records(recording), 1600) << damage.size();
+    EXPECT_EQ(recording.damagedPlaces, 1) << damage.size();
+    EXPECT_EQ(recording.damagedBytes, damage.size());
+    EXPECT_EQ(recording.end, begin + 802);
+  }
+  const Recording torn = ReadBytes(before + unit.substr(0, 1000));
+  EXPECT_EQ(torn.tornBytes, 1000);
+  EXPECT_EQ(torn.damagedPlaces, 0);
+  EXPECT_EQ(Records(torn), 800);
+}
+
+TEST(RawData, ATornUnitIsFoundWhereverItEnds) {
+  const std::string before = BytesOf(MakeUnits(begin, begin + 20));
+  const std::string after = BytesOf(MakeUnits(begin + 21, begin + 41));
+  const std::string unit = BytesOf(MakeUnits(begin + 20, begin + 21)).substr(0, 1024);
+  for (std::size_t length = 1; length < 1024; length += 7) {
+    const Recording recording = ReadBytes(before + unit.substr(0, length) + after);
+    EXPECT_EQ(Records(recording), 80) << length;
+    EXPECT_EQ(recording.damagedBytes, length);
+  }
+}
+
+TEST(RawData, WildStampsNeverStretchTheTime) {
+  auto units = MakeUnits(begin, begin + 300);
+  units[100].epochTime = begin + 400'000'000;
+  units[101].epochTime = 946'684'800;
+  for (std::size_t i = 300; i < 320; ++i) units[i].epochTime += 86'400;
+  units.back().epochTime = 4'000'000'000;
+  units.front().epochTime = 1'000'000'000;
+  const Recording recording = ReadUnits(units);
+  EXPECT_EQ(recording.wildStamps, 24);
+  EXPECT_EQ(recording.first, begin);
+  EXPECT_EQ(recording.end, begin + 300);
+  EXPECT_EQ(recording.base, begin);
+}
+
+TEST(RawData, LongerStretchesOfAnotherTimeAreBelieved) {
+  // A day's pause: the card's counters go on with the time.
+  auto units = MakeUnits(begin, begin + 100);
+  const auto later = MakeUnits(begin + 86'400, begin + 86'500);
+  units.insert(units.end(), later.begin(), later.end());
+  const Recording pause = ReadUnits(units);
+  EXPECT_EQ(pause.end, begin + 86'500);
+  EXPECT_EQ(pause.gapSeconds, 86'300);
+  EXPECT_TRUE(pause.clockSteps.empty());
+
+  // The clock is set ahead by two hours, then back by three: the counters tell it from a pause.
+  units = MakeUnits(begin, begin + 300);
+  for (std::size_t i = 200; i < units.size(); ++i) units[i].epochTime += i < 400 ? 7200 : -3600;
+  const Recording steps = ReadUnits(units);
+  ASSERT_EQ(steps.clockSteps.size(), 2);
+  EXPECT_NEAR(static_cast<double>(steps.clockSteps[0].by), 7200, 2);
+  EXPECT_NEAR(static_cast<double>(steps.clockSteps[1].by), -10'800, 2);
+  EXPECT_EQ(Records(steps), 600);
+  EXPECT_EQ(steps.wildStamps, 0);
+}
+
+TEST(RawData, BatchesArePutIntoTheirSeconds) {
+  // Two fetches were late, one stamp came twice for one that is missing, all within what a batch allows.
+  auto units = MakeUnits(begin, begin + 200);
+  const auto stamp = [&](std::int64_t second, std::int64_t stamped) {
+    units[static_cast<std::size_t>(second) * 2].epochTime = begin + stamped;
+    units[static_cast<std::size_t>(second) * 2 + 1].epochTime = begin + stamped;
+  };
+  for (std::int64_t second = 50; second < 57; ++second) stamp(second, 57);
+  stamp(100, 101);
+  stamp(120, 119);
+  stamp(150, 151);
+  const Recording recording = ReadUnits(units);
+  EXPECT_EQ(recording.gapCount, 0);
+  EXPECT_EQ(recording.doubledSeconds, 0);
+  EXPECT_EQ(recording.end - recording.first, 200);
+
+  // What is missing for good shows, give or take a second.
+  units.erase(units.begin() + 80, units.begin() + 100);
+  const Recording missing = ReadUnits(units);
+  EXPECT_EQ(missing.gapCount, 1);
+  EXPECT_NEAR(static_cast<double>(missing.gapSeconds), 10, 1);
+}
+
+TEST(RawData, BucketsAreTheMergeOfTheirSeconds) {
+  std::vector<RawDataUnit> units;
+  for (std::int64_t second = 0; second < 5000; ++second) {
+    if (second > 1000 && second < 1130) continue;
+    for (const int sfp : {0, 1}) {
+      const auto average = static_cast<std::int32_t>((second * 7919 + sfp * 31) % 977 - 400);
+      units.push_back(MakeUnit(begin + second, sfp, average, second % 700 < 30 ? 9 : 10));
+    }
+  }
+  const RunFiles files;
+  files.WriteRawData(BytesOf(units));
+  const Recording recording = files.Read();
+  const Seconds seconds = ReadSeconds(recording, recording.first, recording.end);
+  for (std::size_t k = 0; k < sfpCount; ++k) {
+    ASSERT_EQ(seconds.sfp[k].size(), 4871);
+    std::size_t next = 0;
+    Stat locked;
+    for (const Bucket& bucket : recording.sfp[k].buckets) {
+      Bucket merged;
+      merged.start = bucket.start;
+      for (; next < seconds.sfp[k].size() && seconds.sfp[k][next].start < bucket.start + 60; ++next) {
+        merged.Merge(seconds.sfp[k][next]);
+        if (seconds.sfp[k][next].locked > 0) locked.Merge(seconds.sfp[k][next].offset);
+      }
+      EXPECT_EQ(std::tie(merged.records, merged.locked, merged.syncs, merged.resps, merged.offset.least,
+                         merged.offset.greatest),
+                std::tie(bucket.records, bucket.locked, bucket.syncs, bucket.resps, bucket.offset.least,
+                         bucket.offset.greatest));
+      EXPECT_NEAR(merged.offset.mean, bucket.offset.mean, 1e-6);
+      EXPECT_NEAR(merged.offset.StandardDeviation(), bucket.offset.StandardDeviation(), 1e-6);
+      EXPECT_EQ(merged.worstSecondAt, bucket.worstSecondAt);
+    }
+    EXPECT_EQ(next, seconds.sfp[k].size());
+    EXPECT_EQ(recording.sfp[k].locked[offset].count, locked.count);
+    EXPECT_EQ(recording.sfp[k].offsetLocked.least, locked.least);
+    EXPECT_EQ(recording.sfp[k].secondOffset.Count(), static_cast<std::uint64_t>(locked.count) / 8);
+  }
+  EXPECT_EQ(recording.difference.all.count, 4871);
+  // Part of it, from the middle of the file.
+  const Seconds part = ReadSeconds(recording, begin + 2500, begin + 2600);
+  ASSERT_EQ(part.sfp[1].size(), 100);
+  EXPECT_EQ(part.sfp[1].front().start, begin + 2500);
+  EXPECT_EQ(part.differences.size(), 100);
+}
+
+TEST(RawData, OffsetsOfTaiStayExact) {
+  // 37 s: sums of squares would lose the nanoseconds.
+  std::vector<RawDataUnit> units;
+  for (std::int64_t second = 0; second < 600; ++second) {
+    RawDataUnit unit = MakeUnit(begin + second, 0);
+    const std::int32_t nanoseconds = second % 2 == 0 ? 0 : 100;
+    unit.record.performanceMonitoring.offsetFromMaster = {296, 8 * nanoseconds, 37, nanoseconds,
+                                                          37,  nanoseconds,     0,  0};
+    units.push_back(unit);
+  }
+  const Recording recording = ReadUnits(units);
+  const Stat& stat = recording.sfp[0].all[offset];
+  EXPECT_NEAR(stat.mean - 37e9, 50, 0.01);
+  EXPECT_NEAR(stat.StandardDeviation(), 50, 0.5);
+  EXPECT_EQ(stat.greatest, 37'000'000'100);
+}
+
+TEST(RawData, ChangesOfTheMasterAreRuns) {
+  auto units = MakeUnits(begin, begin + 100);
+  for (std::size_t i = 100; i < units.size(); ++i) {
+    units[i].record.bestMasterLastPtpAnnouncePacket.grandmasterClockClass = i < 140 ? 7 : 6;
+    if (i >= 180) units[i].record.currentUtcOffset = 1;
+    units[i].record.bestMasterLastPtpAnnouncePacket.originTimestampSeconds =
+        i;  // tells nothing of the master
+  }
+  const Recording recording = ReadUnits(units);
+  std::vector<std::pair<std::int64_t, std::int32_t>> runs;
+  for (const report::Run& run : recording.sfp[0].master.All()) runs.emplace_back(run.from - begin, run.value);
+  EXPECT_THAT(runs, ElementsAre(std::pair(0, 1), std::pair(50, 2), std::pair(70, 1), std::pair(90, 3),
+                                std::pair(100, 0)));
+  EXPECT_EQ(recording.masters[2].clockClass, 7);
+  EXPECT_EQ(recording.masters[3].timeUtcOffset, 1);
+}
+
+TEST(RawData, ARangeLeavesOutTheRest) {
+  ReadOptions options;
+  options.from = begin + 10;
+  options.to = begin + 60;
+  const Recording recording = ReadBytes(BytesOf(MakeUnits(begin, begin + 100)), options);
+  EXPECT_EQ(recording.first, begin + 10);
+  EXPECT_EQ(recording.end, begin + 60);
+  EXPECT_EQ(recording.outsideRange, 100);
+  const RunFiles files;
+  EXPECT_FALSE(LastTime(files.Names().rawData));
+  auto units = MakeUnits(begin, begin + 700);
+  units.back().epochTime = 4'000'000'000;
+  files.WriteRawData(BytesOf(units) + "torn");
+  EXPECT_EQ(LastTime(files.Names().rawData), begin + 699);
+}
+
+TEST(RawData, MemoryIsBoundedByWiderBuckets) {
+  // Three records an hour for twenty years.
+  std::vector<RawDataUnit> units;
+  for (std::int64_t i = 0; i < 200'000; ++i) units.push_back(MakeUnit(begin + i * 1200, 0));
+  const Recording recording = ReadUnits(units);
+  EXPECT_EQ(recording.sfp[0].records, 200'000);
+  EXPECT_LE(recording.sfp[0].buckets.size(), 65'536);
+  EXPECT_EQ(recording.bucketWidth % 3600, 0);
+  std::uint64_t records = 0;
+  for (const Bucket& bucket : recording.sfp[0].buckets) records += bucket.records;
+  EXPECT_EQ(records, 200'000);
+}
+
+}  // namespace
+}  // namespace kestrune::report

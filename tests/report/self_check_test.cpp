@@ -1,0 +1,133 @@
+#include "report/self_check.h"
+
+#include <gmock/gmock.h>
+
+namespace kestrune::report {
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr std::int64_t begin = 1'772'409'600;
+constexpr std::int64_t quarter = 900;
+
+/// A run with a record of each SFP a second, and the lines that the recorder wrote of it.
+class RecordedRun {
+ public:
+  /// Each period's last record comes `late` seconds behind the line's time, or before it.
+  explicit RecordedRun(std::int64_t periods, std::int64_t late = 0) {
+    recording.periodLines.present = true;
+    recording.eventLog.starts = {begin};
+    std::array<PeriodAccumulator, sfpCount> sums;
+    std::array<PeriodAccumulator, sfpCount> days;
+    std::int64_t end = begin + quarter;
+    for (std::int64_t time = begin; time < begin + periods * quarter + 60; ++time) {
+      for (std::uint8_t sfp = 0; sfp < sfpCount; ++sfp) {
+        units.push_back(MakeUnit(time, sfp));
+        const auto sample = MakePerformanceSample(units.back().record.performanceMonitoring);
+        AccumulatePerformanceSample(sample, sums[sfp]);
+        AccumulatePerformanceSample(sample, days[sfp]);
+      }
+      if (time != end + late) continue;
+      for (int sfp = 0; sfp < sfpCount; ++sfp) AddLine(end, 15, sfp, sums[static_cast<std::size_t>(sfp)]);
+      if (end == begin + 96 * quarter) {
+        for (int sfp = 0; sfp < sfpCount; ++sfp) AddLine(end, 1440, sfp, days[static_cast<std::size_t>(sfp)]);
+      }
+      end += quarter;
+    }
+  }
+
+  SelfCheck Check() const {
+    SelfCheck check(recording);
+    for (const RawDataUnit& unit : units) check.OnUnit(unit);
+    check.Finish();
+    return check;
+  }
+
+  Recording recording;
+  std::vector<RawDataUnit> units;
+
+ private:
+  static RawDataUnit MakeUnit(std::int64_t time, std::uint8_t sfp) {
+    RawDataUnit unit{};
+    unit.epochTime = time;
+    unit.record.sfp = sfp;
+    PerformanceMonitoring& pm = unit.record.performanceMonitoring;
+    const auto value = static_cast<std::int32_t>(time % 97 - 40 + sfp);
+    pm.numberOfSyncSinceLastTelemetry = 8;
+    pm.offsetFromMaster = {0, 8 * value, 0, value - 30, 0, value + 30, 0, 900};
+    pm.numberOfDelayRespSinceLastTelemetry = 7;
+    pm.meanPathDelay = {0, 7 * 1850, 0, 1800 - value, 0, 1900 + value, 0, 700};
+    return unit;
+  }
+
+  void AddLine(std::int64_t time, std::int32_t minutes, int sfp, PeriodAccumulator& sums) {
+    recording.periodLines.lines.push_back({time, minutes, sfp, 1, ComputePeriodResults(sums)});
+  }
+};
+
+TEST(SelfCheck, AgreesWhereverThePeriodsLastRecordWas) {
+  for (const std::int64_t late : {-2, 0, 2}) {
+    const SelfCheck check = RecordedRun(97, late).Check();
+    EXPECT_EQ(check.Agreeing(), 2U * 97 + 2) << late;
+    EXPECT_EQ(check.Differing() + check.NotCompared(), 0U);
+    EXPECT_TRUE(check.WithoutLine().empty());
+  }
+}
+
+TEST(SelfCheck, TellsWhichFigureDiffersAndRecovers) {
+  RecordedRun run(6);
+  run.recording.periodLines.lines[4].results.syncGroup.quantities[2].maximum.nanoseconds +=
+      5;  // third, SFP A
+  SelfCheck check = run.Check();
+  EXPECT_EQ(check.Agreeing(), 11U);
+  ASSERT_EQ(check.Differences().size(), 1U);
+  EXPECT_EQ(check.Differences()[0].sfp, 0);
+  EXPECT_THAT(check.Differences()[0].text,
+              HasSubstr("offset from the master, greatest: 91\u00a0ns in the line, 86\u00a0ns"));
+  EXPECT_THAT(check.Differences()[0].text, HasSubstr("1 of 50 figures differ"));
+
+  // Ten seconds that aren't in the file any more.
+  RecordedRun lossy(6);
+  lossy.units.erase(lossy.units.begin() + 2000, lossy.units.begin() + 2020);
+  check = lossy.Check();
+  EXPECT_EQ(check.Agreeing(), 10U);
+  ASSERT_EQ(check.Differences().size(), 2U);
+  EXPECT_THAT(check.Differences()[0].text,
+              HasSubstr("Sync messages: 7\u202f200 in the line, 7\u202f120 in the raw data"));
+}
+
+TEST(SelfCheck, FindsRecordsWithoutALineAndLinesItCantCompare) {
+  RecordedRun unfinished(2);
+  unfinished.recording.periodLines.lines.resize(2);  // the last two are missing
+  const SelfCheck check = unfinished.Check();
+  ASSERT_EQ(check.WithoutLine().size(), 2U);
+  EXPECT_EQ(check.WithoutLine()[0].stretch.from, begin + quarter + 1);
+
+  RecordedRun cut(3);
+  cut.units.erase(cut.units.begin(), cut.units.begin() + 2000);  // the user asked for the rest
+  cut.recording.outsideRange = 2000;
+  const SelfCheck rest = cut.Check();
+  EXPECT_EQ(rest.Differing(), 0U);
+  EXPECT_EQ(rest.NotCompared(), 4U);
+  EXPECT_EQ(rest.Agreeing(), 2U);
+}
+
+TEST(SelfCheck, KeepsRunsApart) {
+  RecordedRun first(2);
+  RecordedRun second(2);
+  constexpr std::int64_t later = 2000;  // the first run was stopped within its third period
+  for (RawDataUnit& unit : second.units) unit.epochTime += later;
+  first.recording.eventLog.starts.push_back(begin + later);
+  for (PeriodLine line : second.recording.periodLines.lines) {
+    line.time += later;
+    line.run = 2;
+    first.recording.periodLines.lines.push_back(line);
+  }
+  first.units.insert(first.units.end(), second.units.begin(), second.units.end());
+  const SelfCheck check = first.Check();
+  EXPECT_EQ(check.Agreeing(), 8U);
+  EXPECT_EQ(check.Differing(), 0U);
+}
+
+}  // namespace
+}  // namespace kestrune::report
