@@ -25,9 +25,10 @@ class EventDocument {
   bool Parse(const std::string& text) {
     json_.Parse<rapidjson::kParseIterativeFlag>(text.data(), text.size());
     if (json_.HasParseError() || !json_.IsObject()) return false;
-    const auto epoch = json_.FindMember(event_members::epochTime);
-    if (epoch == json_.MemberEnd() || !epoch->value.IsInt64()) return false;
-    time_ = epoch->value.GetInt64();
+    if (!json_.HasMember(event_members::epochTime)) return false;
+    const rapidjson::Value& epoch = json_[event_members::epochTime];
+    if (!epoch.IsInt64()) return false;
+    time_ = epoch.GetInt64();
     const auto type = CodeOf(eventLogTypes, Text(event_members::eventLogType));
     if (!type || time_ < earliestTime || time_ >= latestTime) return false;
     type_ = static_cast<EventLogType>(*type);
@@ -38,9 +39,10 @@ class EventDocument {
   EventLogType Type() const { return type_; }
 
   std::string_view Text(const char* member) const {
-    const auto found = json_.FindMember(member);
-    if (found == json_.MemberEnd() || !found->value.IsString()) return {};
-    return {found->value.GetString(), found->value.GetStringLength()};
+    if (!json_.HasMember(member)) return {};
+    const rapidjson::Value& value = json_[member];
+    if (!value.IsString()) return {};
+    return {value.GetString(), value.GetStringLength()};
   }
 
   /// SFP index; -1 for a document of no SFP.

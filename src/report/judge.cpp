@@ -97,6 +97,7 @@ std::vector<MasterUse> MastersOf(const Recording& recording) {
     }
   }
   std::vector<MasterUse> masters;
+  masters.reserve(uses.size());
   for (const auto& [index, use] : uses) masters.push_back(use);
   std::ranges::stable_sort(masters, {}, &MasterUse::first);
   return masters;

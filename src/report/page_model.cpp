@@ -222,7 +222,9 @@ Data Masters(const Judgement& judgement) {
 
 Data Days(const Judgement& judgement) {
   Data list = List();
-  for (const auto& [start, day] : judgement.watch->Days()) {
+  for (const auto& entry : judgement.watch->Days()) {
+    const std::int64_t start = entry.first;
+    const DayFigures& day = entry.second;
     const Severity severity = SeverityOfDay(day, judgement.limits);
     const MessageTally& syncs = day.messages[syncMessage];
     const auto share = [&](int sfp) {
@@ -354,7 +356,7 @@ Data MakePageModel(const Judgement& judgement, const Heading& heading) {
                                       DayText(recording.end) + ", " + ClockText(recording.end) + " UTC"
                                 : "no telemetry"},
               {"duration", DurationText(recording.end - recording.first)},
-              {"records", CountText(static_cast<std::int64_t>(recording.units), "record", "records")},
+              {"records", CountText(static_cast<std::int64_t>(recording.Records()), "record", "records")},
               {"zoneName", recording.zone.NameAt(recording.first)}});
   model.set("checks", Checks(judgement));
   model.set("rules", Rules(judgement));

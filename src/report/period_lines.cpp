@@ -14,7 +14,6 @@ namespace kestrune::report {
 namespace {
 
 constexpr std::size_t resultValues = sizeof(PeriodResults) / sizeof(std::int32_t);
-constexpr std::size_t leadingFields = 4;
 constexpr std::size_t mostLines = 100'000;
 constexpr std::int64_t earliestTime = 946'684'800;  // 2000-01-01
 constexpr std::int64_t latestTime = 4'102'444'800;  // 2100-01-01

@@ -2,6 +2,7 @@
 
 import os
 import pathlib
+import shlex
 import shutil
 import struct
 import subprocess
@@ -45,7 +46,7 @@ class Image:
 
 class PackageTest(ProgramTest):
     def test_needs_the_system_alone_and_is_protected(self):
-        for path in (PROGRAM[-1], os.environ["KESTRUNE_SIMULATED_CARD"]):
+        for path in (PROGRAM[-1], shlex.split(os.environ["KESTRUNE_REPORT"])[-1], os.environ["KESTRUNE_SIMULATED_CARD"]):
             with self.subTest(path=path):
                 image = Image(path)
                 imports = set(image.imports())
