@@ -78,7 +78,7 @@ void WriteRecording(Writer& json, const Recording& recording) {
   json.Instant("first", hasData ? recording.first : -1);
   json.Instant("end", hasData ? recording.end : -1);
   json.Whole("seconds", recording.end - recording.first);
-  json.Whole("records", recording.units);
+  json.Whole("records", recording.Records());
   json.Whole("gapSeconds", recording.gapSeconds);
   json.BeginList("notes");
   for (const std::string& note : RecordingNotes(recording)) json.Text(note);

@@ -260,7 +260,7 @@ Measure MeasureTelemetry(const Evidence& evidence) {
   if (length <= 0) return {};
   const auto missing = static_cast<double>(recording.gapSeconds);
   Measure measure =
-      Measured(missing, -1, -1, GroupedText(static_cast<std::int64_t>(recording.units)) + " records");
+      Measured(missing, -1, -1, GroupedText(static_cast<std::int64_t>(recording.Records())) + " records");
   measure.inFailUnit = 100 * missing / length;
   const auto longest =
       std::ranges::max_element(recording.gaps, {}, [](const Stretch& gap) { return gap.to - gap.from; });

@@ -188,6 +188,9 @@ struct Recording {
   std::vector<Checkpoint> checkpoints;
 
   static constexpr std::size_t listLimit = 10'000;
+
+  /// Of both SFPs, those that count.
+  std::uint64_t Records() const { return sfp[0].records + sfp[1].records; }
 };
 
 /// Sees every record while the raw data is read; called by the thread that reads.

@@ -17,7 +17,7 @@ std::string HeadLine(const Judgement& judgement, std::string_view name) {
   if (recording.end <= recording.first) return line + ": no telemetry";
   return line + ", " + TimeText(recording.first) + " to " + TimeText(recording.end) + " UTC, " +
          DurationText(recording.end - recording.first) + ", " +
-         CountText(static_cast<std::int64_t>(recording.units), "record", "records");
+         CountText(static_cast<std::int64_t>(recording.Records()), "record", "records");
 }
 
 std::string ReasonLine(const Check& check, const Limits& limits) {
