@@ -45,7 +45,7 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--step", options.step, "seconds a line of the table (60)")
       ->check(CLI::Range(std::int64_t{1}, std::int64_t{86'400}))
       ->type_name("N");
-  constexpr char instant[] = "a time such as 2026-03-02T07:25:21Z (UTC) or seconds since 1970";
+  static constexpr char instant[] = "a time such as 2026-03-02T07:25:21Z (UTC) or seconds since 1970";
   AddParsed(app, "--from", options.from, ParseInstant, instant, "leave out what is before, UTC")
       ->type_name("TIME");
   AddParsed(app, "--to", options.to, ParseInstant, instant, "leave out what is from here on, UTC")

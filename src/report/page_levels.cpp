@@ -40,6 +40,7 @@ class Interest {
     for (const auto& [at, rank] : ranks_) order.emplace_back(rank, at);
     std::ranges::sort(order);
     std::vector<std::int64_t> slots;
+    slots.reserve(order.size());
     for (const auto& [rank, at] : order) slots.push_back(at);
     return slots;
   }
