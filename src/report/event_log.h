@@ -56,6 +56,7 @@ struct EventLog {
   static constexpr std::size_t limit = 200'000;
   std::vector<Event> events;  ///< in the order of the file, without repetitions
   Texts texts;
+  std::int32_t linkUp = texts.IndexOf(linkUpText);  ///< the number of that text
 
   std::vector<std::int64_t> starts;           ///< "start of monitoring"
   std::vector<std::int64_t> ends;             ///< "end of monitoring"

@@ -50,9 +50,8 @@ LevelPacker::LevelPacker(std::int64_t base, std::int64_t width, int parts, std::
   level_.parts = parts;
 }
 
-void LevelPacker::Add(std::int64_t from, std::int64_t to, const Seconds& seconds) {
+void LevelPacker::Add(std::int64_t from, std::int64_t to, Seconds buckets) {
   const std::int64_t width = level_.width;
-  Seconds buckets = seconds;
   for (auto& sfp : buckets.sfp) MergeBuckets(sfp, width);
   MergeBuckets(buckets.differences, width);
   std::array<std::size_t, sfpCount> next{};

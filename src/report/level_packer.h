@@ -17,7 +17,7 @@ class LevelPacker {
 
   /// The buckets of [from, to), which lies behind what was added before; `seconds` are narrower ones, or as
   /// wide.
-  void Add(std::int64_t from, std::int64_t to, const Seconds& seconds);
+  void Add(std::int64_t from, std::int64_t to, Seconds buckets);
   PageLevel Finish();
 
  private:

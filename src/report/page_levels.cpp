@@ -136,24 +136,25 @@ PageLevel FinestWhole(const Recording& recording, std::size_t room) {
 PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>& slots, std::int64_t slot,
                     std::size_t room) {
   constexpr double usualBytes = 12;  // a second
-  constexpr int attempts = 4;
+  constexpr int attempts = 3;
+  constexpr double mostGrowth = 2.5;  // an attempt takes as long as what it packs
   PageLevel best;
   std::size_t fitting = 0;
-  std::size_t tooMany = slots.size() + 1;
   double perSlot = usualBytes * static_cast<double>(slot);
-  for (int attempt = 0; attempt < attempts && best.Bytes() <= room * 9 / 10; ++attempt) {
-    auto count = fitting + static_cast<std::size_t>(static_cast<double>(room - best.Bytes()) / perSlot);
-    if (count >= tooMany) count = (fitting + tooMany) / 2;
+  std::size_t most = slots.size();
+  for (int attempt = 0; attempt < attempts && best.Bytes() <= room * 3 / 4; ++attempt) {
+    const auto more = static_cast<std::size_t>(static_cast<double>(room - best.Bytes()) / perSlot);
+    const std::size_t count = std::min(most, fitting + more);
     if (count == fitting) break;
     const std::vector<std::int64_t> chosen(slots.begin(), slots.begin() + static_cast<std::ptrdiff_t>(count));
     PageLevel level = PackParts(recording, Join(chosen, slot, recording), 1, 1);
+    perSlot = static_cast<double>(level.Bytes()) / static_cast<double>(count) * 1.05;
     if (level.Bytes() > room) {
-      perSlot =
-          static_cast<double>(level.Bytes() - best.Bytes()) / static_cast<double>(count - fitting) * 1.02;
-      tooMany = count;
+      most = count - (count - fitting) / 4;
     } else {
       best = std::move(level);
       fitting = count;
+      most = std::min(slots.size(), static_cast<std::size_t>(static_cast<double>(count) * mostGrowth));
     }
   }
   return best;

@@ -60,8 +60,8 @@ void RawDataPass::OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std
   for (const Quantity quantity : {toFollower, originJitter, offset, pathDelay, toMaster, reqToResp}) {
     AddFigures(record, quantity, stats[quantity]);
   }
-  lately.rates[0].Add(static_cast<std::int64_t>(record.linkTransmitRate));
-  lately.rates[1].Add(static_cast<std::int64_t>(record.linkReceiveRate));
+  lately.rates[0].Add(record.linkTransmitRate);
+  lately.rates[1].Add(record.linkReceiveRate);
   if (++lately.records == recordsLately) MergeLately(record.sfp);
   CountMessages(record.sfp, steps);
   CountInterval(record.logSyncInterval, syncIntervals_);
@@ -80,8 +80,11 @@ void RawDataPass::MergeLately(int sfp) {
     lately.byLock[0][q].Merge(lately.byLock[1][q]);
     all.all[q].Merge(lately.byLock[0][q]);
   }
-  all.transmitRate.Merge(lately.rates[0]);
-  all.receiveRate.Merge(lately.rates[1]);
+  if (lately.records > 0) {
+    const auto [transmit, receive] = lately.rates;
+    all.transmitRate.Add(lately.records, transmit.sum, transmit.least, transmit.greatest, 0);
+    all.receiveRate.Add(lately.records, receive.sum, receive.least, receive.greatest, 0);
+  }
   lately = {};
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
@@ -25,11 +26,23 @@ class RawDataPass : public RecordWalk::Listener {
   void Finish();
 
  private:
+  struct Rate {
+    double sum = 0;
+    std::int64_t least = INT64_MAX;
+    std::int64_t greatest = INT64_MIN;
+
+    void Add(std::uint64_t value) {
+      const auto rate = static_cast<std::int64_t>(std::min<std::uint64_t>(value, INT64_MAX));
+      sum += static_cast<double>(rate);
+      least = std::min(least, rate);
+      greatest = std::max(greatest, rate);
+    }
+  };
   /// What all records of a bucket's time add up to, apart by lock; merged into the whole now and then, which
   /// is quicker than adding each record twice.
   struct Lately {
     std::array<std::array<Stat, quantityCount>, 2> byLock;
-    std::array<Stat, 2> rates;
+    std::array<Rate, 2> rates;
     std::uint32_t records = 0;
   };
   struct SfpState {

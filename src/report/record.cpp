@@ -173,8 +173,10 @@ void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket
 }
 
 void ForgetDueWithoutLink(const EventLog& log, int sfp, Bucket& second) {
-  const std::string& link = log.texts[log.link[static_cast<std::size_t>(sfp)].At(second.start)];
-  if (link.empty() || link == linkUpText) return;
+  const Runs& links = log.link[static_cast<std::size_t>(sfp)];
+  if (links.Empty()) return;
+  const std::int32_t link = links.At(second.start);
+  if (link == 0 || link == log.linkUp) return;
   second.syncsDue = 0;
   second.respsDue = 0;
   second.followUpsDue = 0;

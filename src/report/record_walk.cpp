@@ -1,5 +1,6 @@
 #include "report/record_walk.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
 
@@ -72,11 +73,18 @@ void RecordWalk::Release() {
 }
 
 void RecordWalk::Accept(const RawDataUnit& unit, std::uint64_t place) {
-  if (sinceCheckpoint_ >= unitsPerCheckpoint && unit.epochTime != stamp_) Checkpoint(place);
+  if (sinceCheckpoint_ >= unitsPerCheckpoint && unit.epochTime != stamp_ && MayStop()) Checkpoint(place);
   ++sinceCheckpoint_;
   anyStamp_ = true;
   stamp_ = unit.epochTime;
   AddRecord(unit, place);
+}
+
+/// Is this a good place for a checkpoint, which settles all seconds? Not for ever is there a better one to
+/// wait for.
+bool RecordWalk::MayStop() const {
+  return sinceCheckpoint_ >= 4 * unitsPerCheckpoint ||
+         std::ranges::all_of(sfps_, [](const SfpState& sfp) { return sfp.retimer.IsEven(); });
 }
 
 void RecordWalk::Checkpoint(std::uint64_t place) {

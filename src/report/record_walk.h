@@ -60,12 +60,13 @@ class RecordWalk {
   static constexpr std::int64_t backward = 60;
   static constexpr std::size_t company = 64;  ///< units of about the same time
   static constexpr std::size_t companyAtEnd = 8;
-  static constexpr std::uint64_t unitsPerCheckpoint = 1024;
+  static constexpr std::uint64_t unitsPerCheckpoint = 512;
 
   void Offer(const RawDataUnit& unit, std::uint64_t place);
   void Hold(const RawDataUnit& unit, std::uint64_t place);
   void Release();
   void Accept(const RawDataUnit& unit, std::uint64_t place);
+  bool MayStop() const;
   void Checkpoint(std::uint64_t place);
   void AddRecord(const RawDataUnit& unit, std::uint64_t place);
 

@@ -122,7 +122,7 @@ struct SfpRecording {
   Histogram secondOffset;  ///< average offset of each locked second, ns rounded
   Histogram worstOffset;   ///< greatest absolute offset of a message in each locked second, ns
   Histogram secondPath;    ///< average path delay of each locked second, ns rounded
-  Stat transmitRate;       ///< bytes a second
+  Stat transmitRate;       ///< bytes a second; its deviation is that of averages of some minutes
   Stat receiveRate;
   MessageCounts messages;
 };

@@ -21,6 +21,13 @@ void Retimer::Settle() {
   }
 }
 
+bool Retimer::IsEven() const {
+  for (std::size_t i = 1; i < held_; ++i) {
+    if (TimeOf(i) != TimeOf(i - 1) + 1) return false;
+  }
+  return batch_ <= 1 && (batch_ == 0 || last_ == noTime || stamp_ == last_ + 1);
+}
+
 /// Moves the last record that shares its second, and those behind it, on by one. False when there's none.
 bool Retimer::UseDouble() {
   for (std::size_t i = held_; i-- > 1;) {

@@ -54,6 +54,9 @@ class Retimer {
     Drain(0, emit);
   }
 
+  /// Does one second follow the other among those held, so that nothing would move any more?
+  bool IsEven() const;
+
   /// The second of the last record that was emitted after `Flush`; `noTime` before the first.
   std::int64_t Last() const { return last_; }
   /// Goes on as after the `Flush` at which `Last` was this.
@@ -79,6 +82,7 @@ class Retimer {
     }
   }
 
+  std::int64_t TimeOf(std::size_t i) const { return items_[(first_ + i) % capacity].second.start; }
   std::int64_t& TimeOf(std::size_t i) { return items_[(first_ + i) % capacity].second.start; }
 
   std::array<TimedRecord, capacity> items_;
