@@ -76,9 +76,13 @@ function limitLines(pen, row, scale) {
   return lines;
 }
 
+/** Names that find room; fail's first. */
 function drawLimitNames(pen, frame, lines) {
   const size = 9.5;
-  for (const { nameY, name, stroke } of lines) {
+  const taken = [];
+  for (const { nameY, name, stroke } of [...lines].reverse()) {
+    if (taken.some(y => Math.abs(y - nameY) < 11)) continue;
+    taken.push(nameY);
     const width = pen.width(name, size);
     pen.rect(frame.right - width - 5, nameY - 5.5, width + 4, 11, pen.colour.card, 0.8);
     pen.text(frame.right - 3, nameY, name, stroke, { align: 'right', size });
