@@ -113,21 +113,6 @@ class ConsoleTest(ProgramTest):
         self.assertEqual(changes, self.event_types("slow").count("genlock settings") - 1)
 
     @unittest.skipIf(WINDOWS, "not Windows' own")
-    def test_without_another_thread_the_run_goes_on(self):
-        def limited():
-            resource.setrlimit(resource.RLIMIT_NPROC, (1, 1))
-            os.setgroups([])
-            os.setuid(65534)
-
-        if os.getuid() != 0:
-            self.skipTest("only root may become a user without processes")
-        self.folder.chmod(0o777)
-        run = self.start_program("run", NO_TEST, "-hw=7", scenario={}, process={"preexec_fn": limited})
-        text = run.communicate(timeout=30)[0]
-        self.assertEqual(run.returncode, FAILURE)
-        self.assertIn("A card with a hardware index of7", text)
-
-    @unittest.skipIf(WINDOWS, "not Windows' own")
     def test_a_terminal_that_stops_output_in_the_background(self):
         master, terminal = pty.openpty()
         self.addCleanup(os.close, master)

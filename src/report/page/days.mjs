@@ -27,7 +27,10 @@ function drawDay(canvas, top) {
   const begin = Math.max(0, x(page.t0));
   const end = Math.min(width, x(page.t1));
   pen.rect(begin, 0, end - begin, DAY_HEIGHT, c.card);
-  for (let hour = 6; hour < 24; hour += 6) pen.line(x(from + hour * 3600), 0, x(from + hour * 3600), DAY_HEIGHT, c.line, 0.8);
+  for (let hour = 6; hour < 24; hour += 6) {
+    const place = x(from + hour * 3600);
+    pen.line(place, 0, place, DAY_HEIGHT, c.line, 0.8);
+  }
   const count = Math.max(10, Math.floor(width));
   for (const sfp of [0, 1].filter(k => page.hasSfp[k])) {
     const columns = fold(page.store, sfp, 'off', from, to, count);

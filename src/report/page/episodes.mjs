@@ -26,7 +26,8 @@ const list = () => document.querySelector('#incidents > ol');
 function bringIntoList(item, share) {
   const inner = item.getBoundingClientRect();
   const outer = list().getBoundingClientRect();
-  if (inner.top < outer.top || inner.bottom > outer.bottom) list().scrollTop += inner.top - outer.top - outer.height * share;
+  const isSeen = inner.top >= outer.top && inner.bottom <= outer.bottom;
+  if (!isSeen) list().scrollTop += inner.top - outer.top - outer.height * share;
 }
 
 /** Opens an incident and goes to it. */
@@ -126,5 +127,7 @@ export function setUpEpisodes(redraw) {
       byId('h-time').scrollIntoView({ block: 'start' });
     });
   }
-  for (const name of ['f-info', 'f-warn', 'f-fail', 'find']) byId(name).addEventListener('input', () => applyFilter(redraw));
+  for (const name of ['f-info', 'f-warn', 'f-fail', 'find']) {
+    byId(name).addEventListener('input', () => applyFilter(redraw));
+  }
 }

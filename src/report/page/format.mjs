@@ -3,7 +3,9 @@
 const MINUS = '\u2212';
 const THIN_SPACE = '\u202f';
 const FIXED_SPACE = '\u00a0';
-const NANOSECONDS_A_DAY = 86400e9;
+const DAY_NANOSECONDS = 86400e9;
+/** Below this size, the unit's size and its name. */
+const UNITS = [[1e6, 1e3, 'µs'], [1e9, 1e6, 'ms'], [DAY_NANOSECONDS, 1e9, 's'], [Infinity, DAY_NANOSECONDS, 'days']];
 
 export const two = number => String(number).padStart(2, '0');
 
@@ -22,7 +24,7 @@ export function nanoseconds(value, decimals = 0) {
     const text = small ? signed(value, size.toFixed(decimals)) : grouped(Math.round(value));
     return text + FIXED_SPACE + 'ns';
   }
-  const [unit, name] = size < 1e6 ? [1e3, 'µs'] : size < 1e9 ? [1e6, 'ms'] : size < NANOSECONDS_A_DAY ? [1e9, 's'] : [NANOSECONDS_A_DAY, 'days'];
+  const [, unit, name] = UNITS.find(([below]) => size < below);
   return signed(value, String(Number((size / unit).toPrecision(6)))) + FIXED_SPACE + name;
 }
 

@@ -157,7 +157,14 @@ function cellAt(event) {
   if (x < 0 || x >= grid.perRow || y < 0 || y >= grid.rows) return null;
   const i = y * grid.perRow + x;
   const t = (grid.first * grid.perRow + i) * grid.cell;
-  return { t: t - offsetAt(t - offsetAt(t)), value: grid.worst[i], records: grid.records[i], unlocked: grid.unlocked[i] };
+  const { worst, records, unlocked } = grid;
+  return { t: t - offsetAt(t - offsetAt(t)), value: worst[i], records: records[i], unlocked: unlocked[i] };
+}
+
+function cellText({ value, records, unlocked }) {
+  const nothing = records ? 'no Sync message' : 'no record';
+  const figure = Number.isNaN(value) ? nothing : `worst ${nanoseconds(value)}`;
+  return unlocked ? `${figure}, not always locked` : figure;
 }
 
 export function setUpHeat() {
@@ -174,8 +181,7 @@ export function setUpHeat() {
   box.addEventListener('pointermove', event => {
     const cell = cellAt(event);
     if (!cell) return;
-    const figure = Number.isNaN(cell.value) ? (cell.records ? 'no Sync message' : 'no record') : `worst ${nanoseconds(cell.value)}`;
-    byId('heatread').textContent = `${day(cell.t)} ${clock(cell.t, false)}: ${figure}${cell.unlocked ? ', not always locked' : ''}`;
+    byId('heatread').textContent = `${day(cell.t)} ${clock(cell.t, false)}: ${cellText(cell)}`;
   });
   box.addEventListener('click', event => {
     const cell = cellAt(event);

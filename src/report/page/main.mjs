@@ -8,7 +8,9 @@ import { drawHeat, setUpHeat } from './heat.mjs';
 import { drawLog, readEvents, setUpLog } from './event_log.mjs';
 import { drawPlots, setUpPlots } from './plots.mjs';
 import { drawReadout, placeCursor, shownFigures } from './readout.mjs';
-import { currentEpisode, followView, openEpisode, readEpisodes, renewTimes, setUpEpisodes, stepEpisode } from './episodes.mjs';
+import {
+  currentEpisode, followView, openEpisode, readEpisodes, renewTimes, setUpEpisodes, stepEpisode,
+} from './episodes.mjs';
 import { drawStrip, setUpStrip } from './strip.mjs';
 import { fold } from './fold.mjs';
 import { setRecorderZone, setZone, zoneChoice } from './time.mjs';
@@ -17,6 +19,8 @@ import { setUpPointer } from './pointer.mjs';
 import { setUpSaving, viewCsv } from './save.mjs';
 import { setUpTheme } from './theme.mjs';
 import { addressOf, byId, go, goBack, isWhole, page, readAddress, show, showWhole, zoom } from './state.mjs';
+
+const RUNS = ['state0', 'state1', 'master0', 'master1', 'link0', 'link1', 'card', 'best', 'genlock', 'source'];
 
 let frame = null;
 let queued = false;
@@ -100,8 +104,12 @@ function showSpan(span) {
 
 function setUpToolbar() {
   for (const button of byId('spans').children) button.onclick = () => showSpan(Number(button.dataset.span));
-  for (const button of byId('scale').children) button.onclick = () => timeline.setLogarithmic(button.dataset.v === 'log');
-  for (const button of byId('range').children) button.onclick = () => timeline.setEverything(button.dataset.v === 'all');
+  for (const button of byId('scale').children) {
+    button.onclick = () => timeline.setLogarithmic(button.dataset.v === 'log');
+  }
+  for (const button of byId('range').children) {
+    button.onclick = () => timeline.setEverything(button.dataset.v === 'all');
+  }
   byId('in').onclick = () => zoom(0.4);
   byId('out').onclick = () => zoom(2.5);
   byId('back').onclick = goBack;
@@ -169,14 +177,16 @@ function readPage() {
   page.t0 = from;
   page.t1 = Math.max(to, from + 10);
   page.view = { a: page.t0, b: page.t1 };
-  for (const name of ['state0', 'state1', 'master0', 'master1', 'card', 'best', 'genlock', 'source', 'link0', 'link1']) {
+  for (const name of RUNS) {
     page.runs[name] = new Runs(meta.runs[name], meta.base, page.t1);
   }
   const grandmasters = [...new Set(meta.masters.slice(1).map(master => master.id))];
   for (const master of meta.masters) master.colour = grandmasters.indexOf(master.id);
   page.hasSfp = [0, 1].map(sfp => page.runs[`state${sfp}`].length > 0);
   page.gaps = [];
-  for (let i = 0; i < (meta.gaps || []).length; i += 2) page.gaps.push([meta.base + meta.gaps[i], meta.base + meta.gaps[i + 1]]);
+  for (let i = 0; i < (meta.gaps || []).length; i += 2) {
+    page.gaps.push([meta.base + meta.gaps[i], meta.base + meta.gaps[i + 1]]);
+  }
   page.episodes = readEpisodes();
   setRecorderZone(meta.tz);
   if (meta.running) document.querySelector('.facts').append(' · still being recorded');

@@ -59,24 +59,30 @@ function drawValueAxis(pen, frame, row, scale) {
   }
 }
 
-/** Lines of the limits that lie within the scale, with the side on which their names stand: fail's outside, warn's inside. */
+/** Lines of the limits that lie within the scale; fail's name stands on the far side of it, warn's on the near one. */
 function limitLines(pen, row, scale) {
   const { colour: c } = pen;
   const [warn, fail] = row.limits || [];
+  const kinds = [['warn', warn, c.warn, [2, 3], 1], ['fail', fail, c.limit, [6, 3], -1]];
   const lines = [];
-  for (const [limit, name, stroke, dash, side] of [[warn, 'warn', c.warn, [2, 3], 1], [fail, 'fail', c.limit, [6, 3], -1]]) {
+  for (const [kind, limit, stroke, dash, side] of kinds) {
+    const name = `${kind} ${axisNanoseconds(limit)}`;
     for (const value of limit ? [limit, -limit] : []) {
       const y = scale.y(value);
       const inside = y > scale.top + 1 && y < scale.bottom - 1;
-      if (inside) lines.push({ y, stroke, dash, name: `${name} ${axisNanoseconds(limit)}`, nameY: y + 7 * side * Math.sign(value) });
+      if (inside) lines.push({ y, stroke, dash, name, nameY: y + 7 * side * Math.sign(value) });
     }
   }
   return lines;
 }
 
+/** Names that find room; fail's first. */
 function drawLimitNames(pen, frame, lines) {
   const size = 9.5;
-  for (const { nameY, name, stroke } of lines) {
+  const taken = [];
+  for (const { nameY, name, stroke } of [...lines].reverse()) {
+    if (taken.some(y => Math.abs(y - nameY) < 11)) continue;
+    taken.push(nameY);
     const width = pen.width(name, size);
     pen.rect(frame.right - width - 5, nameY - 5.5, width + 4, 11, pen.colour.card, 0.8);
     pen.text(frame.right - 3, nameY, name, stroke, { align: 'right', size });

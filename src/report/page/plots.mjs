@@ -55,7 +55,7 @@ function drawExceedance() {
   const y = share => field.top + Math.log10(Math.max(share, rarest)) / Math.log10(rarest) * field.height;
   for (let e = 0; e <= farthest; e++) gridLineX(pen, field, x(10 ** e), axisNanoseconds(10 ** e));
   for (let e = 0; e >= Math.log10(rarest); e--) {
-    gridLineY(pen, field, y(10 ** e), e === 0 ? '100 %' : e > -4 ? `${Number((10 ** (e + 2)).toPrecision(2))} %` : `10${raised(e)}`);
+    gridLineY(pen, field, y(10 ** e), e > -4 ? `${Number((10 ** (e + 2)).toPrecision(2))} %` : `10${raised(e)}`);
   }
   if (x(limits.offsetFail) < field.end) {
     pen.line(x(limits.offsetFail), field.top, x(limits.offsetFail), field.base, pen.colour.limit, 1, [5, 4]);
@@ -78,7 +78,8 @@ function drawExceedance() {
       const list = beyond[sfp];
       let i = 0;
       while (i + 2 < list.length && list[i + 2] <= value) i += 2;
-      return `SFP ${'AB'[sfp]}: beyond ${nanoseconds(list[i])} in ${grouped(list[i + 1])} s (${percent(list[i + 1] / totals[sfp])})`;
+      const share = percent(list[i + 1] / totals[sfp]);
+      return `SFP ${'AB'[sfp]}: beyond ${nanoseconds(list[i])} in ${grouped(list[i + 1])} s (${share})`;
     }).join(' · ');
   };
 }
@@ -136,7 +137,8 @@ function drawStability() {
   const sfps = withData(sfp => curves[sfp]?.mtie.length);
   const points = sfps.flatMap(sfp => [...curves[sfp].mtie, ...curves[sfp].tdev]);
   if (!points.length) {
-    pen.text(field.left + field.width / 2, PLOT_HEIGHT / 2, 'too short a recording', pen.colour.dim, { align: 'center' });
+    const middle = field.left + field.width / 2;
+    pen.text(middle, PLOT_HEIGHT / 2, 'too short a recording', pen.colour.dim, { align: 'center' });
     return () => '';
   }
   const longest = Math.log10(Math.max(10, ...points.map(point => point[0])));

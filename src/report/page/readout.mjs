@@ -95,7 +95,8 @@ function sfpFigures(sfp, span, read) {
 /** Of the seconds' average offsets, which have no spread of their own. */
 function differenceFigures(read) {
   const columns = read(2, 'ab');
-  return { low: nanoseconds(columns.low[0], 1), average: nanoseconds(columns.average(0), 1), high: nanoseconds(columns.high[0], 1) };
+  const text = value => nanoseconds(value, 1);
+  return { low: text(columns.low[0]), average: text(columns.average(0)), high: text(columns.high[0]) };
 }
 
 /** The card and the genlock in words. */
@@ -127,6 +128,8 @@ const element = (name, words, attributes = {}) => {
   return made;
 };
 
+const alignment = name => (LEFT_ALIGNED.includes(name) ? { class: 'l' } : {});
+
 function sfpHead(sfp, scope) {
   const head = element('th', undefined, { scope });
   head.append(element('i', undefined, { class: `key k${sfp}` }), SFP_NAMES[sfp]);
@@ -137,13 +140,13 @@ function wideTable(shown) {
   const head = element('tr');
   head.append(element('td'));
   for (const [name, words] of WIDE) {
-    head.append(element('th', words, { scope: 'col', ...(LEFT_ALIGNED.includes(name) ? { class: 'l' } : {}) }));
+    head.append(element('th', words, { scope: 'col', ...alignment(name) }));
   }
   const rows = shown.map(sfp => {
     const row = element('tr');
     row.append(sfpHead(sfp, 'row'));
     for (const [name] of WIDE) {
-      row.append(element('td', figures.sfps[sfp][name] ?? '', { 'data-c': name, ...(LEFT_ALIGNED.includes(name) ? { class: 'l' } : {}) }));
+      row.append(element('td', figures.sfps[sfp][name] ?? '', { 'data-c': name, ...alignment(name) }));
     }
     return row;
   });

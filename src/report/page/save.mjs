@@ -9,7 +9,8 @@ import { byId, isWhole, page } from './state.mjs';
 
 const ROWS = 4000;
 const PAPER_WIDTH = 980;
-const COLUMNS = ['utc', 'epoch', 'step_s', 'sfp', 'state', 'offset_min_ns', 'offset_avg_ns', 'offset_max_ns', 'offset_sd_ns',
+const COLUMNS = ['utc', 'epoch', 'step_s', 'sfp', 'state',
+  'offset_min_ns', 'offset_avg_ns', 'offset_max_ns', 'offset_sd_ns',
   'path_min_ns', 'path_avg_ns', 'path_max_ns', 'sync', 'sync_due', 'delay_resp', 'delay_resp_due'];
 
 function save(name, type, text) {
@@ -26,7 +27,8 @@ function csvRow(t, width, sfp, planes, i) {
   const { runs } = page;
   const state = runs[`state${sfp}`];
   const at = state.indexAt(t);
-  return [new Date(t * 1000).toISOString().replace('.000', ''), t, width, 'AB'[sfp], stateName(at < 0 ? -1 : state.values[at]),
+  return [new Date(t * 1000).toISOString().replace('.000', ''), t, width,
+    'AB'[sfp], stateName(at < 0 ? -1 : state.values[at]),
     number(planes.off.low[i]), number(planes.off.average[i], 1), number(planes.off.high[i]),
     number(planes.off.deviation[i], 1), number(planes.path.low[i]), number(planes.path.average[i], 1),
     number(planes.path.high[i]), planes.syncs[i], planes.syncsDue[i], planes.resps[i], planes.respsDue[i]].join(',');

@@ -62,8 +62,9 @@ export class Scale {
 
   y(value) {
     const v = this.forward(value);
-    if (v > this.high && this.above !== null) return this.top - this.beyond(value - this.highest, this.above - this.highest);
-    if (v < this.low && this.below !== null) return this.bottom + this.beyond(this.lowest - value, this.lowest - this.below);
+    const { above, below, highest, lowest } = this;
+    if (v > this.high && above !== null) return this.top - this.beyond(value - highest, above - highest);
+    if (v < this.low && below !== null) return this.bottom + this.beyond(lowest - value, lowest - below);
     const share = (v - this.low) / (this.high - this.low);
     return this.bottom - Math.max(0, Math.min(1, share)) * (this.bottom - this.top);
   }

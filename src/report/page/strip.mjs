@@ -12,9 +12,11 @@ let folded = { key: '' };
 
 /** All columns of the recording; kept, for they change only with the width and with what is decoded. */
 function wholeColumns(count) {
-  const key = `${count}/${page.store.waiting}/${page.store.levels.flatMap(level => level.chunks).filter(chunk => chunk.planes).length}`;
+  const { store, t0, t1 } = page;
+  const decoded = store.levels.flatMap(level => level.chunks).filter(chunk => chunk.planes);
+  const key = `${count}/${decoded.length}`;
   if (folded.key !== key) {
-    folded = { key, sfps: [0, 1].map(sfp => (page.hasSfp[sfp] ? fold(page.store, sfp, 'off', page.t0, page.t1, count) : null)) };
+    folded = { key, sfps: [0, 1].map(sfp => (page.hasSfp[sfp] ? fold(store, sfp, 'off', t0, t1, count) : null)) };
   }
   return folded.sfps;
 }
@@ -28,7 +30,8 @@ export function drawStrip(left) {
   const count = Math.max(10, Math.floor(wide));
   const middle = STRIP_HEIGHT / 2;
   const { meta } = page;
-  const top = 1.1 * Math.max(meta.limits.offsetFail || 1000, ...meta.worst.filter(Boolean).map(w => Math.max(-w[2], w[3])));
+  const worst = meta.worst.filter(Boolean).map(w => Math.max(-w[2], w[3]));
+  const top = 1.1 * Math.max(meta.limits.offsetFail || 1000, ...worst);
   pen.rect(left, 0, wide, STRIP_HEIGHT, c.soft);
   wholeColumns(count).forEach((columns, sfp) => {
     if (!columns) return;

@@ -53,8 +53,8 @@ function layout(width, tall) {
   const { limits } = meta;
   for (const sfp of sfps) {
     if (!panels[`offset${sfp}`]) continue;
-    panel(1, { quantity: 'off', sfps: [sfp], title: `Offset from master, SFP ${'AB'[sfp]}`, spread: true, least: 30,
-      limits: [limits.offsetWarn, limits.offsetFail] });
+    panel(1, { quantity: 'off', sfps: [sfp], title: `Offset from master, SFP ${'AB'[sfp]}`,
+      spread: true, least: 30, limits: [limits.offsetWarn, limits.offsetFail] });
   }
   if (panels.ab && sfps.length === 2) {
     panel(0.8, { quantity: 'ab', sfps: [2], least: 30, limits: [limits.abWarn, limits.abFail],
@@ -68,7 +68,8 @@ function layout(width, tall) {
     add('missing', small ? 56 : 64, 6, { title, sfps, head: TITLE_HEIGHT });
   }
   for (const [name, title] of CHOICES.slice(5, 9)) {
-    if (panels[name]) panel(0.8, { quantity: name, sfps, title: `${title}: A blue, B orange`, linear: name !== 'jitter' });
+    if (!panels[name]) continue;
+    panel(0.8, { quantity: name, sfps, title: `${title}: A blue, B orange`, linear: name !== 'jitter' });
   }
   if (panels.rates) {
     add('plain', 64, 6, { title: 'Link rates, greatest: receive solid, transmit dashed', sfps, head: TITLE_HEIGHT,

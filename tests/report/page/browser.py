@@ -52,9 +52,8 @@ class PageTest(unittest.TestCase):
     def report(prefix, *options):
         """Runs the program; the page lies beside the files."""
         program = os.environ["KESTRUNE_REPORT"].split()
-        return subprocess.run(
-            [*program, prefix, "-o", prefix + ".html", *options], capture_output=True, text=True, check=False
-        )
+        command = [*program, prefix, "-o", prefix + ".html", *options]
+        return subprocess.run(command, capture_output=True, text=True, check=False)
 
     def open(
         self,
@@ -136,12 +135,26 @@ class PageTest(unittest.TestCase):
 
     def place(self, t, share=0.45):
         """The pixel of a moment in the chart."""
+        left, top, _, height = self.box("#stack")
+        return round(left + self.script("return report.frame().x(a[0])", t)), round(top + height * share)
+
+    def box(self, selector):
+        """Left, top, width and height."""
         return self.script(
-            "const r = document.querySelector('#stack').getBoundingClientRect();"
-            "return [r.left + report.frame().x(a[0]), r.top + r.height * a[1]].map(Math.round)",
-            t,
-            share,
+            "const r = document.querySelector(a[0]).getBoundingClientRect();"
+            "return [r.left, r.top, r.width, r.height]",
+            selector,
         )
+
+    def choose(self, selector, value, event="change"):
+        """Sets a control as its user would."""
+        self.script(
+            "const e = document.querySelector(a[0]); e.value = a[1]; e.dispatchEvent(new Event(a[2]))",
+            selector,
+            value,
+            event,
+        )
+        self.settle()
 
     def to_chart(self):
         self.script("document.querySelector('#h-time').scrollIntoView({ behavior: 'instant' })")

@@ -4,8 +4,10 @@ import { deflateRawSync, inflateRawSync } from 'node:zlib';
 
 import { Store } from '../../../src/report/page/decode.mjs';
 
-export const COLUMNS = ['records', 'syncs', 'syncsDue', 'resps', 'respsDue', 'locked', 'offLo', 'offHi', 'offAvg10', 'offSd10',
-  'pathLo', 'pathHi', 'pathAvg10'];
+export const COLUMNS = [
+  'records', 'syncs', 'syncsDue', 'resps', 'respsDue', 'locked', 'offLo', 'offHi', 'offAvg10', 'offSd10', 'pathLo',
+  'pathHi', 'pathAvg10'
+];
 
 const variable = value => {
   const bytes = [];
@@ -36,11 +38,18 @@ function sfpBytes(rows, rate, div) {
   const of = (list, value) => smooth(list.map(value));
   const count = value => counts(rows.map(row => (row ? value(row) : 0)));
   return [
-    ...count(row => row.records), ...count(row => row.syncs), ...count(row => row.records * rate[0]), ...count(row => row.resps),
-    ...count(row => row.records * rate[1]), ...count(row => row.locked),
-    ...of(off, row => whole(row.average) - row.low), ...of(off, row => row.high - whole(row.average)),
-    ...of(off, row => row.average), ...of(off, row => row.sd),
-    ...of(path, row => whole(row.path[1]) - row.path[0]), ...of(path, row => row.path[2] - whole(row.path[1])),
+    ...count(row => row.records),
+    ...count(row => row.syncs),
+    ...count(row => row.records * rate[0]),
+    ...count(row => row.resps),
+    ...count(row => row.records * rate[1]),
+    ...count(row => row.locked),
+    ...of(off, row => whole(row.average) - row.low),
+    ...of(off, row => row.high - whole(row.average)),
+    ...of(off, row => row.average),
+    ...of(off, row => row.sd),
+    ...of(path, row => whole(row.path[1]) - row.path[0]),
+    ...of(path, row => row.path[2] - whole(row.path[1])),
     ...of(path, row => row.path[1]),
   ];
 }
@@ -94,7 +103,8 @@ export async function storeOf(levels, { base = 0, end } = {}) {
       return chunk;
     }) };
   }) };
-  const store = new Store(meta, new Uint8Array(Buffer.concat(blobs)), async bytes => new Uint8Array(inflateRawSync(bytes)));
+  const store =
+      new Store(meta, new Uint8Array(Buffer.concat(blobs)), async bytes => new Uint8Array(inflateRawSync(bytes)));
   await Promise.all(store.levels.map(level => store.loadLevel(level)));
   return store;
 }

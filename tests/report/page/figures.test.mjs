@@ -14,18 +14,21 @@ const second = (average, spread = 10, more = {}) => ({ records: 1, syncs: 8, res
 test('a chunk gives back what was packed, the greatest numbers too', () => {
   const far = 2 ** 51;
   const rows = [
-    { a: second(3), b: second(-4), ab: [1, 7, 7, 7] },
-    { a: null, b: second(-2_000_000_000, 1_500_000_000), ab: null },
-    { a: second(0, 0, { syncs: 0, resps: 0, locked: 0 }), b: second(far, 1), ab: null },
-    { a: second(-far, 2), b: second(0, 0, { resps: 0 }), ab: [1, -far, -far, far] },
-    ...Array.from({ length: 300 }, (_, i) => ({ a: second(i % 7 * 13 - 40, i % 5), b: second(1e9 - i), ab: [1, i % 3, i % 3 - 1, i] })),
+    {a: second(3), b: second(-4), ab: [1, 7, 7, 7]},
+    {a: null, b: second(-2_000_000_000, 1_500_000_000), ab: null},
+    {a: second(0, 0, {syncs: 0, resps: 0, locked: 0}), b: second(far, 1), ab: null},
+    {a: second(-far, 2), b: second(0, 0, {resps: 0}), ab: [1, -far, -far, far]},
+    ...Array.from(
+        {length: 300},
+        (_, i) => ({a: second(i % 7 * 13 - 40, i % 5), b: second(1e9 - i), ab: [1, i % 3, i % 3 - 1, i]})),
   ];
   const planes = decodePlanes(packChunk(rows), rows.length, COLUMNS, 1);
   rows.forEach((row, i) => ['a', 'b'].forEach((name, sfp) => {
     const expected = row[name];
     const { records, syncs, locked, off, path } = planes[sfp];
     assert.deepEqual([records[i], syncs[i], locked[i]], expected ? [1, expected.syncs, expected.locked] : [0, 0, 0]);
-    const offset = expected?.syncs ? [expected.low, expected.average, expected.high, expected.sd] : [NaN, NaN, NaN, NaN];
+    const offset =
+        expected?.syncs ? [expected.low, expected.average, expected.high, expected.sd] : [NaN, NaN, NaN, NaN];
     assert.deepEqual([off.low[i], off.average[i], off.high[i], off.deviation[i]], offset, `${name} ${i}`);
     assert.equal(path.low[i], expected?.resps ? 1000 : NaN);
   }));
@@ -58,7 +61,8 @@ const someSeconds = { w: 1, div: 1, parts: [[1740, rows.slice(1740, 1920)], [426
 
 const measured = rows.map(row => row.a).filter(Boolean);
 const mean = measured.reduce((sum, row) => sum + row.average, 0) / measured.length;
-const deviation = Math.sqrt(measured.reduce((sum, row) => sum + row.sd ** 2 + (row.average - mean) ** 2, 0) / measured.length);
+const deviation =
+    Math.sqrt(measured.reduce((sum, row) => sum + row.sd ** 2 + (row.average - mean) ** 2, 0) / measured.length);
 
 /** Every column against the seconds that begin in it. */
 function assertColumns(columns, width, label) {
@@ -86,7 +90,8 @@ test('least and greatest are exact at every width, from whatever levels there ar
       assert.equal(Math.max(...near), 950, label);
       const sum = total(columns);
       const due = (HOURS - 1200) * 8;
-      assert.ok(Math.abs(sum.syncs[0] - due) < 1e-6 && Math.abs(sum.syncsDue[0] - due) < 1e-6, `${label} ${sum.syncs[0]}`);
+      assert.ok(
+          Math.abs(sum.syncs[0] - due) < 1e-6 && Math.abs(sum.syncsDue[0] - due) < 1e-6, `${label} ${sum.syncs[0]}`);
       assert.ok(Math.abs(sum.average(0) - mean) < 0.1 && Math.abs(sum.deviation(0) / deviation - 1) < 1e-3, label);
     }
   }
