@@ -33,7 +33,7 @@ TelemetryRecord PlausibleRecord(std::uint8_t sfp) {
   for (auto* figures :
        {&monitoring.masterToFollowerDelay, &monitoring.originTimestampJitter, &monitoring.offsetFromMaster,
         &monitoring.meanPathDelay, &monitoring.followerToMasterDelay, &monitoring.delayReqToDelayRespDelay}) {
-    *figures = {0, 12'000, 0, 1'450, 0, 1'550, 0, 3'200};
+    *figures = {{0, 12'000}, {0, 1'450}, {0, 1'550}, {0, 3'200}};
   }
   return record;
 }

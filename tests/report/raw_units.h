@@ -32,8 +32,8 @@ inline RawDataUnit MakeUnit(std::int64_t time, int sfp, std::int32_t average = 0
   announce.domainNumber = 127;
   PerformanceMonitoring& figures = record.performanceMonitoring;
   figures.numberOfSyncSinceLastTelemetry = figures.numberOfDelayRespSinceLastTelemetry = 8;
-  figures.offsetFromMaster = {0, 8 * average, 0, average - 5, 0, average + 5, 0, 80};
-  figures.meanPathDelay = {0, 8 * 1500, 0, 1490, 0, 1510, 0, 200};
+  figures.offsetFromMaster = {{0, 8 * average}, {0, average - 5}, {0, average + 5}, {0, 80}};
+  figures.meanPathDelay = {{0, 8 * 1500}, {0, 1490}, {0, 1510}, {0, 200}};
   return unit;
 }
 
