@@ -24,7 +24,7 @@ std::string Render(const PageParts& parts, kainjow::mustache::data& model, const
 }  // namespace
 
 std::string RenderPage(const PageParts& parts, kainjow::mustache::data& model, const Recording& recording,
-                       const Stability& stability, const PageFacts& facts) {
+                       const Stability& stability, const SideSeries& side, const PageFacts& facts) {
   model.set("css", std::string(parts.style));
   model.set("script", std::string(parts.script));
   model.set("scriptHash", std::string(parts.scriptHash));
@@ -34,8 +34,9 @@ std::string RenderPage(const PageParts& parts, kainjow::mustache::data& model, c
   const std::size_t left = mostPageBytes - std::min(texts, mostPageBytes);
   // Base64 makes four bytes of three.
   const std::size_t room = std::max(leastRoom, left / 4 * 3);
-  return Render(parts, model,
-                MakePageData(recording, stability, facts, BuildLevels(recording, facts.episodes, room)));
+  return Render(
+      parts, model,
+      MakePageData(recording, stability, facts, BuildLevels(recording, side, facts.episodes, room)));
 }
 
 }  // namespace kestrune::report

@@ -24,6 +24,6 @@ inline constexpr std::size_t mostPageBytes = 1'990'000;
 
 /// The whole page. `model` has what the template shows; what the script needs is put beside it.
 std::string RenderPage(const PageParts& parts, kainjow::mustache::data& model, const Recording& recording,
-                       const Stability& stability, const PageFacts& facts);
+                       const Stability& stability, const SideSeries& side, const PageFacts& facts);
 
 }  // namespace kestrune::report

@@ -26,7 +26,7 @@ export function cursorSpan(frame) {
   const { a, b } = page.view;
   const per = (b - a) / frame.count;
   const c = Math.min(frame.count - 1, Math.max(0, Math.floor((page.cursor - a) / per)));
-  const step = Math.max(0, ...Object.values(frame.folded).map(columns => columns.step[c]));
+  const step = Math.max(0, ...Object.values(frame.folded).filter(columns => !columns.isSide).map(columns => columns.step[c]));
   if (step >= per) {
     const from = page.meta.base + Math.floor((page.cursor - page.meta.base) / step) * step;
     return { a: from, b: from + step, column: c, step };
@@ -36,9 +36,9 @@ export function cursorSpan(frame) {
 
 /** Adds columns up; the averages weigh by messages. */
 export function total(columns, from = 0, to = columns.count) {
-  const sum = new Columns(1, columns.per * (to - from));
+  const sum = new Columns(1, columns.per * (to - from), columns.counts);
   for (let c = from; c < to; c++) {
-    for (const name of ['records', 'syncs', 'syncsDue', 'resps', 'respsDue']) sum[name][0] += columns[name][c];
+    for (const name of columns.counts) sum[name][0] += columns[name][c];
     if (!columns.measured(c)) continue;
     sum.low[0] = Math.min(sum.low[0], columns.low[c]);
     sum.high[0] = Math.max(sum.high[0], columns.high[c]);

@@ -2,9 +2,10 @@
 
 import { ScreenPen, PaperPen } from './pens.mjs';
 import { clock, dateTime, day, isMidnight, offsetAt, timeTicks, zoneName } from './time.mjs';
-import { drawBandPanel, drawMissingPanel, drawPlainPanel } from './panels.mjs';
+import { ERROR_LANES, MISSING_LANES, drawBandPanel, drawBarsPanel } from './panels.mjs';
+import { bitRate, eventRate, percent } from './format.mjs';
 import { drawCard, drawFlags, drawGenlock, drawMaster, drawState } from './lanes.mjs';
-import { fold } from './fold.mjs';
+import { COUNTERS, fold } from './fold.mjs';
 import { byId, page } from './state.mjs';
 
 const LANE = 17;
@@ -18,15 +19,21 @@ export const CHOICES = [
   ['ab', 'Difference A − B', () => page.hasSfp[0] && page.hasSfp[1]],
   ['path', 'Mean path delay', () => true],
   ['missing', 'Messages missing', () => true],
-  ['toFollower', 'Master to follower delay', () => has('toFollowerAvg10')],
-  ['toMaster', 'Follower to master delay', () => has('toMasterAvg10')],
-  ['jitter', 'Origin time stamp jitter', () => has('jitterAvg10')],
-  ['respDelay', 'Delay_Req to Delay_Resp', () => has('respDelayAvg10')],
-  ['rates', 'Link rates', () => has('rx')],
-  ['errors', 'Dropped, errors, discarded', () => has('errors')],
+  ['toFollower', 'Delay from master to follower', hasSide],
+  ['toMaster', 'Delay from follower to master', hasSide],
+  ['jitter', 'Origin time stamp jitter', hasSide],
+  ['respDelay', 'Delay_Req to Delay_Resp', hasSide],
+  ['rx', 'Link, received', hasSide],
+  ['tx', 'Link, sent', hasSide],
+  ['errors', 'Dropped, errors, discarded', hasSide],
 ];
 
-const has = column => Boolean(page.store.levelWith(column));
+/** Panels of one quantity of both SFPs, from the wide buckets. */
+const SIDE_PANELS = CHOICES.slice(5, 11);
+
+function hasSide() {
+  return Boolean(page.store.side);
+}
 
 export const isSmall = width => width < NARROW_BELOW;
 
@@ -49,6 +56,7 @@ function layout(width, tall) {
     add('master', 11, 5, { label: small ? 'GM' : `Master ${'AB'[sfp]}`, sfp });
   }
   const height = small ? 108 : Math.max(122, Math.min(230, tall * 0.105)) + 8;
+  const lane = small ? 20 : 24;
   const panel = (scale, more) => add('band', Math.round(height * scale), 6, { head: TITLE_HEIGHT, ...more });
   const { limits } = meta;
   for (const sfp of sfps) {
@@ -64,20 +72,18 @@ function layout(width, tall) {
     panel(0.69, { quantity: 'path', sfps: [sfp], title: `Mean path delay, SFP ${'AB'[sfp]}`, linear: true });
   }
   if (panels.missing) {
-    const title = small ? 'Messages missing' : 'Messages missing: Sync solid, Delay_Resp pale; A upwards, B downwards';
-    add('missing', small ? 56 : 64, 6, { title, sfps, head: TITLE_HEIGHT });
+    const lanes = MISSING_LANES.filter(([, quantity]) => quantity !== COUNTERS || page.store.side);
+    add('bars', TITLE_HEIGHT + lanes.length * lane, 6, { title: small ? 'Missing' : 'Messages missing: A upwards, B downwards',
+      sfps, head: TITLE_HEIGHT, lanes, least: 0.005, text: percent });
   }
-  for (const [name, title] of CHOICES.slice(5, 9)) {
-    if (!panels[name]) continue;
-    panel(0.8, { quantity: name, sfps, title: `${title}: A blue, B orange`, linear: name !== 'jitter' });
+  for (const [name, title, isThere] of SIDE_PANELS) {
+    if (!panels[name] || !isThere()) continue;
+    const text = name === 'rx' || name === 'tx' ? bitRate : null;
+    panel(0.8, { quantity: name, sfps, title: `${title}: A blue, B orange`, linear: name !== 'jitter', text });
   }
-  if (panels.rates) {
-    add('plain', 64, 6, { title: 'Link rates, greatest: receive solid, transmit dashed', sfps, head: TITLE_HEIGHT,
-      fields: ['rx', 'tx'], unit: most => `${(most * 8 / 1e9).toPrecision(3)} Gb/s` });
-  }
-  if (panels.errors) {
-    add('plain', 64, 6, { title: 'Dropped, errors, discarded', sfps, head: TITLE_HEIGHT,
-      fields: ['dropped', 'errors', 'discarded'], add: true, unit: most => most.toPrecision(2) });
+  if (panels.errors && page.store.side) {
+    add('bars', TITLE_HEIGHT + 3 * lane, 6, { title: small ? 'Errors' : 'Dropped to send, received with errors, discarded messages',
+      sfps, head: TITLE_HEIGHT, lanes: ERROR_LANES, least: 0.01, text: eventRate });
   }
   add('axis', 34, 0);
   return { rows, height: y, gutter: small ? 50 : 78 };
@@ -92,9 +98,9 @@ function frameOf(pen, width, gutter, view) {
   return {
     view, left, width: wide, right: left + wide, count, column: wide / count, folded,
     x: t => left + (t - view.a) / (view.b - view.a) * wide,
-    columns: (sfp, quantity, options = {}) => {
-      const key = `${sfp}.${options.field || quantity}`;
-      folded[key] ??= fold(page.store, sfp, quantity, view.a, view.b, count, options);
+    columns: (sfp, quantity) => {
+      const key = `${sfp}.${quantity}`;
+      folded[key] ??= fold(page.store, sfp, quantity, view.a, view.b, count);
       return folded[key];
     },
   };
@@ -148,7 +154,7 @@ function drawTimeAxis(pen, frame, row, { step, ticks }) {
 
 const DRAW = {
   card: drawCard, genlock: drawGenlock, state: drawState, master: drawMaster,
-  band: drawBandPanel, missing: drawMissingPanel, plain: drawPlainPanel,
+  band: drawBandPanel, bars: drawBarsPanel,
 };
 
 function drawStack(pen, width, { rows, gutter }, view) {
