@@ -47,7 +47,10 @@ export function bitRate(bytes) {
   return Number.isFinite(bits) ? String(Number((bits / divisor).toPrecision(3))) + FIXED_SPACE + unit : '–';
 }
 
-export const eventRate = number => `${Number(number.toPrecision(2))}${FIXED_SPACE}/${FIXED_SPACE}s`;
+export function eventRate(number) {
+  const digits = number < 100 ? String(Number(number.toPrecision(2))) : grouped(Math.round(number));
+  return `${digits}${FIXED_SPACE}/${FIXED_SPACE}s`;
+}
 
 /** The two greatest units of a time in seconds. */
 export function duration(seconds) {

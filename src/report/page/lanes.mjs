@@ -29,7 +29,7 @@ function drawLane(pen, frame, row, runs, isUsual, paint) {
 
 function laneLabel(pen, frame, row) {
   if (row.label) {
-    const size = frame.left < 60 ? 9.5 : row.h < 13 ? 10 : 11;
+    const size = frame.left < 60 ? 9.5 : row.h < 14 ? 10 : 11;
     pen.text(frame.left - 8, row.y + row.h / 2, row.label, pen.colour.dim, { align: 'right', size });
   }
 }

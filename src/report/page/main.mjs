@@ -1,6 +1,6 @@
 // Brings the page to life.
 
-import { CHOICES, drawTimeline, isSmall } from './timeline.mjs';
+import { CHOICES, isSmall } from './layout.mjs';
 import { Runs } from './runs.mjs';
 import { Store, bytesOfBase64, inflateRaw } from './decode.mjs';
 import { drawDays, setUpDays } from './days.mjs';
@@ -12,6 +12,7 @@ import {
   currentEpisode, followView, openEpisode, readEpisodes, renewTimes, setUpEpisodes, stepEpisode,
 } from './episodes.mjs';
 import { drawStrip, setUpStrip } from './strip.mjs';
+import { drawTimeline } from './timeline.mjs';
 import { fold } from './fold.mjs';
 import { setRecorderZone, setZone, zoneChoice } from './time.mjs';
 import { setUpKeys } from './keys.mjs';
@@ -195,6 +196,7 @@ function readPage() {
 }
 
 async function start() {
+  if (!CSS.supports('color', 'light-dark(#000, #fff)')) throw new Error('it does not know light-dark()');
   readPage();
   if (!page.store.whole && !page.events.length) return;
   document.documentElement.classList.add('live');

@@ -216,14 +216,13 @@ export const MISSING_LANES = [
 ];
 
 /** What went wrong on the link and in the card, a second. */
-export const ERROR_LANES = ['dropped', 'errors', 'discarded'].map(name => [name, COUNTERS, (c, i) => c[name][i] / c.per]);
+export const ERROR_LANES =
+    ['dropped', 'errors', 'discarded'].map(name => [name, COUNTERS, (c, i) => c[name][i] / c.per]);
 
-/** A lane of bars by square root for each kind, SFP A upwards, SFP B downwards. */
-export function drawBarsPanel(pen, frame, row) {
-  const { top, height } = drawGround(pen, frame, row);
-  const { colour } = pen;
+/** A lane's values, for each SFP: {label, most, bars}. */
+function measureLane(frame, row, [label, quantity, value]) {
   let most = row.least;
-  const lanes = row.lanes.map(([label, quantity, value]) => ({ label, bars: row.sfps.map(sfp => {
+  const bars = row.sfps.map(sfp => {
     const columns = frame.columns(sfp, quantity);
     const values = new Float64Array(columns.count);
     for (let i = 0; i < columns.count; i++) {
@@ -231,27 +230,41 @@ export function drawBarsPanel(pen, frame, row) {
       most = Math.max(most, values[i]);
     }
     return { sfp, values };
-  }) }));
-  const lane = height / lanes.length;
-  const size = lane / 2 - 1.5;
-  lanes.forEach(({ label, bars }, n) => {
-    const middle = top + (n + 0.5) * lane;
-    pen.line(frame.left, middle, frame.right, middle, colour.line, 1);
-    pen.text(frame.left - 6, middle, label, colour.dim, { align: 'right', size: frame.left < 60 ? 8.5 : 10.5 });
-    for (const { sfp, values } of bars) {
-      const tops = new Float64Array(values.length).fill(NaN);
-      const bottoms = new Float64Array(values.length);
-      values.forEach((value, i) => {
-        if (value <= 0) return;
-        const length = Math.max(1, Math.sqrt(value / most) * size);
-        tops[i] = sfp === 0 ? middle - length : middle;
-        bottoms[i] = sfp === 0 ? middle : middle + length;
-      });
-      pen.columns(frame.left, frame.column, tops, bottoms, sfpColour(pen, sfp), 0.95);
-    }
   });
-  const words = `full bar ${row.text(most)}`;
+  return { label, most, bars };
+}
+
+function drawBarLane(pen, frame, { label, most, bars }, middle, size) {
+  pen.line(frame.left, middle, frame.right, middle, pen.colour.line, 1);
+  pen.text(frame.left - 6, middle, label, pen.colour.dim, { align: 'right', size: frame.left < 60 ? 8 : 10.5 });
+  for (const { sfp, values } of bars) {
+    const tops = new Float64Array(values.length).fill(NaN);
+    const bottoms = new Float64Array(values.length);
+    values.forEach((value, i) => {
+      if (value <= 0) return;
+      const length = Math.max(1, Math.sqrt(value / most) * size);
+      tops[i] = sfp === 0 ? middle - length : middle;
+      bottoms[i] = sfp === 0 ? middle : middle + length;
+    });
+    pen.columns(frame.left, frame.column, tops, bottoms, sfpColour(pen, sfp), 0.95);
+  }
+}
+
+/**
+ * A lane of bars by square root for each kind, SFP A upwards, SFP B downwards. The lanes' scales are one, or each its
+ * own where `row.apart` says so.
+ */
+export function drawBarsPanel(pen, frame, row) {
+  const { top, height } = drawGround(pen, frame, row);
+  const lanes = row.lanes.map(lane => measureLane(frame, row, lane));
+  const most = Math.max(...lanes.map(lane => lane.most));
+  const step = height / lanes.length;
+  lanes.forEach((lane, n) => {
+    drawBarLane(pen, frame, row.apart ? lane : { ...lane, most }, top + (n + 0.5) * step, step / 2 - 1.5);
+  });
+  const scales = row.apart ? lanes.map(lane => lane.most) : [most];
+  const words = `full bar ${scales.map(row.text).join(', ')}`;
   if (pen.width(words) + pen.width(row.title, 12, 600) + 30 < frame.width) {
-    pen.text(frame.right, row.y + 10, words, colour.dim, { align: 'right' });
+    pen.text(frame.right, row.y + 10, words, pen.colour.dim, { align: 'right' });
   }
 }

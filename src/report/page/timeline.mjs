@@ -2,92 +2,11 @@
 
 import { ScreenPen, PaperPen } from './pens.mjs';
 import { clock, dateTime, day, isMidnight, offsetAt, timeTicks, zoneName } from './time.mjs';
-import { ERROR_LANES, MISSING_LANES, drawBandPanel, drawBarsPanel } from './panels.mjs';
-import { bitRate, eventRate, percent } from './format.mjs';
+import { drawBandPanel, drawBarsPanel } from './panels.mjs';
 import { drawCard, drawFlags, drawGenlock, drawMaster, drawState } from './lanes.mjs';
-import { COUNTERS, fold } from './fold.mjs';
+import { fold } from './fold.mjs';
+import { layout } from './layout.mjs';
 import { byId, page } from './state.mjs';
-
-const LANE = 17;
-const TITLE_HEIGHT = 20;
-const NARROW_BELOW = 640;
-
-/** Panels that can be chosen: name, title, whether the data has it. */
-export const CHOICES = [
-  ['offset0', 'Offset, SFP A', () => page.hasSfp[0]],
-  ['offset1', 'Offset, SFP B', () => page.hasSfp[1]],
-  ['ab', 'Difference A − B', () => page.hasSfp[0] && page.hasSfp[1]],
-  ['path', 'Mean path delay', () => true],
-  ['missing', 'Messages missing', () => true],
-  ['toFollower', 'Delay from master to follower', hasSide],
-  ['toMaster', 'Delay from follower to master', hasSide],
-  ['jitter', 'Origin time stamp jitter', hasSide],
-  ['respDelay', 'Delay_Req to Delay_Resp', hasSide],
-  ['rx', 'Link, received', hasSide],
-  ['tx', 'Link, sent', hasSide],
-  ['errors', 'Dropped, errors, discarded', hasSide],
-];
-
-/** Panels of one quantity of both SFPs, from the wide buckets. */
-const SIDE_PANELS = CHOICES.slice(5, 11);
-
-function hasSide() {
-  return Boolean(page.store.side);
-}
-
-export const isSmall = width => width < NARROW_BELOW;
-
-/** Every row with its place, for a width; `gutter` is the room for labels on the left. */
-function layout(width, tall) {
-  const small = isSmall(width);
-  const rows = [];
-  let y = 0;
-  const add = (kind, h, gap, more = {}) => {
-    rows.push({ kind, y, h, ...more });
-    y += h + gap;
-  };
-  const { meta, panels, runs } = page;
-  const sfps = [0, 1].filter(sfp => page.hasSfp[sfp]);
-  add('flags', small ? 40 : 42, 2, { label: small ? '' : 'Incidents' });
-  if (runs.card.length) add('card', LANE, 3, { label: 'Card' });
-  if (runs.genlock.length) add('genlock', LANE, 3, { label: 'Genlock' });
-  for (const sfp of sfps) {
-    add('state', LANE, 1, { label: `SFP ${'AB'[sfp]}`, sfp });
-    add('master', 11, 5, { label: small ? 'GM' : `Master ${'AB'[sfp]}`, sfp });
-  }
-  const height = small ? 108 : Math.max(122, Math.min(230, tall * 0.105)) + 8;
-  const lane = small ? 20 : 24;
-  const panel = (scale, more) => add('band', Math.round(height * scale), 6, { head: TITLE_HEIGHT, ...more });
-  const { limits } = meta;
-  for (const sfp of sfps) {
-    if (!panels[`offset${sfp}`]) continue;
-    panel(1, { quantity: 'off', sfps: [sfp], title: `Offset from master, SFP ${'AB'[sfp]}`,
-      spread: true, least: 30, limits: [limits.offsetWarn, limits.offsetFail] });
-  }
-  if (panels.ab && sfps.length === 2) {
-    panel(0.8, { quantity: 'ab', sfps: [2], least: 30, limits: [limits.abWarn, limits.abFail],
-      title: small ? 'A − B, average offset' : 'Difference of the SFPs’ average offset, A − B, same grandmaster' });
-  }
-  for (const sfp of panels.path ? sfps : []) {
-    panel(0.69, { quantity: 'path', sfps: [sfp], title: `Mean path delay, SFP ${'AB'[sfp]}`, linear: true });
-  }
-  if (panels.missing) {
-    const lanes = MISSING_LANES.filter(([, quantity]) => quantity !== COUNTERS || page.store.side);
-    add('bars', TITLE_HEIGHT + lanes.length * lane, 6, { title: small ? 'Missing' : 'Messages missing: A upwards, B downwards',
-      sfps, head: TITLE_HEIGHT, lanes, least: 0.005, text: percent });
-  }
-  for (const [name, title, isThere] of SIDE_PANELS) {
-    if (!panels[name] || !isThere()) continue;
-    const text = name === 'rx' || name === 'tx' ? bitRate : null;
-    panel(0.8, { quantity: name, sfps, title: `${title}: A blue, B orange`, linear: name !== 'jitter', text });
-  }
-  if (panels.errors && page.store.side) {
-    add('bars', TITLE_HEIGHT + 3 * lane, 6, { title: small ? 'Errors' : 'Dropped to send, received with errors, discarded messages',
-      sfps, head: TITLE_HEIGHT, lanes: ERROR_LANES, least: 0.01, text: eventRate });
-  }
-  add('axis', 34, 0);
-  return { rows, height: y, gutter: small ? 50 : 78 };
-}
 
 /** The picture's coordinates, and the folded columns that its panels share. */
 function frameOf(pen, width, gutter, view) {
