@@ -175,7 +175,6 @@ Data Worst(const Judgement& judgement) {
                     {"link", EpisodeLink(judgement.worst[rank])},
                     {"title", TitleOf(episode, *judgement.recording)},
                     {"value", FindingText(WorstFinding(episode), *judgement.recording)},
-                    {"cause", CauseText(episode.CauseOf(), *judgement.recording)},
                     {"time", TimeText(episode.from)}});
   }
   return list;
@@ -246,7 +245,7 @@ Data Masters(const Judgement& judgement) {
     Data row =
         Fields({{"class", LateText(i, longestPaperList)},
                 {"identity", IdentityText(master.grandmaster)},
-                {"sender", IdentityText(master.sender)},
+                {"sender", master.sender == master.grandmaster ? "the same" : IdentityText(master.sender)},
                 {"address", AddressText(master.address)},
                 {"domain", std::to_string(master.domain)},
                 {"priorities", std::to_string(master.priority1) + " / " + std::to_string(master.priority2)},
