@@ -174,6 +174,15 @@ PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>&
   return best;
 }
 
+/// The whole recording in steps of ten seconds, if it fits.
+PageLevel PackAllTens(const Recording& recording, std::size_t room) {
+  constexpr std::int64_t leastBytesPerMinute = 6 * 12;
+  const std::int64_t minutes = (recording.end - recording.first) / 60;
+  if (minutes * leastBytesPerMinute > static_cast<std::int64_t>(room)) return {};
+  PageLevel level = PackParts(recording, Everything(recording), 10, 10);
+  return level.Bytes() <= room ? level : PageLevel{};
+}
+
 /// Minutes around the foremost slots, in steps of ten seconds.
 PageLevel PackTens(const Recording& recording, const std::vector<PageEpisode>& episodes, std::size_t room) {
   constexpr double bytesPerMinute = 6 * 17.0;
@@ -218,7 +227,8 @@ std::vector<PageLevel> UsualLevels(const Recording& recording, const std::vector
   PageLevel fine =
       PackSlots(recording, FindInterest(recording, episodes, slot).Ordered(), slot, left * 7 / 10);
   left -= std::min(left, fine.Bytes());
-  PageLevel tens = PackTens(recording, episodes, left);
+  PageLevel tens = PackAllTens(recording, left);
+  if (tens.chunks.empty()) tens = PackTens(recording, episodes, left);
   if (!tens.chunks.empty()) levels.push_back(std::move(tens));
   if (!fine.chunks.empty()) levels.push_back(std::move(fine));
   return levels;
