@@ -115,6 +115,27 @@ TEST(PageModel, FillsATemplateAndEscapesIt) {
   }
 }
 
+TEST(PageModel, TellsWhatItsListsLeaveOut) {
+  Scene scene;
+  scene.Play(3600, [](std::int64_t i, SceneSecond& now) {
+    if (i > 10 && i % 6 < 2) now.sfp[0].state = 9;
+  });
+  rapidjson::Document json;
+  json.Parse(JsonText(scene.Judge(), MakeHeading()).c_str());
+  const std::string count = GroupedText(json["relocks"].Size());
+  ASSERT_GT(json["relocks"].Size(), 550u);
+  kainjow::mustache::mustache page(
+      "{{#relocks}}<{{class}}>{{/relocks}}|{{#relockNotes}}{{class}}: {{text}}\n{{/relockNotes}}"
+      "{{#masterNotes}}{{text}}{{/masterNotes}}");
+  const std::string text = page.render(MakePageModel(scene.Judge(), MakeHeading()));
+  EXPECT_EQ(std::ranges::count(text, '<'), 500);
+  EXPECT_EQ(std::string_view(text).substr(text.find('|')),
+            "|: The first 500 of " + count + "; all of them stand in the JSON (--json), as relocks.\n" +
+                "paper: On paper the first 40 of " + count + ".\n");
+  // The fortieth row is on paper, the next one isn't.
+  EXPECT_EQ(std::ranges::count(text.substr(0, text.find(" late")), '<'), 41);
+}
+
 TEST(Summary, SaysItInTenLinesOfAscii) {
   Scene scene;
   PlayAll(scene);

@@ -198,7 +198,10 @@ function readPage() {
 async function start() {
   if (!CSS.supports('color', 'light-dark(#000, #fff)')) throw new Error('it does not know light-dark()');
   readPage();
-  if (!page.store.whole && !page.events.length) return;
+  if (!page.store.whole && !page.events.length) {
+    document.querySelector('.static figcaption').textContent = 'There is no telemetry and no event to draw.';
+    return;
+  }
   document.documentElement.classList.add('live');
   if (page.store.whole) await page.store.loadLevel(page.store.whole);
   else document.querySelector('.trio').hidden = true;

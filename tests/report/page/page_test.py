@@ -313,10 +313,22 @@ class Moving(PageTest):
             self.script("document.querySelectorAll('.check a[data-t]')[a[0]].click()", number)
             self.settle()
             self.assertTrue(self.view()[0] <= t <= self.view()[1], t)
-        height = self.script("return document.querySelector('#stack').clientHeight")
-        self.script("const box = document.querySelector('#more input'); box.click()")
-        self.settle()
-        self.assertLess(self.script("return document.querySelector('#stack').clientHeight"), height - 100)
+        height = "return document.querySelector('#stack').clientHeight"
+        before = self.script(height)
+        self.click("#more input")
+        self.assertLess(self.script(height), before - 100)
+
+    def test_panels_on_demand_read_a_wide_bucket_and_the_cursor_a_second(self):
+        self.script("for (const box of document.querySelectorAll('#more input')) if (!box.checked) box.click()")
+        self.go(SPIKE_AT - 20, SPIKE_AT + 20)
+        shown = self.script(
+            """const { folded, count } = report.frame(), middle = count >> 1;
+            return ['toFollower', 'toMaster', 'jitter', 'respDelay', 'rx', 'tx', 'counters'].flatMap(name => [0, 1].map(
+              sfp => name === 'counters' ? folded[`${sfp}.${name}`].followUpsDue[middle] : folded[`${sfp}.${name}`].high[middle]))"""
+        )
+        self.assertTrue(all(value is not None and value > 0 for value in shown), shown)
+        self.script("report.cursor(a[0])", SPIKE_AT + 0.5)
+        self.assertTrue(self.caption().startswith("Sun 29 Mar 01:20:34 UTC 1 s"), self.caption())
 
     def test_keys(self):
         opened = "const e = document.querySelector('.incident.open .no'); return e && Number(e.textContent)"
@@ -446,6 +458,12 @@ class Elsewhere(PageTest):
                     and not node.get("name", {}).get("value")
                 ]
                 self.assertEqual(nameless, [])
+
+    def test_nothing_hides_at_the_side(self):
+        self.open()
+        wide = """return [...document.querySelectorAll('.scroll, #readout')].filter(e => e.scrollWidth > e.clientWidth)
+          .map(e => e.getAttribute('aria-labelledby') || e.id)"""
+        self.assertEqual(self.script(wide), [])
 
     def test_severity_and_state_without_colour(self):
         self.open()
