@@ -5,6 +5,8 @@ import re
 import subprocess
 import tempfile
 import unittest
+from itertools import chain
+from operator import attrgetter
 from pathlib import Path
 
 from selenium.webdriver import Keys
@@ -65,8 +67,24 @@ LEVELS = """
 """
 
 
-def spread(low, high, total, count):
-    return [low, high, total / count] if count else [None] * 3
+def stat(bucket, count, low, high, total):
+    """Least, greatest and average of a bucket's seconds that counted something."""
+    counted = [second for second in bucket if count(second)]
+    if not counted:
+        return [None] * 3
+    return [min(map(low, counted)), max(map(high, counted)), sum(map(total, counted)) / sum(map(count, counted))]
+
+
+def sums(bucket, *values):
+    return [sum(map(value, bucket)) for value in values]
+
+
+SYNCS, RESPS, RECORDS = attrgetter("syncs"), attrgetter("resps"), lambda second: 1
+IS_LOCKED = lambda second: second.state == LOCKED
+OFFSET = SYNCS, attrgetter("low"), attrgetter("high"), attrgetter("sum")
+PATH = RESPS, lambda s: s.path - 9, lambda s: s.path + 9, lambda s: s.path * s.resps
+TO_FOLLOWER = SYNCS, lambda s: s.to_follower[0], lambda s: s.to_follower[1], lambda s: s.path * s.syncs
+RATE = RECORDS, attrgetter("rate"), attrgetter("rate"), attrgetter("rate")
 
 
 class Exact:
@@ -107,22 +125,12 @@ class Exact:
 
     @staticmethod
     def sfp_row(bucket):
-        heard = [s for s in bucket if s.syncs]
-        answered = [s for s in bucket if s.resps]
-        syncs, resps = sum(s.syncs for s in heard), sum(s.resps for s in answered)
-        locked = sum(s.state == LOCKED for s in bucket)
-        offset = spread(
-            min((s.low for s in heard), default=0),
-            max((s.high for s in heard), default=0),
-            sum(s.sum for s in heard),
-            syncs,
-        )
-        squares = sum(s.squares + s.syncs * (s.average - offset[2]) ** 2 for s in heard)
-        paths = [s.path for s in answered]
-        path = spread(
-            min(paths, default=0) - 9, max(paths, default=0) + 9, sum(s.path * s.resps for s in answered), resps
-        )
-        return [len(bucket), locked, syncs, resps, *offset, (squares / syncs) ** 0.5 if syncs else None, *path]
+        least, greatest, average = stat(bucket, *OFFSET)
+        heard = list(filter(SYNCS, bucket))
+        squares = sum(s.squares + s.syncs * (s.average - average) ** 2 for s in heard)
+        deviation = (squares / sum(map(SYNCS, heard))) ** 0.5 if heard else None
+        counts = sums(bucket, RECORDS, IS_LOCKED, SYNCS, RESPS)
+        return [*counts, least, greatest, average, deviation, *stat(bucket, *PATH)]
 
     def merged_differences(self, width):
         buckets = {}
@@ -136,32 +144,12 @@ class Exact:
         rows = {}
         first = min(self.seconds[sfp])
         for start, bucket in self.buckets(sfp, width):
-            seconds = [s for _, s in bucket]
+            seconds = [second for _, second in bucket]
             # Counters count from the first record on.
-            counted = [s for t, s in bucket if s.expects and t > first]
-            heard, answered = ([s for s in seconds if getattr(s, kind)] for kind in ("syncs", "resps"))
-            rows[start] = [
-                len(seconds),
-                sum(s.state == LOCKED for s in seconds),
-                sum(s.follow_ups for s in counted),
-                sum(s.syncs for s in counted),
-                sum(4 for _ in counted),
-                *spread(
-                    min((s.to_follower[0] for s in heard), default=0),
-                    max((s.to_follower[1] for s in heard), default=0),
-                    sum(s.path * s.syncs for s in heard),
-                    sum(s.syncs for s in heard),
-                ),
-                *spread(
-                    min((s.path for s in answered), default=0) - 9,
-                    max((s.path for s in answered), default=0) + 9,
-                    sum(s.path * s.resps for s in answered),
-                    sum(s.resps for s in answered),
-                ),
-                min(s.rate for s in seconds),
-                max(s.rate for s in seconds),
-                sum(s.rate for s in seconds) / len(seconds),
-            ]
+            counted = [second for t, second in bucket if second.expects and t > first]
+            counts = sums(counted, attrgetter("follow_ups"), SYNCS, lambda second: 4)
+            figures = (stat(seconds, *quantity) for quantity in (TO_FOLLOWER, PATH, RATE))
+            rows[start] = [*sums(seconds, RECORDS, IS_LOCKED), *counts, *chain(*figures)]
         return rows
 
     def test_every_column_has_its_seconds_extremes_at_every_width(self):
