@@ -34,6 +34,50 @@ std::string MarkText(Severity severity, bool measured = true) {
   return measured ? Text(SeverityMark(severity)) : "?";
 }
 
+/// The class of what stands on the page and not on paper.
+std::string LateText(std::size_t index, std::size_t mostOnPaper) {
+  return index >= mostOnPaper ? " late" : "";
+}
+
+std::string Count(std::size_t number) { return GroupedText(static_cast<std::int64_t>(number)); }
+
+Data PaperNote(std::size_t onPaper, std::size_t total) {
+  return Fields(
+      {{"class", "paper"}, {"text", "On paper the first " + Count(onPaper) + " of " + Count(total) + "."}});
+}
+
+/// What a list of `total` rows leaves out on the page, and on paper; `member` is where the JSON has them all.
+Data ListNotes(std::size_t total, const char* member) {
+  const std::size_t shown = std::min(total, longestPageList);
+  Data notes = List();
+  if (shown < total) {
+    notes << Fields({{"class", ""},
+                     {"text", "The first " + Count(shown) + " of " + Count(total) +
+                                  "; all of them stand in the JSON (--json), as " + member + "."}});
+  }
+  if (total > longestPaperList) notes << PaperNote(longestPaperList, total);
+  return notes;
+}
+
+Data EpisodeNotes(const Judgement& judgement) {
+  Data notes = List();
+  const std::size_t shown = judgement.episodes.size();
+  if (judgement.episodesLeftOut > 0) {
+    notes << Fields({{"class", ""},
+                     {"text", Count(judgement.episodesLeftOut) + " more, the mildest, are left out, of " +
+                                  Count(shown + judgement.episodesLeftOut) +
+                                  "; --from and --to make a page of a part, with all of its own."}});
+  }
+  if (shown > mostPaperIncidents) notes << PaperNote(mostPaperIncidents, shown);
+  return notes;
+}
+
+Data DayNotes(std::size_t days) {
+  Data notes = List();
+  if (days > mostPaperDays) notes << PaperNote(mostPaperDays, days);
+  return notes;
+}
+
 std::string EpisodeLink(std::size_t index) { return "#e" + std::to_string(index + 1); }
 
 std::string VerdictClass(Verdict verdict) {
@@ -103,6 +147,7 @@ Data Episodes(const Judgement& judgement) {
     Data row = Fields({{"id", "e" + std::to_string(i + 1)},
                        {"number", std::to_string(i + 1)},
                        {"class", ClassText(episode.severity)},
+                       {"late", LateText(i, mostPaperIncidents)},
                        {"mark", MarkText(episode.severity)},
                        {"t0", std::to_string(episode.from)},
                        {"t1", std::to_string(episode.to)},
@@ -130,7 +175,6 @@ Data Worst(const Judgement& judgement) {
                     {"link", EpisodeLink(judgement.worst[rank])},
                     {"title", TitleOf(episode, *judgement.recording)},
                     {"value", FindingText(WorstFinding(episode), *judgement.recording)},
-                    {"cause", CauseText(episode.CauseOf(), *judgement.recording)},
                     {"time", TimeText(episode.from)}});
   }
   return list;
@@ -154,15 +198,16 @@ Data Relocks(const Judgement& judgement) {
   for (std::size_t i = 0; i < std::min(judgement.relocks.size(), longestPageList); ++i) {
     const Relock& relock = judgement.relocks[i];
     const bool locked = relock.locked >= 0;
-    list << Fields({{"sfp", relock.sfp == 0 ? "A" : "B"},
-                    {"lastMessage", TimeText(relock.lastMessage)},
-                    {"detected", TimeText(relock.detected)},
-                    {"locked", locked ? TimeText(relock.locked) : "never"},
-                    {"took", locked ? DurationText(relock.Took()) : "\u2013"},
-                    {"step", relock.stepMeasured ? TenthsText(relock.step) : "\u2013"},
-                    {"from", master(relock.from)},
-                    {"to", locked ? master(relock.to) : "\u2013"},
-                    {"class", ClassText(SeverityOf(relock, judgement.limits))}});
+    list << Fields(
+        {{"sfp", relock.sfp == 0 ? "A" : "B"},
+         {"lastMessage", TimeText(relock.lastMessage)},
+         {"detected", TimeText(relock.detected)},
+         {"locked", locked ? TimeText(relock.locked) : "never"},
+         {"took", locked ? DurationText(relock.Took()) : "\u2013"},
+         {"step", relock.stepMeasured ? TenthsText(relock.step) : "\u2013"},
+         {"from", master(relock.from)},
+         {"to", locked ? master(relock.to) : "\u2013"},
+         {"class", ClassText(SeverityOf(relock, judgement.limits)) + LateText(i, longestPaperList)}});
   }
   return list;
 }
@@ -181,7 +226,7 @@ Data Changes(const Judgement& judgement) {
                     {"what", what},
                     {"from", change.from},
                     {"to", change.to},
-                    {"class", ClassText(change.severity)}});
+                    {"class", ClassText(change.severity) + LateText(i, longestPaperList)}});
   }
   return list;
 }
@@ -198,9 +243,9 @@ Data Masters(const Judgement& judgement) {
     const MasterUse& use = judgement.masters[i];
     const Master& master = judgement.recording->masters[static_cast<std::size_t>(use.master)];
     Data row =
-        Fields({{"index", std::to_string(use.master)},
+        Fields({{"class", LateText(i, longestPaperList)},
                 {"identity", IdentityText(master.grandmaster)},
-                {"sender", IdentityText(master.sender)},
+                {"sender", master.sender == master.grandmaster ? "the same" : IdentityText(master.sender)},
                 {"address", AddressText(master.address)},
                 {"domain", std::to_string(master.domain)},
                 {"priorities", std::to_string(master.priority1) + " / " + std::to_string(master.priority2)},
@@ -222,6 +267,7 @@ Data Masters(const Judgement& judgement) {
 
 Data Days(const Judgement& judgement) {
   Data list = List();
+  std::size_t number = 0;
   for (const auto& entry : judgement.watch->Days()) {
     const std::int64_t start = entry.first;
     const DayFigures& day = entry.second;
@@ -235,7 +281,7 @@ Data Days(const Judgement& judgement) {
     list << Fields({{"date", DateText(start)},
                     {"t0", std::to_string(std::max(start, judgement.recording->first))},
                     {"t1", std::to_string(std::min(start + dayLength, judgement.recording->end))},
-                    {"verdictClass", ClassText(severity)},
+                    {"verdictClass", ClassText(severity) + LateText(number++, mostPaperDays)},
                     {"mark", MarkText(severity)},
                     {"worst", day.judged == 0 ? "\u2013" : TenthsText(day.worstOffset)},
                     {"locked", "A " + share(0) + ", B " + share(1)},
@@ -332,7 +378,8 @@ Data Agreement(const SelfCheck& selfCheck) {
     differences << Fields({{"text", selfCheck.Differences()[i].text}});
   }
   if (selfCheck.Differing() > most) {
-    differences << Fields({{"text", "and " + std::to_string(selfCheck.Differing() - most) + " more"}});
+    differences << Fields({{"text", "and " + Count(selfCheck.Differing() - most) +
+                                        " more; see periodLines of the JSON (--json)"}});
   }
   agreement.set("differences", differences);
   return agreement;
@@ -352,6 +399,7 @@ Data MakePageModel(const Judgement& judgement, const Heading& heading) {
               {"verdictClass", VerdictClass(judgement.verdict)},
               {"verdictMark", VerdictMark(judgement.verdict)},
               {"sentence", judgement.sentence},
+              {"episodeCount", Count(judgement.episodes.size() + judgement.episodesLeftOut)},
               {"range", hasData ? DayText(recording.first) + ", " + ClockText(recording.first) + " \u2013 " +
                                       DayText(recording.end) + ", " + ClockText(recording.end) + " UTC"
                                 : "no telemetry"},
@@ -361,11 +409,16 @@ Data MakePageModel(const Judgement& judgement, const Heading& heading) {
   model.set("checks", Checks(judgement));
   model.set("rules", Rules(judgement));
   model.set("episodes", Episodes(judgement));
+  model.set("episodeNotes", EpisodeNotes(judgement));
   model.set("worst", Worst(judgement));
   model.set("relocks", Relocks(judgement));
+  model.set("relockNotes", ListNotes(judgement.relocks.size(), "relocks"));
   model.set("changes", Changes(judgement));
+  model.set("changeNotes", ListNotes(judgement.changes.size(), "unlogged"));
   model.set("masters", Masters(judgement));
+  model.set("masterNotes", ListNotes(judgement.masters.size(), "masters"));
   model.set("days", Days(judgement));
+  model.set("dayNotes", DayNotes(judgement.watch->Days().size()));
   model.set("tables", Tables(judgement));
   model.set("missing", Missing(judgement));
   model.set("files", Files(judgement, heading));

@@ -20,6 +20,7 @@
 #include "report/page_writer.h"
 #include "report/progress.h"
 #include "report/self_check.h"
+#include "report/side_series.h"
 #include "report/stability.h"
 #include "report/summary.h"
 #include "report/watch.h"
@@ -40,6 +41,7 @@ struct Work {
   Limits limits = DefaultLimits();
   Recording recording;
   Stability stability;
+  SideSeries side;
 };
 
 /// Writes a file, or to standard output, by `write`, which gets the stream and tells whether it is good.
@@ -149,7 +151,7 @@ bool WritePage(const Work& work, const Judgement& judgement) {
   const PageFacts facts = MakeFacts(work, judgement);
   kainjow::mustache::data model = MakePageModel(judgement, HeadingOf(work));
   const PageParts parts{pageTemplate, pageStyle, pageScript, pageScriptHash};
-  const std::string page = RenderPage(parts, model, work.recording, work.stability, facts);
+  const std::string page = RenderPage(parts, model, work.recording, work.stability, work.side, facts);
   const std::string name =
       work.options.output.empty() ? PrefixOf(work.options.prefix) + pageEnding : work.options.output;
   const bool good = WriteFile(name, [&](std::ostream& output) -> bool { return !!(output << page); });
@@ -181,9 +183,11 @@ bool WriteOutputs(const Work& work, const Judgement& judgement) {
 int Report(Work& work) {
   Watch watch(work.recording, work.limits);
   SelfCheck selfCheck(work.recording);
-  ReadRecording(work.names, MakeReadOptions(work), {&watch, &selfCheck, &work.stability}, work.recording);
+  ReadRecording(work.names, MakeReadOptions(work), {&watch, &selfCheck, &work.stability, &work.side},
+                work.recording);
   watch.Finish();
   selfCheck.Finish();
+  work.side.Finish();
   const Recording& recording = work.recording;
   if (!recording.rawDataPresent && !recording.eventLog.present && !recording.periodLines.present) {
     PrintError("no file of " + work.options.prefix + " can be read");

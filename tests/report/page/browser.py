@@ -36,13 +36,14 @@ class PageTest(unittest.TestCase):
     """Tests of a page that the program has written; one browser and one recording for all of a class."""
 
     maxDiff = None
+    write = staticmethod(recording.write)
 
     @classmethod
     def setUpClass(cls):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.prefix = os.path.join(folder.name, "studio1")
-        cls.seconds = recording.write(cls.prefix)
+        cls.seconds = cls.write(cls.prefix)
         cls.page = cls.prefix + ".html"
         cls.result = cls.report(cls.prefix)
         cls.browser = start_browser()
