@@ -61,6 +61,9 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--label", options.label, "shown beside the name")->type_name("NAME");
   app.add_option("--mended", options.mended, "a copy of the raw data without its damaged places")
       ->type_name("FILE");
+  app.add_option("--fleet", options.fleet, "reports in JSON of many machines; makes the plant's page of them")
+      ->type_name("FILE...")
+      ->excludes("prefix");
   app.add_flag("-q,--quiet", options.quiet, "no progress bar");
 }
 
@@ -111,7 +114,8 @@ OptionsResult ParseOptions(int argc, const char* const* argv, const std::string&
   AddOptions(app, options);
   try {
     app.parse(argc, argv);
-    if (options.prefix.empty() && !options.printLimits) throw CLI::RequiredError("prefix");
+    if (options.prefix.empty() && options.fleet.empty() && !options.printLimits)
+      throw CLI::RequiredError("prefix");
   } catch (const CLI::ParseError& error) {
     std::ostringstream out;
     std::ostringstream err;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "report/recording.h"
 
@@ -21,6 +22,7 @@ struct Options {
   std::string limits;
   std::string label;
   std::string mended;
+  std::vector<std::string> fleet;  ///< reports in JSON, for the plant's page
   bool printLimits = false;
   bool quiet = false;  ///< no progress bar
 };

@@ -11,6 +11,7 @@
 #include "platform/paths.h"
 #include "platform/terminal.h"
 #include "report/csv_output.h"
+#include "report/fleet_page.h"
 #include "report/json_output.h"
 #include "report/judge.h"
 #include "report/mended_output.h"
@@ -31,6 +32,7 @@ namespace {
 constexpr int statusOfErrors = 4;
 constexpr char standardOutput[] = "-";
 constexpr char pageEnding[] = "_report.html";
+constexpr char fleetPage[] = "plant.html";
 
 void PrintError(const std::string& text) { WriteStandardError("kestrune-report: " + text + "\n"); }
 
@@ -147,6 +149,14 @@ PageFacts MakeFacts(const Work& work, const Judgement& judgement) {
   return facts;
 }
 
+bool WritePageFile(const std::string& name, const std::string& page) {
+  const bool good = WriteFile(name, [&](std::ostream& output) -> bool { return !!(output << page); });
+  if (good && name != standardOutput) {
+    PrintToConsole("Page: " + name + " (" + std::to_string((page.size() + 999) / 1000) + " kB)\n");
+  }
+  return good;
+}
+
 bool WritePage(const Work& work, const Judgement& judgement) {
   const PageFacts facts = MakeFacts(work, judgement);
   kainjow::mustache::data model = MakePageModel(judgement, HeadingOf(work));
@@ -154,11 +164,7 @@ bool WritePage(const Work& work, const Judgement& judgement) {
   const std::string page = RenderPage(parts, model, work.recording, work.stability, work.side, facts);
   const std::string name =
       work.options.output.empty() ? PrefixOf(work.options.prefix) + pageEnding : work.options.output;
-  const bool good = WriteFile(name, [&](std::ostream& output) -> bool { return !!(output << page); });
-  if (good && name != standardOutput) {
-    PrintToConsole("Page: " + name + " (" + std::to_string((page.size() + 999) / 1000) + " kB)\n");
-  }
-  return good;
+  return WritePageFile(name, page);
 }
 
 bool WriteOutputs(const Work& work, const Judgement& judgement) {
@@ -198,6 +204,29 @@ int Report(Work& work) {
   return good ? ExitStatus(judgement.verdict) : statusOfErrors;
 }
 
+bool IsOneOf(const std::vector<std::string>& files, const std::string& output) {
+  return std::ranges::any_of(
+      files, [&](const std::string& file) { return IsSameFile(NativePath(file), NativePath(output)); });
+}
+
+int ReportFleet(const Options& options) {
+  const std::string output = options.output.empty() ? fleetPage : options.output;
+  if (IsOneOf(options.fleet, output)) {
+    PrintError(output + " is one of the files that are read");
+    return statusOfErrors;
+  }
+  std::vector<Machine> machines;
+  for (const std::string& file : options.fleet) {
+    machines.push_back(ReadMachine(file));
+    if (!machines.back().error.empty()) PrintError(file + ": " + machines.back().error);
+  }
+  PutWorstFirst(machines);
+  const std::string name = options.label.empty() ? "Plant" : options.label;
+  if (output != standardOutput) PrintToConsole(FleetSummary(machines));
+  const std::string page = RenderFleetPage(machines, name, KESTRUNE_VERSION, SystemClock().EpochSeconds());
+  return WritePageFile(output, page) ? FleetExitStatus(machines) : statusOfErrors;
+}
+
 }  // namespace
 
 int RunReport(int argc, const char* const* argv) {
@@ -214,6 +243,7 @@ int RunReport(int argc, const char* const* argv) {
     PrintToConsole(WriteLimits(DefaultLimits()));
     return 0;
   }
+  if (!parsed.options.fleet.empty()) return ReportFleet(parsed.options);
   Work work;
   work.options = parsed.options;
   work.names = NamesOf(work.options.prefix);

@@ -24,6 +24,10 @@ ARGUMENTS = (
 )
 
 
+def program():
+    return os.environ["KESTRUNE_REPORT"].split()
+
+
 def start_browser():
     options = Options()
     for argument in ARGUMENTS:
@@ -52,8 +56,7 @@ class PageTest(unittest.TestCase):
     @staticmethod
     def report(prefix, *options):
         """Runs the program; the page lies beside the files."""
-        program = os.environ["KESTRUNE_REPORT"].split()
-        command = [*program, prefix, "-o", prefix + ".html", *options]
+        command = [*program(), prefix, "-o", prefix + ".html", *options]
         return subprocess.run(command, capture_output=True, text=True, check=False)
 
     def open(
