@@ -21,6 +21,9 @@ struct Options {
   std::string limits;
   std::string label;
   std::string mended;
+  std::string metrics;
+  bool follow = false;      ///< write the metrics again and again
+  std::int64_t every = 15;  ///< seconds
   bool printLimits = false;
   bool quiet = false;  ///< no progress bar
 };
