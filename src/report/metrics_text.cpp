@@ -24,8 +24,10 @@ std::string Label(std::string_view name, std::string_view value) {
 std::string SfpLabel(std::size_t sfp) { return Label("sfp", sfp == 0 ? "A" : "B"); }
 
 std::string NumberText(double value) {
+  constexpr int digits = 15;  // beyond are only the traces of binary fractions
   std::array<char, 32> text;
-  return {text.data(), std::to_chars(text.data(), text.data() + text.size(), value).ptr};
+  char* const end = text.data() + text.size();
+  return {text.data(), std::to_chars(text.data(), end, value, std::chars_format::general, digits).ptr};
 }
 
 /// Collects metrics; one whose value isn't known gets no series.

@@ -60,6 +60,8 @@ class MetricsTest(unittest.TestCase):
         rules = (DEPLOY / "prometheus" / "kestrune.rules.yml").read_text("utf-8")
         self.assertEqual(set(re.findall(r"\bkestrune_\w+", " ".join(queries))), set(known), "all, and no others")
         self.assertLessEqual(set(re.findall(r"\bkestrune_\w+", rules)), set(known))
+        table = (DEPLOY.parent / "docs" / "fleet.md").read_text("utf-8")
+        self.assertEqual(set(re.findall(r"^\| `(kestrune_\w+)`", table, re.MULTILINE)), set(known))
         places = r"\b(?:by|without) \(([\w, ]+)\)|\{\{(\w+)\}\}|\$labels\.(\w+)|\{(\w+)=~"
         labels = re.findall(places, rules + str(queries + dashboard["panels"]))
         used = {label for found in labels for label in re.split(r", ?", max(found))}
