@@ -23,6 +23,9 @@ struct Options {
   std::string label;
   std::string mended;
   std::vector<std::string> fleet;  ///< reports in JSON, for the plant's page
+  std::string metrics;
+  bool follow = false;      ///< write the metrics again and again
+  std::int64_t every = 15;  ///< seconds
   bool printLimits = false;
   bool quiet = false;  ///< no progress bar
 };

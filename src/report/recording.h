@@ -138,6 +138,7 @@ struct Checkpoint {
 struct ReadOptions {
   std::int64_t from = INT64_MIN;  ///< stamps before are left out
   std::int64_t to = INT64_MAX;    ///< and from here on
+  std::uint64_t place = 0;        ///< byte of the raw data at which reading begins
   /// Told how many of the raw data's bytes have been read, every few megabytes; may be empty.
   void (*progress)(std::uint64_t read, std::uint64_t size) = nullptr;
 };

@@ -59,6 +59,14 @@ void RelockTracker::Finish(const LockSecond& second) {
   }
   Keep();
   lost_ = false;
+  ++relocked_;
+}
+
+void RelockTracker::Resume(const RelockMemory& memory) {
+  hasLocked_ = memory.hasLocked;
+  lost_ = memory.lost;
+  lockedGrandmaster_ = memory.lockedGrandmaster;
+  open_.sfp = sfp_;
 }
 
 void RelockTracker::EndRun() {

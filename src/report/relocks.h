@@ -35,6 +35,14 @@ struct LockSecond {
   double offset = 0;  ///< average, ns; means nothing without Sync messages
 };
 
+/// What a tracker must know to count on behind a second that it was told of last. How an open loss came about
+/// isn't in it.
+struct RelockMemory {
+  bool hasLocked = false;
+  bool lost = false;
+  std::uint64_t lockedGrandmaster = 0;
+};
+
 /// Follows one SFP through its losses of lock. The first lock of a run isn't one.
 class RelockTracker {
  public:
@@ -48,6 +56,12 @@ class RelockTracker {
   /// At most `limit`, the first ones.
   const std::vector<Relock>& All() const { return all_; }
   std::uint64_t Dropped() const { return dropped_; }
+  /// How often it was locked again, however many losses are kept.
+  std::uint64_t Relocked() const { return relocked_; }
+
+  RelockMemory Memory() const { return {hasLocked_, lost_, lockedGrandmaster_}; }
+  /// Before the first second.
+  void Resume(const RelockMemory& memory);
 
  private:
   void Lose(const LockSecond& second);
@@ -70,6 +84,7 @@ class RelockTracker {
 
   std::vector<Relock> all_;
   std::uint64_t dropped_ = 0;
+  std::uint64_t relocked_ = 0;
 };
 
 }  // namespace kestrune::report

@@ -15,6 +15,7 @@
 #include "report/json_output.h"
 #include "report/judge.h"
 #include "report/mended_output.h"
+#include "report/metrics_program.h"
 #include "report/options.h"
 #include "report/page/page_assets.h"
 #include "report/page_model.h"
@@ -69,7 +70,8 @@ bool IsOneOfTheFiles(const Work& work, const std::string& output) {
 
 bool AreOutputsSafe(const Work& work) {
   const Options& options = work.options;
-  for (const std::string* output : {&options.output, &options.json, &options.csv, &options.mended}) {
+  for (const std::string* output :
+       {&options.output, &options.json, &options.csv, &options.mended, &options.metrics}) {
     if (output->empty() || !IsOneOfTheFiles(work, *output)) continue;
     PrintError(*output + " is one of the files that are read");
     return false;
@@ -247,7 +249,9 @@ int RunReport(int argc, const char* const* argv) {
   Work work;
   work.options = parsed.options;
   work.names = NamesOf(work.options.prefix);
-  return AreOutputsSafe(work) && TakeLimits(work) ? Report(work) : statusOfErrors;
+  if (!AreOutputsSafe(work) || !TakeLimits(work)) return statusOfErrors;
+  if (!work.options.metrics.empty()) return RunMetrics(work.options, work.names, work.limits);
+  return Report(work);
 }
 
 }  // namespace kestrune::report

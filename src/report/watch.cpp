@@ -12,17 +12,39 @@ constexpr std::size_t longestWait = 120;
 constexpr std::int64_t longestStartUp = 600;
 /// The start document and the first record of a run may be so many seconds apart.
 constexpr std::int64_t sameStart = 30;
-/// Records come in batches: an SFP without one for so many seconds isn't absent yet.
-constexpr std::int64_t shortestAbsence = 3;
 
 double LeastLimit(const Limit& limit) { return limit.warn.value_or(limit.fail.value_or(INFINITY)); }
 
 }  // namespace
 
-Watch::Watch(const Recording& recording, const Limits& limits)
+Watch::Watch(const Recording& recording, const Limits& limits, WatchListener* listener)
     : recording_(&recording),
+      listener_(listener),
       offsetLimit_(LeastLimit(limits[Rule::Offset])),
       difference_(LeastLimit(limits[Rule::Difference])) {}
+
+void Watch::Resume(const WatchMemory& memory) {
+  startUps_ = {memory.startUp};
+  followedGrandmaster_ = memory.followedGrandmaster;
+  for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
+    sfps_[sfp].last = sfps_[sfp].newest = memory.last[sfp];
+    sfps_[sfp].relocks.Resume(memory.relocks[sfp]);
+  }
+  const std::vector<std::int64_t>& starts = recording_->eventLog.starts;
+  const std::int64_t seen = std::max(memory.last[0], memory.last[1]);
+  while (nextStart_ < starts.size() && starts[nextStart_] <= seen) ++nextStart_;
+}
+
+WatchMemory Watch::Memory() const {
+  WatchMemory memory;
+  if (!startUps_.empty()) memory.startUp = startUps_.back();
+  memory.followedGrandmaster = followedGrandmaster_;
+  for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
+    memory.last[sfp] = sfps_[sfp].last;
+    memory.relocks[sfp] = sfps_[sfp].relocks.Memory();
+  }
+  return memory;
+}
 
 std::uint64_t Watch::Grandmaster(const Sample& sample) const {
   return recording_->masters[static_cast<std::size_t>(sample.master)].grandmaster;
@@ -56,8 +78,12 @@ void Watch::EmitOldest() {
   }
 }
 
-void Watch::Finish() {
+void Watch::Settle() {
   while (IsWaiting()) EmitOldest();
+}
+
+void Watch::Finish() {
+  Settle();
   for (Sfp& sfp : sfps_) {
     sfp.relocks.EndRun();
     sfp.losses.Finish();
@@ -69,6 +95,9 @@ void Watch::Finish() {
 void Watch::OnPair(std::int64_t time, const Pair& pair) {
   if (!log_) log_.emplace(recording_->eventLog);
   BeginRuns(time);
+  now_ = {};
+  now_.time = time;
+  now_.sfp = pair;
   DayFigures& day = days_[DayOf(time)];
   ++day.observed;
   ++observed_;
@@ -80,6 +109,7 @@ void Watch::OnPair(std::int64_t time, const Pair& pair) {
   WatchRedundancy(time, pair, day);
   WatchFollowed(time, pair, day);
   WatchDifference(time, pair);
+  if (listener_ != nullptr) listener_->OnWatched(now_);
 }
 
 void Watch::BeginRuns(std::int64_t time) {
@@ -112,8 +142,11 @@ void Watch::WatchSfp(std::int64_t time, int sfp, const Sample& sample, DayFigure
     if (sample.resps > 0) watched.pathDelays.Add(time, sample.path);
   }
   const bool linkUp = log_->LinkUp(sfp, time);
+  const std::uint64_t relocked = watched.relocks.Relocked();
   watched.relocks.Add(
       {time, sample.locked, linkUp, sample.master, Grandmaster(sample), sample.syncs, sample.offset});
+  now_.linkUp[index] = linkUp;
+  now_.relocked[index] = watched.relocks.Relocked() != relocked;
   if (!linkUp) return;
   watched.losses.Add(time, sample.messages);
   Add(day.messages, sample.messages);
@@ -136,9 +169,11 @@ int Watch::FollowedSfp(std::int64_t time, const Pair& pair) {
 
 void Watch::WatchCard(std::int64_t time, const Pair& pair, DayFigures& day) {
   StartUp& start = startUps_.back();
-  if (CardLocked(time, pair)) {
+  now_.cardLocked = CardLocked(time, pair);
+  if (now_.cardLocked) {
     if (start.card < 0) start.card = time - start.from;
   } else if (!StartingUp(time, start.card)) {
+    now_.cardUnlocked = true;
     ++day.cardUnlocked;
     cardUnlocked_.Add(time, 1, 1);
   }
@@ -158,16 +193,18 @@ void Watch::WatchRedundancy(std::int64_t time, const Pair& pair, DayFigures& day
 }
 
 void Watch::WatchFollowed(std::int64_t time, const Pair& pair, DayFigures& day) {
-  const int followed = FollowedSfp(time, pair);
+  const int followed = now_.followed = FollowedSfp(time, pair);
   const Sample* sample = pair[static_cast<std::size_t>(followed)];
   if (sample == nullptr || !sample->locked) return;
   const std::uint64_t grandmaster = Grandmaster(*sample);
   if (followedGrandmaster_ != 0 && grandmaster != 0 && grandmaster != followedGrandmaster_) {
+    now_.grandmasterChanged = true;
     ++day.grandmasterChanges;
   }
   if (grandmaster != 0) followedGrandmaster_ = grandmaster;
   if (sample->syncs == 0 || !CardSettled(time, pair)) return;
   const double offset = sample->offset;
+  now_.judgedOffset = offset;
   ++judged_;
   ++day.judged;
   if (day.judged == 1 || std::fabs(offset) > std::fabs(day.worstOffset)) {
@@ -183,7 +220,8 @@ void Watch::WatchDifference(std::int64_t time, const Pair& pair) {
   if (pair[0]->syncs == 0 || pair[1]->syncs == 0) return;
   const std::uint64_t grandmaster = Grandmaster(*pair[0]);
   if (grandmaster == 0 || grandmaster != Grandmaster(*pair[1])) return;
-  difference_.Add(time, pair[0]->offset - pair[1]->offset, pair[0]->locked && pair[1]->locked);
+  now_.difference = pair[0]->offset - pair[1]->offset;
+  difference_.Add(time, *now_.difference, pair[0]->locked && pair[1]->locked);
 }
 
 }  // namespace kestrune::report

@@ -16,6 +16,9 @@
 
 namespace kestrune::report {
 
+/// Records come in batches: an SFP without one for so many seconds isn't absent yet.
+inline constexpr std::int64_t shortestAbsence = 3;
+
 /// A day (UTC) in figures, in seconds. Start-up counts in `observed` only.
 struct DayFigures {
   std::int64_t observed = 0;  ///< with a record of either SFP
@@ -38,14 +41,61 @@ struct StartUp {
   std::int64_t card = -1;
 };
 
+/// An SFP's second, as the watch looks at it when the other SFP's is there too.
+struct WatchedSample {
+  std::int64_t time = 0;
+  double offset = 0;  ///< average, ns; means nothing without Sync messages
+  double path = 0;    ///< average, ns; means nothing without Delay_Resp messages
+  MessageTallies messages;
+  std::uint32_t syncs = 0;
+  std::uint32_t resps = 0;
+  std::int32_t master = 0;
+  bool locked = false;
+};
+
+/// What the watch found in a second with a record of either SFP.
+struct WatchedSecond {
+  std::int64_t time = 0;
+  std::array<const WatchedSample*, sfpCount> sfp{};  ///< null: no record
+  std::array<bool, sfpCount> linkUp{};
+  std::array<bool, sfpCount> relocked{};  ///< locked again in this second
+  bool cardLocked = false;
+  bool cardUnlocked = false;  ///< counts as such: it isn't starting up
+  int followed = 0;           ///< the SFP that the card follows
+  bool grandmasterChanged = false;
+  std::optional<double> judgedOffset;  ///< ns
+  std::optional<double> difference;    ///< of the SFPs' offsets, A - B, ns
+};
+
+class WatchListener {
+ public:
+  virtual ~WatchListener() = default;
+  /// Seconds in rising order but behind a clock that was set back.
+  virtual void OnWatched(const WatchedSecond& second) = 0;
+};
+
+/// What a watch must know to go on behind the second that it looked at last.
+struct WatchMemory {
+  StartUp startUp;                                                ///< of the run under way
+  std::array<std::int64_t, sfpCount> last{INT64_MIN, INT64_MIN};  ///< second with a record
+  std::uint64_t followedGrandmaster = 0;
+  std::array<RelockMemory, sfpCount> relocks;
+};
+
 /// What is judged second by second, gathered while the raw data is read. Looks at the recording's event log,
 /// which is complete by then, and at its masters, which grow meanwhile.
 class Watch : public RecordObserver {
  public:
-  /// The recording must outlive the watch.
-  Watch(const Recording& recording, const Limits& limits);
+  /// The recording must outlive the watch, and so must the listener, if there is one.
+  Watch(const Recording& recording, const Limits& limits, WatchListener* listener = nullptr);
+  /// Goes on where another watch had got to. Before the first second, when the event log is complete.
+  void Resume(const WatchMemory& memory);
 
   void OnSecond(int sfp, const Bucket& second, std::int32_t state, std::int32_t master) override;
+  /// Looks at the seconds of an SFP that wait for the other's, which is not to come any more.
+  void Settle();
+  /// Of what was looked at so far; call `Settle` before.
+  WatchMemory Memory() const;
   /// Ends what is still open; call it once, behind the last second. Afterwards the figures are complete.
   void Finish();
 
@@ -64,17 +114,7 @@ class Watch : public RecordObserver {
   const DifferenceTracker& Difference() const { return difference_; }
 
  private:
-  /// What of a second is looked at when the other SFP's is there too.
-  struct Sample {
-    std::int64_t time = 0;
-    double offset = 0;  ///< average, ns; means nothing without Sync messages
-    double path = 0;    ///< average, ns; means nothing without Delay_Resp messages
-    MessageTallies messages;
-    std::uint32_t syncs = 0;
-    std::uint32_t resps = 0;
-    std::int32_t master = 0;
-    bool locked = false;
-  };
+  using Sample = WatchedSample;
   struct Sfp {
     explicit Sfp(int sfp) : relocks(sfp) {}
 
@@ -107,6 +147,8 @@ class Watch : public RecordObserver {
   int FollowedSfp(std::int64_t time, const Pair& pair);
 
   const Recording* recording_;
+  WatchListener* listener_;
+  WatchedSecond now_;
   double offsetLimit_;
   std::array<Sfp, sfpCount> sfps_{Sfp(0), Sfp(1)};
   std::optional<LoggedStates> log_;  // from the first second on

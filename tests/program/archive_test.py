@@ -107,7 +107,7 @@ class ArchiveTest(ProgramTest):
 
         units = self.root / "lib" / "systemd" / "system"
         known = options(self.report("--help").stdout)
-        for unit in ("kestrune@.service",):
+        for unit in ("kestrune@.service", "kestrune-metrics@.service"):
             command = re.search(r"(?m)^ExecStart=(\S+) (.*)$", (units / unit).read_text())
             self.assertTrue((self.root / "bin" / pathlib.Path(command[1]).name).is_file())
             if "report" in command[1]:
