@@ -202,10 +202,10 @@ class Finder {
 
   void FindRelocks(int sfp) {
     for (const Relock& relock : watch_.Relocks(sfp).All()) {
-      if (relock.locked < 0) continue;
       const auto took = static_cast<double>(relock.Took());
-      const std::int64_t from = std::min(relock.start, relock.locked);
-      Add({Cause::Relock, sfp, from, relock.locked, Judged(Rule::Relock, took), took, relock.detected});
+      const std::int32_t outcome = relock.locked < 0 ? Finding::neverLocked : 0;
+      Add({Cause::Relock, sfp, relock.start, relock.end, Judged(Rule::Relock, took), took, relock.detected, 0,
+           outcome});
       if (!relock.grandmasterChanged || !relock.stepMeasured) continue;
       Add({Cause::Step, sfp, relock.detected, relock.detected + 1, Judged(Rule::Step, std::fabs(relock.step)),
            relock.step, relock.detected});

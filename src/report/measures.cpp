@@ -40,14 +40,16 @@ void ForEachRelock(const Evidence& evidence, Tell tell) {
 
 Measure MeasureRelock(const Evidence& evidence) {
   Measure measure{evidence.watch->ObservedSeconds() > 0, 0, 0, -1, -1, "never out of lock"};
-  std::int64_t count = 0;
   ForEachRelock(evidence, [&](const Relock& relock) {
-    ++count;
-    if (relock.locked < 0 || static_cast<double>(relock.Took()) < measure.value) return;
+    if (static_cast<double>(relock.Took()) < measure.value) return;
     measure = Measured(static_cast<double>(relock.Took()), relock.detected, relock.sfp,
                        SfpText(relock.sfp) + ' ' + At(relock.detected));
+    if (relock.locked < 0) measure.detail += ", not locked again by " + TimeText(relock.end);
   });
-  if (count > 0) measure.detail.append("; ").append(CountText(count, "loss of lock", "losses of lock"));
+  const std::uint64_t count = evidence.watch->Relocks(0).Count() + evidence.watch->Relocks(1).Count();
+  if (count > 0) {
+    measure.detail += "; " + CountText(static_cast<std::int64_t>(count), "loss of lock", "losses of lock");
+  }
   return measure;
 }
 
@@ -80,8 +82,13 @@ Measure MeasureCardLock(const Evidence& evidence) {
   Measure measure = MeasureWorstDay(
       evidence, evidence.watch->CardUnlocked(), [](const DayFigures& day) { return day.cardUnlocked; },
       "never out of lock since it locked");
-  if (evidence.recording->eventLog.card.Empty())
+  constexpr std::int64_t late = 30;
+  const Runs& card = evidence.recording->eventLog.card;
+  if (card.Empty()) {
     measure.detail += "; by the SFPs, as no document tells the card's state";
+  } else if (card.All().front().from > evidence.recording->first + late) {
+    measure.detail += "; by the SFPs up to the first document of the card, " + At(card.All().front().from);
+  }
   return measure;
 }
 

@@ -137,9 +137,7 @@ Data Worst(const Judgement& judgement) {
 }
 
 Severity SeverityOf(const Relock& relock, const Limits& limits) {
-  Severity severity = Severity::Pass;
-  if (relock.locked >= 0)
-    severity = Judge(limits[Rule::Relock], Rule::Relock, static_cast<double>(relock.Took()));
+  Severity severity = Judge(limits[Rule::Relock], Rule::Relock, static_cast<double>(relock.Took()));
   if (relock.grandmasterChanged && relock.stepMeasured) {
     severity = std::max(severity, Judge(limits[Rule::Step], Rule::Step, std::fabs(relock.step)));
   }
@@ -158,7 +156,7 @@ Data Relocks(const Judgement& judgement) {
                     {"lastMessage", TimeText(relock.lastMessage)},
                     {"detected", TimeText(relock.detected)},
                     {"locked", locked ? TimeText(relock.locked) : "never"},
-                    {"took", locked ? DurationText(relock.Took()) : "\u2013"},
+                    {"took", (locked ? "" : "> ") + DurationText(relock.Took())},
                     {"step", relock.stepMeasured ? TenthsText(relock.step) : "\u2013"},
                     {"from", master(relock.from)},
                     {"to", locked ? master(relock.to) : "\u2013"},
