@@ -263,7 +263,7 @@ Measure MeasureGrandmasterChanges(const Evidence& evidence) {
 
 Measure MeasureTelemetry(const Evidence& evidence) {
   const Recording& recording = *evidence.recording;
-  const auto length = static_cast<double>(recording.end - recording.first);
+  const auto length = static_cast<double>(recording.end - recording.first - recording.secondsLeftOut);
   if (length <= 0) return {};
   const auto missing = static_cast<double>(recording.gapSeconds);
   Measure measure =
