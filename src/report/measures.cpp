@@ -167,26 +167,21 @@ Measure MeasureMessages(const Evidence& evidence) {
   return measure;
 }
 
-/// Calls tell(time, sfp, master) for each stretch of time that an SFP spent on a master.
+/// Calls tell(time, sfp, master) for each stretch of time in which an SFP follows a master.
 template <typename Tell>
 void ForEachMaster(const Evidence& evidence, Tell tell) {
   for (int sfp = 0; sfp < sfpCount; ++sfp) {
-    for (const Run& run : evidence.recording->sfp[static_cast<std::size_t>(sfp)].master.All()) {
-      const Master& master = evidence.recording->masters[static_cast<std::size_t>(run.value)];
-      if (master.grandmaster != 0) tell(run.from, sfp, master);
-    }
+    ForEachFollowedMaster(*evidence.recording, sfp, [&](std::int64_t from, std::int64_t, std::int32_t index) {
+      tell(from, sfp, evidence.recording->masters[static_cast<std::size_t>(index)]);
+    });
   }
 }
 
 Measure MeasureClockClass(const Evidence& evidence) {
-  constexpr std::uint32_t primaryReference = 6;
   Measure measure;
-  const auto badness = [](double clockClass) {  // a class below 6 is reserved and no better than 7
-    return clockClass < primaryReference ? primaryReference + 1 : clockClass;
-  };
   ForEachMaster(evidence, [&](std::int64_t time, int sfp, const Master& master) {
-    const double worse = badness(master.clockClass);
-    if (measure.measured && worse <= badness(measure.value)) return;
+    const double worse = JudgedClockClass(master);
+    if (measure.measured && worse <= measure.inFailUnit) return;
     measure = Measured(master.clockClass, time, sfp,
                        ShortIdentityText(master.grandmaster) + " from " + TimeText(time));
     measure.inFailUnit = worse;
@@ -200,23 +195,27 @@ Measure MeasureUtcOffset(const Evidence& evidence) {
     if (measure.measured) return;
     measure = Measured(0, -1, -1, std::to_string(master.utcOffset) + "\u00a0s all the time");
   });
+  const Recording& recording = *evidence.recording;
   for (int sfp = 0; sfp < sfpCount; ++sfp) {
     std::int64_t count = 0;
-    ForEachMasterChange(*evidence.recording, sfp, [&](std::int64_t time, std::int32_t from, std::int32_t to) {
-      const Master& before = evidence.recording->masters[static_cast<std::size_t>(from)];
-      const Master& after = evidence.recording->masters[static_cast<std::size_t>(to)];
-      if (!ChangesUtcOffsetUnannounced(before, after)) return;
-      ++count;
-      if (static_cast<double>(count) <= measure.value) return;
-      const bool first = measure.value == 0;
-      if (first) {
-        measure.at = time;
-        measure.detail = FieldText(MasterField::UtcOffset, before) + std::string(arrow) +
-                         FieldText(MasterField::UtcOffset, after) + ' ' + At(time);
+    ForEachMasterChange(recording, sfp, [&](std::int64_t time, std::int32_t from, std::int32_t to) {
+      const Master& before = recording.masters[static_cast<std::size_t>(from)];
+      const Master& after = recording.masters[static_cast<std::size_t>(to)];
+      if (before.utcOffset == after.utcOffset) return;
+      const std::string change = FieldText(MasterField::UtcOffset, before) + std::string(arrow) +
+                                 FieldText(MasterField::UtcOffset, after) + ' ' + At(time);
+      if (!ChangesUtcOffsetUnannounced(recording, sfp, time, before, after)) {
+        if (measure.value == 0) measure.detail = change + ", announced";
+        return;
       }
-      measure.value = measure.inFailUnit = static_cast<double>(count);
+      if (measure.value == 0) {
+        measure.at = time;
+        measure.detail = change;
+      }
+      measure.value = std::max(measure.value, static_cast<double>(++count));
     });
   }
+  measure.inFailUnit = measure.value;
   return measure;
 }
 
@@ -290,6 +289,11 @@ Evidence::Evidence(const Recording& seen, const Watch& watched, const Limits& li
     pathDelay[static_cast<std::size_t>(sfp)] =
         DeviationFromDay(watched.PathDelays(sfp).All(), limit * percent);
   }
+}
+
+double JudgedClockClass(const Master& master) {
+  constexpr std::uint32_t primaryReference = 6;
+  return master.clockClass < primaryReference ? primaryReference + 1 : master.clockClass;
 }
 
 std::string_view MessageKindText(MessageKind kind) {

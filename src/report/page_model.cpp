@@ -172,6 +172,8 @@ Data Changes(const Judgement& judgement) {
     std::string what = change.what;
     if (change.count > 1) {
       what += ", " + CountText(change.count, "time", "times") + " up to " + TimeText(change.until);
+    } else if (change.until > change.time) {
+      what += ", up to " + TimeText(change.until);
     }
     list << Fields({{"time", TimeText(change.time)},
                     {"t", std::to_string(change.time)},

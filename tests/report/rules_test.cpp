@@ -205,12 +205,32 @@ const Row rows[] = {
      SecondMaster([](Master& master) { master.clockClass = 7; })},
     {"degraded", Rule::ClockClass, Severity::Fail, 52, 600, takeover,
      SecondMaster([](Master& master) { master.clockClass = 52; })},
+    {"reserved", Rule::ClockClass, Severity::Warn, 5, 600, takeover,
+     SecondMaster([](Master& master) { master.clockClass = 5; })},
+    {"followed by nobody", Rule::ClockClass, Severity::Pass, 6, 600,
+     [](std::int64_t i, SceneSecond& now) {
+       if (In(i, 300, 10)) now.sfp[1].master = 2;
+       if (In(i, 300, 10)) now.sfp[1].state = 4;
+     },
+     SecondMaster([](Master& master) { master.clockClass = 248; })},
 
     {"announced", Rule::UtcOffset, Severity::Pass, 0, 600, takeover,
      [](Scene& scene) {
        scene.recording.masters[1].leap61 = 1;
        scene.recording.masters[2] = scene.recording.masters[1];
        scene.recording.masters[2].utcOffset = 38;
+     }},
+    {"announced up to two seconds before", Rule::UtcOffset, Severity::Pass, 0, 600,
+     [](std::int64_t i, SceneSecond& now) {
+       for (Side& side : now.sfp) side.master = i < 300 ? 1 : (i < 302 ? 2 : 3);
+     },
+     [](Scene& scene) {
+       auto& masters = scene.recording.masters;
+       masters.resize(4, masters[1]);
+       masters[1].leap61 = 1;
+       masters[3].utcOffset = 38;
+       masters[2] = masters[3];
+       masters[2].utcOffset = 37;
      }},
     {"not announced", Rule::UtcOffset, Severity::Fail, 1, 600, takeover,
      SecondMaster([](Master& master) { master.utcOffset = 38; })},
