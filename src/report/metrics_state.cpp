@@ -47,6 +47,7 @@ void Describe(Archive& archive, WatchMemory& memory) {
   archive("startUp", memory.startUp);
   archive("last", memory.last);
   archive("followedGrandmaster", memory.followedGrandmaster);
+  archive("servedBy", memory.servedBy);
   archive("relocks", memory.relocks);
 }
 

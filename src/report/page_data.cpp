@@ -240,6 +240,8 @@ class MetaWriter {
   /// The longest gaps, should there be too many.
   void WriteTimes() {
     std::vector<Stretch> gaps = recording_.gaps;
+    gaps.insert(gaps.end(), recording_.pauses.begin(), recording_.pauses.end());
+    std::ranges::sort(gaps, std::less{}, &Stretch::from);
     if (gaps.size() > mostGaps) {
       std::ranges::stable_sort(gaps, std::greater{}, [](const Stretch& gap) { return gap.to - gap.from; });
       gaps.resize(mostGaps);

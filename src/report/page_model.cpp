@@ -172,9 +172,7 @@ Data Worst(const Judgement& judgement) {
 }
 
 Severity SeverityOf(const Relock& relock, const Limits& limits) {
-  Severity severity = Severity::Pass;
-  if (relock.locked >= 0)
-    severity = Judge(limits[Rule::Relock], Rule::Relock, static_cast<double>(relock.Took()));
+  Severity severity = Judge(limits[Rule::Relock], Rule::Relock, static_cast<double>(relock.Took()));
   if (relock.grandmasterChanged && relock.stepMeasured) {
     severity = std::max(severity, Judge(limits[Rule::Step], Rule::Step, std::fabs(relock.step)));
   }
@@ -194,7 +192,7 @@ Data Relocks(const Judgement& judgement) {
          {"lastMessage", TimeText(relock.lastMessage)},
          {"detected", TimeText(relock.detected)},
          {"locked", locked ? TimeText(relock.locked) : "never"},
-         {"took", locked ? DurationText(relock.Took()) : "\u2013"},
+         {"took", (locked ? "" : "> ") + DurationText(relock.Took())},
          {"step", relock.stepMeasured ? TenthsText(relock.step) : "\u2013"},
          {"from", master(relock.from)},
          {"to", locked ? master(relock.to) : "\u2013"},
@@ -210,6 +208,8 @@ Data Changes(const Judgement& judgement) {
     std::string what = change.what;
     if (change.count > 1) {
       what += ", " + CountText(change.count, "time", "times") + " up to " + TimeText(change.until);
+    } else if (change.until > change.time) {
+      what += ", up to " + TimeText(change.until);
     }
     list << PageFields({{"time", TimeText(change.time)},
                         {"t", std::to_string(change.time)},

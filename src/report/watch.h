@@ -50,6 +50,7 @@ struct WatchedSample {
   std::uint32_t syncs = 0;
   std::uint32_t resps = 0;
   std::int32_t master = 0;
+  bool served = false;  ///< has a master whose messages are due
   bool locked = false;
 };
 
@@ -57,8 +58,8 @@ struct WatchedSample {
 struct WatchedSecond {
   std::int64_t time = 0;
   std::array<const WatchedSample*, sfpCount> sfp{};  ///< null: no record
-  std::array<bool, sfpCount> linkUp{};
-  std::array<bool, sfpCount> relocked{};  ///< locked again in this second
+  std::array<bool, sfpCount> messagesJudged{};       ///< are missing ones missing?
+  std::array<bool, sfpCount> relocked{};             ///< locked again in this second
   bool cardLocked = false;
   bool cardUnlocked = false;  ///< counts as such: it isn't starting up
   int followed = 0;           ///< the SFP that the card follows
@@ -79,6 +80,7 @@ struct WatchMemory {
   StartUp startUp;                                                ///< of the run under way
   std::array<std::int64_t, sfpCount> last{INT64_MIN, INT64_MIN};  ///< second with a record
   std::uint64_t followedGrandmaster = 0;
+  std::array<std::uint64_t, sfpCount> servedBy{};  ///< grandmaster whose messages were due
   std::array<RelockMemory, sfpCount> relocks;
 };
 
@@ -118,9 +120,11 @@ class Watch : public RecordObserver {
   struct Sfp {
     explicit Sfp(int sfp) : relocks(sfp) {}
 
-    std::deque<Sample> waiting;       // for the other SFP's second
-    std::int64_t newest = INT64_MIN;  // second that came last
-    std::int64_t last = INT64_MIN;    // and that was looked at last
+    std::deque<Sample> waiting;           // for the other SFP's second
+    std::int64_t newest = INT64_MIN;      // second that came last
+    std::vector<std::int64_t> uncounted;  // seconds without a record that may be too few for an absence
+    std::int64_t silent = 0;              // seconds in a row without a record
+    std::uint64_t master = 0;             // grandmaster whose messages were due in the second before
     Excursions offsets{5};
     RelockTracker relocks;
     LossTracker losses;
@@ -134,12 +138,15 @@ class Watch : public RecordObserver {
   bool IsWaiting() const { return !sfps_[0].waiting.empty() || !sfps_[1].waiting.empty(); }
   bool StartingUp(std::int64_t time, std::int64_t lockedAfter) const;
 
+  static void Merge(const Sample& added, Sample& sample);
   void EmitOldest();
   void OnPair(std::int64_t time, const Pair& pair);
   void BeginRuns(std::int64_t time);
   void WatchSfp(std::int64_t time, int sfp, const Sample& sample, DayFigures& day);
+  void WatchMessages(std::int64_t time, int sfp, const Sample& sample, DayFigures& day);
   void WatchCard(std::int64_t time, const Pair& pair, DayFigures& day);
-  void WatchRedundancy(std::int64_t time, const Pair& pair, DayFigures& day);
+  void WatchRedundancy(std::int64_t time, const Pair& pair);
+  void CountNotRedundant(std::int64_t time, double without);
   void WatchFollowed(std::int64_t time, const Pair& pair, DayFigures& day);
   void WatchDifference(std::int64_t time, const Pair& pair);
   bool CardLocked(std::int64_t time, const Pair& pair);
@@ -155,6 +162,7 @@ class Watch : public RecordObserver {
   std::map<std::int64_t, DayFigures> days_;
   std::vector<StartUp> startUps_;
   std::size_t nextStart_ = 0;
+  std::int64_t last_ = INT64_MAX;  ///< second that was looked at last
   std::int64_t observed_ = 0;
   std::int64_t judged_ = 0;
   std::uint64_t followedGrandmaster_ = 0;
