@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -14,9 +15,11 @@
 
 namespace kestrune::ptp {
 
-/// The PTP port states that a follower goes through, with the records' codes. Its owner may find it faulty.
+/// The PTP port states that a follower goes through, with the records' codes; the first two are for its owner
+/// to find.
 enum class PortState : std::int32_t {
   Faulty = 2,
+  Disabled = 3,
   Listening = 4,
   Uncalibrated = 8,
   FollowerUnlocked = 9,
@@ -25,6 +28,14 @@ enum class PortState : std::int32_t {
 
 /// A clock that is further from its master is not a follower's yet, in nanoseconds.
 inline constexpr double stepThreshold = 10'000;
+
+/// One Sync or one delay exchange measured, in nanoseconds.
+struct Sample {
+  std::uint16_t sequenceId;
+  std::optional<std::int64_t> masterToFollowerDelay{};  ///< of a Sync
+  std::optional<std::int64_t> followerToMasterDelay{};  ///< of a Delay_Req, with the next
+  std::int64_t meanPathDelay = 0;
+};
 
 /// What a follower is, for as long as it lives. Thresholds are of a second's mean offset, in nanoseconds.
 struct FollowerSettings {
@@ -35,6 +46,7 @@ struct FollowerSettings {
   double lockThreshold = 500;
   double unlockThreshold = 1'000;
   double calibrationThreshold = stepThreshold;  ///< a clock further away is not calibrated
+  std::function<void(const Sample&)> tell{};    ///< called for each sample, if it is there
 };
 
 /// What the follower has measured in one telemetry interval.
