@@ -51,15 +51,10 @@ DayDeviation DeviationFromDay(const std::vector<MinuteMedians::Minute>& minutes,
   return deviation;
 }
 
-MessageTallies TallyOf(const Bucket& second) {
-  constexpr double sixteenths = 16;
-  MessageTallies tallies;
-  tallies[syncMessage] = {static_cast<double>(second.syncsDue), static_cast<double>(second.syncs)};
-  tallies[followUpMessage] = {static_cast<double>(second.followUpsDue),
-                              static_cast<double>(second.followUps)};
-  tallies[delayRespMessage] = {static_cast<double>(second.respsDue), static_cast<double>(second.resps)};
-  tallies[announceMessage] = {second.announcesDue / sixteenths, static_cast<double>(second.announces)};
-  return tallies;
+SecondMessages MessagesOf(const Bucket& second) {
+  static_assert(syncMessage == 0 && followUpMessage == 1 && delayRespMessage == 2 && announceMessage == 3);
+  return {{second.syncsDue, second.followUpsDue, second.respsDue, second.announcesDue},
+          {second.syncs, second.followUps, second.resps, second.announces}};
 }
 
 void Add(MessageTallies& sum, const MessageTallies& added) {
@@ -69,22 +64,31 @@ void Add(MessageTallies& sum, const MessageTallies& added) {
   }
 }
 
-void LossTracker::Add(std::int64_t time, const MessageTallies& second) {
+void LossTracker::Add(std::int64_t time, const SecondMessages& second) {
   if (MinuteOf(time) != minute_) Finish();
   minute_ = MinuteOf(time);
-  report::Add(inMinute_, second);
+  for (std::size_t kind = 0; kind < messageKinds; ++kind) {
+    inMinute_.due[kind] += second.due[kind];
+    inMinute_.got[kind] += second.got[kind];
+  }
 }
 
 void LossTracker::Finish() {
   constexpr double leastMissing = 5;
   constexpr double leastShare = 0.01;
-  report::Add(all_, inMinute_);
+  constexpr double sixteenths = 16;
+  if (minute_ == none) return;
+  MessageTallies minute;
   for (std::size_t kind = 0; kind < messageKinds; ++kind) {
-    const MessageTally& tally = inMinute_[kind];
+    MessageTally& tally = minute[kind];
+    tally = {static_cast<double>(inMinute_.due[kind]), static_cast<double>(inMinute_.got[kind])};
+    if (kind == announceMessage) tally.due /= sixteenths;
     if (tally.Missing() >= leastMissing && tally.MissingShare() >= leastShare) {
       minutes_[kind].Add(minute_, minuteLength, tally.MissingShare());
     }
   }
+  report::Add(all_, minute);
+  report::Add(days_[DayOf(minute_)], minute);
   inMinute_ = {};
 }
 

@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
+#include <map>
 #include <vector>
 
 #include "report/buckets.h"
@@ -72,24 +74,35 @@ struct MessageTally {
 
 using MessageTallies = std::array<MessageTally, messageKinds>;
 
-/// What of a second's messages was due, and what came.
-MessageTallies TallyOf(const Bucket& second);
 void Add(MessageTallies& sum, const MessageTallies& added);
 
-/// One SFP's messages in the whole, and the minutes in which many were missing.
+/// What of a second's messages was due, and what came. Announce messages that are due are counted in
+/// sixteenths.
+struct SecondMessages {
+  std::array<std::uint32_t, messageKinds> due{};
+  std::array<std::uint32_t, messageKinds> got{};
+};
+
+SecondMessages MessagesOf(const Bucket& second);
+
+/// One SFP's messages in the whole and in each day, and the minutes in which many were missing.
 class LossTracker {
  public:
-  void Add(std::int64_t time, const MessageTallies& second);
+  void Add(std::int64_t time, const SecondMessages& second);
   void Finish();
 
   const MessageTallies& All() const { return all_; }
+  const std::map<std::int64_t, MessageTallies>& Days() const { return days_; }
   /// Minutes that lack 1 % and at least 5 messages; the value is the share of the kind.
   const Excursions& Minutes(MessageKind kind) const { return minutes_[kind]; }
 
  private:
+  static constexpr std::int64_t none = std::numeric_limits<std::int64_t>::min();
+
   MessageTallies all_;
-  MessageTallies inMinute_;
-  std::int64_t minute_ = 0;
+  std::map<std::int64_t, MessageTallies> days_;
+  SecondMessages inMinute_;  ///< sums
+  std::int64_t minute_ = none;
   std::array<Excursions, messageKinds> minutes_ = {Excursions(120), Excursions(120), Excursions(120),
                                                    Excursions(120)};
 };

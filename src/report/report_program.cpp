@@ -184,6 +184,7 @@ int Report(Work& work) {
   ReadRecording(work.names, MakeReadOptions(work), {&watch, &selfCheck, &work.stability}, work.recording);
   watch.Finish();
   selfCheck.Finish();
+  work.stability.Finish();
   const Recording& recording = work.recording;
   if (!recording.rawDataPresent && !recording.eventLog.present && !recording.periodLines.present) {
     PrintError("no file of " + work.options.prefix + " can be read");

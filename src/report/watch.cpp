@@ -6,8 +6,6 @@
 namespace kestrune::report {
 namespace {
 
-/// Seconds of one SFP that wait for the other's.
-constexpr std::size_t longestWait = 120;
 /// A run that isn't locked by then, in seconds, isn't starting up any more.
 constexpr std::int64_t longestStartUp = 600;
 /// The start document and the first record of a run may be so many seconds apart.
@@ -31,28 +29,27 @@ std::uint64_t Watch::Grandmaster(const Sample& sample) const {
 void Watch::OnSecond(int sfp, const Bucket& second, std::int32_t /*state*/, std::int32_t master) {
   if (second.start == PerSfp(sfp).newest) return;  // had one already
   const bool setBack = second.start < PerSfp(sfp).newest;
-  auto& waiting = PerSfp(sfp).waiting;
-  while (setBack && !waiting.empty()) EmitOldest();
+  Queue& waiting = PerSfp(sfp).waiting;
+  while (waiting.Full() || (setBack && !waiting.Empty())) EmitOldest();
   PerSfp(sfp).newest = second.start;
-  waiting.push_back({second.start, second.offset.mean, second.path.mean, TallyOf(second), second.syncs,
-                     second.resps, master, second.records > 0 && second.locked == second.records});
-  const auto both = [&] { return !sfps_[0].waiting.empty() && !sfps_[1].waiting.empty(); };
-  while (both() || waiting.size() > longestWait) EmitOldest();
+  waiting.Push({second.start, second.offset.mean, second.path.mean, MessagesOf(second), second.syncs,
+                second.resps, master, second.records > 0 && second.locked == second.records});
+  while (!sfps_[0].waiting.Empty() && !sfps_[1].waiting.Empty()) EmitOldest();
 }
 
 void Watch::EmitOldest() {
   std::int64_t time = INT64_MAX;
   for (const Sfp& sfp : sfps_) {
-    if (!sfp.waiting.empty()) time = std::min(time, sfp.waiting.front().time);
+    if (!sfp.waiting.Empty()) time = std::min(time, sfp.waiting.Front().time);
   }
   Pair pair{};
   for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
-    const auto& waiting = sfps_[sfp].waiting;
-    if (!waiting.empty() && waiting.front().time == time) pair[sfp] = &waiting.front();
+    const Queue& waiting = sfps_[sfp].waiting;
+    if (!waiting.Empty() && waiting.Front().time == time) pair[sfp] = &waiting.Front();
   }
   OnPair(time, pair);
   for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
-    if (pair[sfp] != nullptr) sfps_[sfp].waiting.pop_front();
+    if (pair[sfp] != nullptr) sfps_[sfp].waiting.Pop();
   }
 }
 
@@ -61,6 +58,7 @@ void Watch::Finish() {
   for (Sfp& sfp : sfps_) {
     sfp.relocks.EndRun();
     sfp.losses.Finish();
+    for (const auto& [day, messages] : sfp.losses.Days()) Add(days_[day].messages, messages);
     sfp.pathDelays.Finish();
   }
   difference_.Finish();
@@ -116,7 +114,6 @@ void Watch::WatchSfp(std::int64_t time, int sfp, const Sample& sample, DayFigure
       {time, sample.locked, linkUp, sample.master, Grandmaster(sample), sample.syncs, sample.offset});
   if (!linkUp) return;
   watched.losses.Add(time, sample.messages);
-  Add(day.messages, sample.messages);
 }
 
 bool Watch::CardLocked(std::int64_t time, const Pair& pair) {

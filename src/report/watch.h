@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <optional>
 #include <vector>
@@ -69,16 +68,35 @@ class Watch : public RecordObserver {
     std::int64_t time = 0;
     double offset = 0;  ///< average, ns; means nothing without Sync messages
     double path = 0;    ///< average, ns; means nothing without Delay_Resp messages
-    MessageTallies messages;
+    SecondMessages messages;
     std::uint32_t syncs = 0;
     std::uint32_t resps = 0;
     std::int32_t master = 0;
     bool locked = false;
   };
+  /// Seconds that wait for the other SFP's.
+  class Queue {
+   public:
+    static constexpr std::size_t limit = 128;
+
+    bool Empty() const { return count_ == 0; }
+    bool Full() const { return count_ == limit; }
+    const Sample& Front() const { return samples_[first_ % limit]; }
+    void Push(const Sample& sample) { samples_[(first_ + count_++) % limit] = sample; }
+    void Pop() {
+      ++first_;
+      --count_;
+    }
+
+   private:
+    std::array<Sample, limit> samples_;
+    std::size_t first_ = 0;
+    std::size_t count_ = 0;
+  };
   struct Sfp {
     explicit Sfp(int sfp) : relocks(sfp) {}
 
-    std::deque<Sample> waiting;       // for the other SFP's second
+    Queue waiting;
     std::int64_t newest = INT64_MIN;  // second that came last
     std::int64_t last = INT64_MIN;    // and that was looked at last
     Excursions offsets{5};
@@ -91,7 +109,7 @@ class Watch : public RecordObserver {
   const Sfp& PerSfp(int sfp) const { return sfps_[static_cast<std::size_t>(sfp)]; }
   Sfp& PerSfp(int sfp) { return sfps_[static_cast<std::size_t>(sfp)]; }
   std::uint64_t Grandmaster(const Sample& sample) const;
-  bool IsWaiting() const { return !sfps_[0].waiting.empty() || !sfps_[1].waiting.empty(); }
+  bool IsWaiting() const { return !sfps_[0].waiting.Empty() || !sfps_[1].waiting.Empty(); }
   bool StartingUp(std::int64_t time, std::int64_t lockedAfter) const;
 
   void EmitOldest();
