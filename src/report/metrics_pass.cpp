@@ -37,6 +37,7 @@ class Average {
 MetricsPass::MetricsPass(const MetricsMark& from, EventLog log, const Limits& limits)
     : limits_(limits), from_(from), marks_{from}, sums_(from.sums), watch_(recording_, limits_, this) {
   recording_.eventLog = std::move(log);
+  links_.emplace(recording_.eventLog);
   recording_.masters.assign(1, Master{});
   if (from.newest != 0) watch_.Resume(from.watch);
 }
@@ -69,7 +70,7 @@ std::int32_t MetricsPass::OnMaster(const Master& master) {
 }
 
 void MetricsPass::OnSecond(int sfp, TimedRecord& record) {
-  ForgetDueWithoutLink(recording_.eventLog, sfp, record.second);
+  links_->ForgetDueWithout(sfp, record.second);
   newest_ = std::max(newest_, record.second.start);
   watch_.OnSecond(sfp, record.second, record.state, record.master);
 }

@@ -70,6 +70,7 @@ class MetricsPass : public RecordWalk::Listener, public WatchListener {
   bool cardLocked_ = false;
   int followed_ = 0;
   MetricsSums sums_;
+  std::optional<LoggedLinks> links_;  ///< of the recording's event log
   Watch watch_;
 };
 

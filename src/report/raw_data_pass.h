@@ -42,7 +42,7 @@ class RawDataPass : public RecordWalk::Listener {
   /// What all records of a bucket's time add up to, apart by lock; merged into the whole now and then, which
   /// is quicker than adding each record twice.
   struct Lately {
-    std::array<std::array<Stat, quantityCount>, 2> byLock;
+    std::array<FigureTotals, 2> byLock;
     std::array<Rate, 2> rates;
     std::uint32_t records = 0;
   };
@@ -79,6 +79,7 @@ class RawDataPass : public RecordWalk::Listener {
   Recording& recording_;
   const std::vector<RecordObserver*>& observers_;
   std::array<SfpState, sfpCount> sfps_;
+  LoggedLinks links_;
   DifferencePairs pairs_;
   std::int64_t lastStamp_ = INT64_MIN;
   std::uint64_t place_ = 0;

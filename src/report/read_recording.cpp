@@ -66,7 +66,7 @@ void ReadRawData(const ReadOptions& options, const std::vector<RecordObserver*>&
 class SecondCollector : public RecordWalk::Listener {
  public:
   SecondCollector(const Recording& recording, std::int64_t from, std::int64_t to, Seconds& seconds)
-      : recording_(recording), from_(from), to_(to), seconds_(seconds) {}
+      : recording_(recording), from_(from), to_(to), seconds_(seconds), links_(recording.eventLog) {}
 
   std::int32_t OnMaster(const Master& master) override {
     const auto& masters = recording_.masters;
@@ -76,7 +76,7 @@ class SecondCollector : public RecordWalk::Listener {
   }
 
   void OnSecond(int sfp, TimedRecord& record) override {
-    ForgetDueWithoutLink(recording_.eventLog, sfp, record.second);
+    links_.ForgetDueWithout(sfp, record.second);
     const Bucket& second = record.second;
     const auto master = static_cast<std::size_t>(std::max(record.master, 0));
     DifferenceBucket difference;
@@ -91,6 +91,7 @@ class SecondCollector : public RecordWalk::Listener {
   std::int64_t from_;
   std::int64_t to_;
   Seconds& seconds_;
+  LoggedLinks links_;
   DifferencePairs pairs_;
 };
 

@@ -196,6 +196,7 @@ int Report(Work& work) {
   watch.Finish();
   selfCheck.Finish();
   work.side.Finish();
+  work.stability.Finish();
   const Recording& recording = work.recording;
   if (!recording.rawDataPresent && !recording.eventLog.present && !recording.periodLines.present) {
     PrintError("no file of " + work.options.prefix + " can be read");

@@ -41,7 +41,7 @@ class UnitReader {
 
  private:
   static constexpr std::size_t unitSize = sizeof(RawDataUnit);
-  static constexpr std::size_t unitsPerRead = 64;
+  static constexpr std::size_t unitsPerRead = 128;
   static constexpr std::size_t unitsToTrust = 3;  ///< off the grid
 
   const std::byte* Data() const { return reinterpret_cast<const std::byte*>(buffer_.get()); }
