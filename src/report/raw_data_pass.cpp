@@ -18,9 +18,8 @@ std::size_t Index(int sfp) { return static_cast<std::size_t>(sfp); }
 /// Counts an interval of 2^-7 to 2^8 seconds.
 template <typename Counts>
 void CountInterval(std::int32_t log2, Counts& counts) {
-  const std::int32_t place = log2 + 7;
-  if (place >= 0 && place < static_cast<std::int32_t>(counts.size()))
-    ++counts[static_cast<std::size_t>(place)];
+  if (log2 >= -7 && log2 < static_cast<std::int32_t>(counts.size()) - 7)
+    ++counts[static_cast<std::size_t>(log2 + 7)];
 }
 
 /// The commonest interval as a rate a second; 0 when it is longer, or nothing was counted.
@@ -45,7 +44,10 @@ void AddExtremes(Extremes& extremes, bool first, const Bucket& second) {
 }  // namespace
 
 RawDataPass::RawDataPass(Recording& recording, const std::vector<RecordObserver*>& observers)
-    : recording_(recording), observers_(observers), links_(recording.eventLog), starts_(recording.eventLog.starts) {
+    : recording_(recording),
+      observers_(observers),
+      links_(recording.eventLog),
+      starts_(recording.eventLog.starts) {
   recording_.masters.assign(1, Master{});
   std::ranges::sort(starts_);
 }
@@ -215,8 +217,9 @@ void RawDataPass::Widen() {
   while (merge() > mostBuckets / 2) recording_.bucketWidth = WiderBucket(recording_.bucketWidth);
 }
 
-void RawDataPass::OnCheckpoint(std::uint64_t place, const std::array<std::int64_t, sfpCount>& last) {
-  recording_.checkpoints.push_back({place, INT64_MAX, INT64_MIN, last});
+void RawDataPass::OnCheckpoint(std::uint64_t place, std::int64_t stamp,
+                               const std::array<std::int64_t, sfpCount>& last) {
+  recording_.checkpoints.push_back({place, stamp, INT64_MAX, INT64_MIN, 0, 0, last});
 }
 
 void RawDataPass::Finish() {
@@ -243,6 +246,15 @@ void RawDataPass::Finish() {
   recording_.respRate = CommonRate(respIntervals_);
   CountMessagesDue();
   FindGaps();
+  IndexCheckpoints();
+}
+
+void RawDataPass::IndexCheckpoints() {
+  auto& all = recording_.checkpoints;
+  std::int64_t latest = INT64_MIN;
+  for (Checkpoint& checkpoint : all) checkpoint.latest = latest = std::max(latest, checkpoint.to);
+  std::int64_t earliest = INT64_MAX;
+  for (auto it = all.rbegin(); it != all.rend(); ++it) it->earliest = earliest = std::min(earliest, it->from);
 }
 
 void RawDataPass::CountMessagesDue() {

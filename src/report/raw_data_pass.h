@@ -21,7 +21,8 @@ class RawDataPass : public RecordWalk::Listener {
   void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override;
   std::int32_t OnMaster(const Master& master) override;
   void OnSecond(int sfp, TimedRecord& record) override;
-  void OnCheckpoint(std::uint64_t place, const std::array<std::int64_t, sfpCount>& last) override;
+  void OnCheckpoint(std::uint64_t place, std::int64_t stamp,
+                    const std::array<std::int64_t, sfpCount>& last) override;
 
   /// Behind the last second.
   void Finish();
@@ -74,6 +75,7 @@ class RawDataPass : public RecordWalk::Listener {
   void KeepGap(const Stretch& gap);
   std::optional<Stretch> PauseWithin(const Stretch& gap) const;
   std::int64_t LeaptOver(const Stretch& gap);
+  void IndexCheckpoints();
   void CountMessagesDue();
 
   Recording& recording_;

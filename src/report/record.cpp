@@ -73,7 +73,8 @@ void FigureTotals::AddGroup(Group& group, std::int32_t messages,
       group.totals[i].about = ToNanoseconds(figures[i]->sum) / messages;
   }
   group.messages += messages;
-  for (std::size_t i = 0; i < quantitiesPerGroup; ++i) AddQuantity(group.totals[i], count, share, *figures[i]);
+  for (std::size_t i = 0; i < quantitiesPerGroup; ++i)
+    AddQuantity(group.totals[i], count, share, *figures[i]);
 }
 
 inline void FigureTotals::AddQuantity(Totals& totals, double messages, double share,
@@ -81,8 +82,8 @@ inline void FigureTotals::AddQuantity(Totals& totals, double messages, double sh
   const double sum =
       static_cast<double>(ToNanoseconds(figures.sum)) - static_cast<double>(totals.about) * messages;
   totals.sum += sum;
-  totals.squares += sum * sum * share +
-                    std::max(0.0, static_cast<double>(ToNanoseconds(figures.summedSquaredDeviation)));
+  totals.squares +=
+      sum * sum * share + std::max(0.0, static_cast<double>(ToNanoseconds(figures.summedSquaredDeviation)));
   totals.least = std::min(totals.least, ToNanoseconds(figures.minimum));
   totals.greatest = std::max(totals.greatest, ToNanoseconds(figures.maximum));
 }

@@ -129,8 +129,7 @@ StabilityMeter::Curve StabilityMeter::Mtie() const {
   };
   for (std::size_t i = 1; i < windowCount; ++i) add(std::exp2(i), levels_[0].range[i]);
   for (std::size_t level = 1; level < levelCount; ++level) {
-    if (levels_[level].blocks >= longest)
-      add(std::exp2(level + 4), levels_[level].range[windowCount - 1]);
+    if (levels_[level].blocks >= longest) add(std::exp2(level + 4), levels_[level].range[windowCount - 1]);
   }
   return curve;
 }

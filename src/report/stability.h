@@ -51,10 +51,10 @@ class StabilityMeter {
   struct Level {
     std::array<Series, windowCount> low;  ///< of the window of 1, 2, 4… blocks that ends here
     std::array<Series, windowCount> high;
-    Series sum;                ///< of all seconds so far
-    Series missing;            ///< seconds without a value so far
-    std::size_t added = 0;     ///< new blocks
-    std::uint64_t blocks = 0;  ///< that have been measured
+    Series sum;                               ///< of all seconds so far
+    Series missing;                           ///< seconds without a value so far
+    std::size_t added = 0;                    ///< new blocks
+    std::uint64_t blocks = 0;                 ///< that have been measured
     std::array<double, windowCount> range{};  ///< by window
     std::array<Deviation, windowCount> deviation;
 
