@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -26,6 +27,11 @@ struct CardDescription {
   /// records are never in a batch with another's. Otherwise each kind of notification has a thread of its
   /// own and seconds that are due at once share batches.
   bool inOrder = false;
+
+  /// How a card that lives in real time waits for what it has to live through next, for so long at most. The
+  /// engine calls it between two steps, on the thread that calls Advance, while others may read the card's
+  /// state. Empty: the card lives by the whole seconds of the wall clock.
+  std::function<void(std::chrono::milliseconds longest)> wait{};
 };
 
 /// A card as a library knows it: what it tells as its time goes by, and its state. Its time stands at second

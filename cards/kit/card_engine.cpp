@@ -58,6 +58,23 @@ Card& CardEngine::WokenCard() {
 }
 
 void CardEngine::Run() {
+  if (description_.wait) {
+    LiveInRealTime();
+  } else {
+    LiveBySeconds();
+  }
+}
+
+void CardEngine::LiveInRealTime() {
+  while (!stopped_) {
+    const std::int64_t before = now_;
+    LiveThroughStep();
+    if (now_ != before) RingMonitorData();
+    if (!stopped_) description_.wait(longestSleep);
+  }
+}
+
+void CardEngine::LiveBySeconds() {
   const auto now = [this] { return CardTime::Time(Ticks(clock_->NowTicks())); };
   CardTime time(now());
   while (!stopped_) {

@@ -19,10 +19,11 @@
 
 namespace kestrune::kit {
 
-/// One card at work: lived through in step with the clock, and the threads that tell of it. The telemetry
-/// thread lives through each second that falls due, calls the monitor-data callbacks and posts the status
-/// changes to the genlock, ST 2059 and SFP IP threads, which call the callbacks of their kind. Of a card that
-/// is told in order, the telemetry thread calls all callbacks itself.
+/// One card at work: lived through in step with the clock or in real time, and the threads that tell of it.
+/// The telemetry thread lives through each second that falls due, or through each step as it comes, calls the
+/// monitor-data callbacks and posts the status changes to the genlock, ST 2059 and SFP IP threads, which call
+/// the callbacks of their kind. Of a card that is told in order, the telemetry thread calls all callbacks
+/// itself.
 ///
 /// The card's time stands at 0 until Start. Any thread calls the public operations.
 class CardEngine : public std::enable_shared_from_this<CardEngine> {
@@ -69,6 +70,8 @@ class CardEngine : public std::enable_shared_from_this<CardEngine> {
 
   Card& WokenCard() REQUIRES(mutex_);
   void Run();
+  void LiveBySeconds();
+  void LiveInRealTime();
   void LiveThroughBatch(std::int64_t until);
   void LiveThroughSecond();
   void LiveThroughStep();

@@ -1,5 +1,6 @@
 #include "ptp/follower.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <utility>
@@ -11,11 +12,15 @@ namespace {
 
 constexpr std::uint32_t syncsForCalibration = 8;
 constexpr std::uint32_t delaysForCalibration = 4;
-constexpr double lockThreshold = 500;
-constexpr double unlockThreshold = 1'000;
 constexpr int secondsForLock = 4;
-constexpr int syncReceiptTimeoutSeconds = 3;
-constexpr int delayReceiptTimeoutSeconds = 10;
+constexpr std::int64_t syncReceiptTimeoutSeconds = 3;
+constexpr std::int64_t delayReceiptTimeoutSeconds = 10;
+constexpr std::size_t requestsKept = 16;
+constexpr std::int64_t largestDelay = 100'000'000'000;
+constexpr std::int64_t presumedUtcOffset = 37;  ///< of a master that doesn't vouch for its own, in seconds
+
+/// The whole seconds that an interval may leave without a message.
+std::int64_t WholeSeconds(std::int32_t logInterval) { return Interval(logInterval) / 1'000'000'000; }
 
 }  // namespace
 
@@ -32,72 +37,135 @@ void Follower::ChooseParent(std::int64_t now) {
   if (best == parent_) return;
   parent_ = best;
   twoStep_ = false;
+  logSyncInterval_ = ptp::logSyncInterval;
+  logMinDelayReqInterval_ = ptp::logMinDelayReqInterval;
   state_ = best ? PortState::Uncalibrated : PortState::Listening;
-  EndSyncInterval();
+  syncMatching_.Forget(counters_);
   ForgetMeasurements();
+}
+
+std::optional<std::int64_t> Follower::ReceiptDeadline() const {
+  return parent_ ? foreignMasters_.ReceiptDeadline(*parent_) : std::nullopt;
+}
+
+std::int32_t Follower::LogAnnounceInterval() const {
+  const AnnounceMessage* parent = Parent();
+  return parent != nullptr ? AnnouncedLog(parent->logMessageInterval, ptp::logAnnounceInterval)
+                           : ptp::logAnnounceInterval;
 }
 
 std::optional<std::int64_t> Follower::HearSync(const SyncMessage& message) {
   if (message.sourcePortIdentity != parent_) return std::nullopt;
   ++counters_.syncReceived;
   twoStep_ = message.twoStepFlag;
-  return Measure(syncMatching_.Add(message));
+  logSyncInterval_ = AnnouncedLog(message.logMessageInterval, logSyncInterval_);
+  return Measure(syncMatching_.Add(message, counters_));
 }
 
 std::optional<std::int64_t> Follower::HearFollowUp(const FollowUpMessage& message) {
   if (message.sourcePortIdentity != parent_) return std::nullopt;
   ++counters_.followUpReceived;
-  return Measure(syncMatching_.Add(message));
+  return Measure(syncMatching_.Add(message, counters_));
 }
 
-void Follower::EndSyncInterval() {
-  syncMatching_.Discard();
-  counters_.discarded += syncMatching_.TakeDiscarded();
+/// What to add to the follower's clock to have the parent's time scale, in nanoseconds.
+std::int64_t Follower::ClockToMaster() const {
+  const AnnounceMessage* parent = Parent();
+  if (!settings_.clockIsUtc || parent == nullptr || (parent->flagOctet1 & ptpTimescale) == 0) return 0;
+  const bool valid = (parent->flagOctet1 & currentUtcOffsetValid) != 0;
+  return nanosecondsPerSecond * (valid ? parent->currentUtcOffset : presumedUtcOffset);
 }
 
 std::optional<std::int64_t> Follower::Measure(const std::optional<SyncTimes>& times) {
   if (!times) return std::nullopt;
-  const SyncTimes last = lastSync_.value_or(*times);
-  const auto intervals = static_cast<std::int16_t>(times->sequenceId - last.sequenceId);
+  const std::int64_t delay = times->receiveTimestamp + ClockToMaster() - times->originTimestamp;
+  if (std::abs(delay) > largestDelay) {
+    ++counters_.discarded;
+    return std::nullopt;
+  }
+  SyncTimes last = lastSync_.value_or(*times);
+  int step = static_cast<std::int16_t>(times->sequenceId - last.sequenceId);
+  if (std::abs(step) > largestSequenceStep) {
+    last = *times;
+    step = 0;
+  }
   measurements_.originTimestampJitter.Add(times->originTimestamp - last.originTimestamp -
-                                          intervals * syncInterval);
-  lastSync_ = times;
-
-  const std::int64_t delay = times->receiveTimestamp - times->originTimestamp;
-  measurements_.masterToFollowerDelay.Add(delay);
-  masterToFollower_ = static_cast<double>(delay);
+                                          step * Interval(logSyncInterval_));
   // IEEE 1588-2019, 11.2; the path delay counts as 0 until it is measured.
-  offset_ = std::llround(masterToFollower_ - pathDelay_.Mean());
-  measurements_.offsetFromMaster.Add(offset_);
+  const std::int64_t offset = std::llround(static_cast<double>(delay) - pathDelay_.Mean());
+  measurements_.masterToFollowerDelay.Add(delay);
+  measurements_.offsetFromMaster.Add(offset);
   ++syncsMeasured_;
-  return offset_;
+  if (settings_.tell) settings_.tell({.sequenceId = times->sequenceId, .masterToFollowerDelay = delay});
+  if (step < 0) return offset;  // a later one has overtaken it
+  lastSync_ = times;
+  masterToFollower_ = static_cast<double>(delay);
+  offset_ = offset;
+  return offset;
 }
 
 std::uint16_t Follower::SendDelayReq() {
   ++counters_.delayReqSent;
-  requestSent_.reset();
-  return ++requestSequenceId_;
+  if (requests_.size() == requestsKept) requests_.pop_front();
+  return requests_.emplace_back(DelayExchange{.sequenceId = ++requestSequenceId_}).sequenceId;
 }
 
-void Follower::HearDelayResp(const DelayRespMessage& message, std::int64_t receiveTimestamp) {
-  if (message.sourcePortIdentity != parent_) return;
+Follower::DelayExchange* Follower::FindRequest(std::uint16_t sequenceId) {
+  const auto found = std::ranges::find(requests_, sequenceId, &DelayExchange::sequenceId);
+  return found != requests_.end() ? &*found : nullptr;
+}
+
+void Follower::DelayReqSent(std::uint16_t sequenceId, std::int64_t transmitTimestamp,
+                            std::int64_t localTimestamp) {
+  DelayExchange* request = FindRequest(sequenceId);
+  if (request == nullptr || request->transmitTimestamp) return;
+  request->transmitTimestamp = transmitTimestamp;
+  request->localTransmitTimestamp = localTimestamp;
+  Measure(*request);
+}
+
+void Follower::HearDelayResp(const DelayRespMessage& message, std::int64_t localTimestamp) {
+  if (message.requestingPortIdentity != settings_.portIdentity) return;
+  if (message.sourcePortIdentity != parent_) {
+    ++counters_.delayRespForeignReceived;
+    return;
+  }
   ++counters_.delayRespReceived;
-  if (message.sequenceId != requestSequenceId_ || !requestSent_) {
+  logMinDelayReqInterval_ = AnnouncedLog(message.logMessageInterval, logMinDelayReqInterval_);
+  DelayExchange* request = FindRequest(message.sequenceId);
+  if (request == nullptr || request->receiveTimestamp) {
     ++counters_.discarded;
     return;
   }
-  const std::int64_t sent = *std::exchange(requestSent_, std::nullopt);
-  const std::int64_t followerToMaster = message.receiveTimestamp - message.correction - sent;
+  request->receiveTimestamp = message.receiveTimestamp - message.correction;
+  request->localReceiveTimestamp = localTimestamp;
+  Measure(*request);
+}
+
+void Follower::Measure(const DelayExchange& exchange) {
+  if (!exchange.transmitTimestamp || !exchange.receiveTimestamp || syncsMeasured_ == 0) return;
+  const std::int64_t followerToMaster =
+      *exchange.receiveTimestamp - (*exchange.transmitTimestamp + ClockToMaster());
+  if (std::abs(followerToMaster) > largestDelay) {
+    ++counters_.discarded;
+    return;
+  }
   const double sample = (masterToFollower_ + static_cast<double>(followerToMaster)) / 2;  // 11.3
   measurements_.followerToMasterDelay.Add(followerToMaster);
   measurements_.meanPathDelay.Add(std::llround(sample));
-  measurements_.delayReqToDelayRespDelay.Add(receiveTimestamp - sent);
+  measurements_.delayReqToDelayRespDelay.Add(exchange.localReceiveTimestamp -
+                                             exchange.localTransmitTimestamp);
   ++delaysMeasured_;
   pathDelay_.Add(sample);
+  if (!settings_.tell) return;
+  settings_.tell({.sequenceId = exchange.sequenceId,
+                  .followerToMasterDelay = followerToMaster,
+                  .meanPathDelay = std::llround(sample)});
 }
 
 bool Follower::Calibrated() const {
-  return parent_ && syncsMeasured_ >= syncsForCalibration && delaysMeasured_ >= delaysForCalibration;
+  return parent_ && syncsMeasured_ >= syncsForCalibration &&
+         (!settings_.measuresDelay || delaysMeasured_ >= delaysForCalibration);
 }
 
 void Follower::ForgetMeasurements() {
@@ -106,7 +174,7 @@ void Follower::ForgetMeasurements() {
   lastSync_.reset();
   offset_ = 0;
   pathDelay_ = {};
-  requestSent_.reset();
+  requests_.clear();
   secondsSettled_ = 0;
 }
 
@@ -115,16 +183,22 @@ void Follower::DecideState() {
   secondsWithoutSync_ = synced ? 0 : secondsWithoutSync_ + 1;
   secondsWithoutDelay_ = measurements_.meanPathDelay.Count() > 0 ? 0 : secondsWithoutDelay_ + 1;
   if (!parent_) return;
-  if (secondsWithoutSync_ >= syncReceiptTimeoutSeconds) ForgetMeasurements();
+  const std::int64_t syncSeconds = WholeSeconds(logSyncInterval_);
+  if (secondsWithoutSync_ >= syncReceiptTimeoutSeconds * (syncSeconds + 1)) ForgetMeasurements();
+  // At a Sync a second or fewer, seconds without one are as they have to be.
+  if (!synced && secondsWithoutSync_ <= syncSeconds) return;
 
   const double offset = std::abs(measurements_.offsetFromMaster.Mean());
-  const bool usable = synced && secondsWithoutDelay_ < delayReceiptTimeoutSeconds;
-  secondsSettled_ = usable && offset < lockThreshold ? secondsSettled_ + 1 : 0;
-  if (!Calibrated() || offset > stepThreshold) {
+  const bool delayKnown =
+      !settings_.measuresDelay ||
+      secondsWithoutDelay_ < delayReceiptTimeoutSeconds * (WholeSeconds(logMinDelayReqInterval_) + 1);
+  const bool usable = synced && delayKnown;
+  secondsSettled_ = usable && offset < settings_.lockThreshold ? secondsSettled_ + 1 : 0;
+  if (!Calibrated() || offset > settings_.calibrationThreshold) {
     state_ = PortState::Uncalibrated;
     secondsSettled_ = 0;
   } else if (state_ == PortState::FollowerLocked) {
-    if (!usable || offset > unlockThreshold) state_ = PortState::FollowerUnlocked;
+    if (!usable || offset > settings_.unlockThreshold) state_ = PortState::FollowerUnlocked;
   } else {
     state_ = secondsSettled_ >= secondsForLock ? PortState::FollowerLocked : PortState::FollowerUnlocked;
   }

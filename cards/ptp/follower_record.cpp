@@ -19,13 +19,15 @@ std::int32_t Saturate(std::int64_t value) {
                                                             std::numeric_limits<std::int32_t>::max()));
 }
 
-PtpAnnounceInfo MakeAnnounceInfo(const AnnounceMessage& message) {
+PtpAnnounceInfo MakeAnnounceInfo(const AnnounceMessage& message, std::uint8_t domainNumber) {
   PtpAnnounceInfo info{};
   std::ranges::copy(message.sourceAddress, info.masterIPv4Address);
   StoreOctets(message.sourcePortIdentity.clockIdentity, info.masterClockId);
   info.domainNumber = domainNumber;
+  info.flagFieldOctet0 = message.flagOctet0;
   info.flagFieldOctet1 = message.flagOctet1;
-  info.logMessageInterval = logAnnounceInterval;
+  info.correctionField = static_cast<std::uint64_t>(message.correctionField);
+  info.logMessageInterval = message.logMessageInterval;
   info.sourcePortNumber = message.sourcePortIdentity.portNumber;
   info.originTimestampSeconds = static_cast<std::uint64_t>(message.originTimestamp / nanosecondsPerSecond);
   info.originTimestampNanoseconds =
@@ -47,18 +49,23 @@ void FillMasters(const Follower& follower, TelemetryRecord& record) {
   const std::size_t count = std::min(masters.size(), std::size(record.listOfPtpMaster));
   record.numberOfPtpMasters = static_cast<std::int32_t>(count);
   for (std::size_t place = 0; place < std::size(record.listOfPtpMaster); ++place) {
-    record.listOfPtpMaster[place] = place < count ? MakeAnnounceInfo(*masters[place]) : PtpAnnounceInfo{};
+    record.listOfPtpMaster[place] = place < count
+                                        ? MakeAnnounceInfo(*masters[place], follower.Settings().domainNumber)
+                                        : PtpAnnounceInfo{};
   }
 }
 
 void FillTimeProperties(const Follower& follower, TelemetryRecord& record) {
   const AnnounceMessage* parent = follower.Parent();
-  record.bestMasterLastPtpAnnouncePacket = parent != nullptr ? MakeAnnounceInfo(*parent) : PtpAnnounceInfo{};
+  record.bestMasterLastPtpAnnouncePacket =
+      parent != nullptr ? MakeAnnounceInfo(*parent, follower.Settings().domainNumber) : PtpAnnounceInfo{};
   const AnnounceMessage announce = parent != nullptr ? *parent : AnnounceMessage();
   const auto flag = [&](FlagOctet1 bit) { return (announce.flagOctet1 & bit) != 0 ? 1U : 0U; };
   StoreOctets(announce.sourcePortIdentity.clockIdentity, record.bestMasterClockId);
   record.currentUtcOffset = announce.currentUtcOffset;
   record.currentUtcOffsetValid = flag(currentUtcOffsetValid);
+  record.leap59 = flag(leap59);
+  record.leap61 = flag(leap61);
   record.twoStepFlag = follower.TwoStep();
   record.timeTraceable = flag(timeTraceable);
   record.frequencyTraceable = flag(frequencyTraceable);
@@ -83,6 +90,7 @@ void FillCounters(const MessageCounters& counters, TelemetryRecord& record) {
   record.syncMessagesReceived = counters.syncReceived;
   record.followUpMessagesReceived = counters.followUpReceived;
   record.delayReqMessagesSent = counters.delayReqSent;
+  record.delayReqMessagesReceived = counters.delayReqReceived;
   record.delayRespMessagesReceived = counters.delayRespReceived;
   record.managementMessagesReceived = counters.managementReceived;
   record.discardedMessages = counters.discarded;
@@ -97,9 +105,9 @@ void FillRecord(const Follower& follower, TelemetryRecord& record) {
   FillCounters(follower.Counters(), record);
   record.offsetFromMaster = Saturate(follower.OffsetFromMaster());
   record.averagePathDelay = Saturate(std::llround(follower.MeanPathDelay()));
-  record.logAnnounceInterval = logAnnounceInterval;
-  record.logSyncInterval = logSyncInterval;
-  record.logMinDelayReqInterval = logMinDelayReqInterval;
+  record.logAnnounceInterval = follower.LogAnnounceInterval();
+  record.logSyncInterval = follower.LogSyncInterval();
+  record.logMinDelayReqInterval = follower.LogMinDelayReqInterval();
   record.state = static_cast<std::int32_t>(follower.State());
 }
 

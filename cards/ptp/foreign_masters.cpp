@@ -8,18 +8,31 @@
 namespace kestrune::ptp {
 namespace {
 
-/// FOREIGN_MASTER_TIME_WINDOW, of FOREIGN_MASTER_THRESHOLD 2.
-constexpr std::int64_t foreignMasterTimeWindow = 4 * announceInterval;
-constexpr std::int64_t receiptTimeout = announceReceiptTimeout * announceInterval;
+/// FOREIGN_MASTER_TIME_WINDOW in announce intervals, of FOREIGN_MASTER_THRESHOLD 2.
+constexpr std::int64_t foreignMasterTimeWindow = 4;
+constexpr std::uint16_t mostStepsRemoved = 254;
 
 }  // namespace
 
+std::int64_t ForeignMasters::ForeignMaster::AnnounceInterval() const {
+  return Interval(AnnouncedLog(announce.logMessageInterval, logAnnounceInterval));
+}
+
+std::int64_t ForeignMasters::ForeignMaster::TimeWindow() const {
+  return foreignMasterTimeWindow * AnnounceInterval();
+}
+
+std::int64_t ForeignMasters::ForeignMaster::ReceiptDeadline() const {
+  return received + announceReceiptTimeout * AnnounceInterval();
+}
+
 void ForeignMasters::Hear(const AnnounceMessage& message, std::int64_t now) {
+  if ((message.flagOctet0 & alternateMaster) != 0 || message.stepsRemoved > mostStepsRemoved) return;
   const auto known = std::ranges::find_if(masters_, [&](const ForeignMaster& master) {
     return master.announce.sourcePortIdentity == message.sourcePortIdentity;
   });
   if (known == masters_.end()) {
-    masters_.push_back({message, now, {}});
+    if (masters_.size() < mostMasters) masters_.push_back({message, now, {}});
   } else if (known->announce.sequenceId != message.sequenceId) {  // else the same one, doubled on its way
     *known = {message, now, known->received};
   }
@@ -27,17 +40,16 @@ void ForeignMasters::Hear(const AnnounceMessage& message, std::int64_t now) {
 
 void ForeignMasters::LookAt(std::int64_t now) {
   now_ = now;
-  std::erase_if(masters_, [&](const ForeignMaster& master) {
-    return now - master.received >= foreignMasterTimeWindow;
-  });
+  std::erase_if(masters_,
+                [&](const ForeignMaster& master) { return now - master.received >= master.TimeWindow(); });
 }
 
 std::vector<const AnnounceMessage*> ForeignMasters::Qualified(
     const std::optional<PortIdentity>& parent) const {
   std::vector<const AnnounceMessage*> qualified;
   for (const ForeignMaster& master : masters_) {
-    if (now_ - master.received >= receiptTimeout) continue;
-    const bool twice = master.receivedBefore && now_ - *master.receivedBefore < foreignMasterTimeWindow;
+    if (now_ >= master.ReceiptDeadline()) continue;
+    const bool twice = master.receivedBefore && now_ - *master.receivedBefore < master.TimeWindow();
     if (twice || master.announce.sourcePortIdentity == parent) qualified.push_back(&master.announce);
   }
   std::ranges::sort(qualified, [](const auto* left, const auto* right) { return IsBetter(*left, *right); });
@@ -45,10 +57,20 @@ std::vector<const AnnounceMessage*> ForeignMasters::Qualified(
 }
 
 const AnnounceMessage* ForeignMasters::Find(const PortIdentity& master) const {
+  const ForeignMaster* found = FindMaster(master);
+  return found != nullptr ? &found->announce : nullptr;
+}
+
+std::optional<std::int64_t> ForeignMasters::ReceiptDeadline(const PortIdentity& master) const {
+  const ForeignMaster* found = FindMaster(master);
+  return found != nullptr ? std::optional(found->ReceiptDeadline()) : std::nullopt;
+}
+
+const ForeignMasters::ForeignMaster* ForeignMasters::FindMaster(const PortIdentity& master) const {
   const auto found = std::ranges::find_if(masters_, [&](const ForeignMaster& candidate) {
     return candidate.announce.sourcePortIdentity == master;
   });
-  return found != masters_.end() ? &found->announce : nullptr;
+  return found != masters_.end() ? &*found : nullptr;
 }
 
 }  // namespace kestrune::ptp

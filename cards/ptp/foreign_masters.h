@@ -12,6 +12,8 @@ namespace kestrune::ptp {
 /// a clock that only goes forward.
 class ForeignMasters {
  public:
+  /// An Announce of an alternate master or of a master too far away qualifies nobody (9.3.2.5), and of
+  /// mostMasters that are known, no further one is remembered.
   void Hear(const AnnounceMessage& message, std::int64_t now);
 
   /// Forgets those that have fallen silent; the masters that Qualified speaks of are those of `now`.
@@ -19,18 +21,29 @@ class ForeignMasters {
 
   /// The last Announce of each master that may become the parent, the best one first. Two Announces within
   /// four announce intervals qualify a master; from then on the parent stays qualified until its receipt
-  /// timeout.
+  /// timeout. The intervals are those that each master announces.
   std::vector<const AnnounceMessage*> Qualified(const std::optional<PortIdentity>& parent) const;
 
   /// The last Announce of a master; null when it is not known.
   const AnnounceMessage* Find(const PortIdentity& master) const;
 
+  /// When a master's receipt timeout ends unless it is heard again; none when it is not known.
+  std::optional<std::int64_t> ReceiptDeadline(const PortIdentity& master) const;
+
  private:
+  static constexpr std::size_t mostMasters = 32;
+
   struct ForeignMaster {
     AnnounceMessage announce;  ///< the last one
     std::int64_t received;     ///< when that was
     std::optional<std::int64_t> receivedBefore;
+
+    std::int64_t AnnounceInterval() const;
+    std::int64_t TimeWindow() const;
+    std::int64_t ReceiptDeadline() const;
   };
+
+  const ForeignMaster* FindMaster(const PortIdentity& master) const;
 
   std::vector<ForeignMaster> masters_;
   std::int64_t now_ = 0;

@@ -3,6 +3,8 @@
 #include <array>
 #include <cstdint>
 
+#include "ptp/profile.h"
+
 namespace kestrune::ptp {
 
 // The messages that a follower hears (IEEE 1588-2019, 13), as far as it looks at them. Timestamps and
@@ -16,8 +18,16 @@ struct PortIdentity {
   bool operator==(const PortIdentity&) const = default;
 };
 
+/// The first octet of flagField (IEEE 1588-2019, table 37).
+enum FlagOctet0 : std::uint8_t {
+  alternateMaster = 1U << 0,
+  twoStep = 1U << 1,
+};
+
 /// The second octet of flagField (IEEE 1588-2019, table 37).
 enum FlagOctet1 : std::uint8_t {
+  leap61 = 1U << 0,
+  leap59 = 1U << 1,
   currentUtcOffsetValid = 1U << 2,
   ptpTimescale = 1U << 3,
   timeTraceable = 1U << 4,
@@ -28,7 +38,10 @@ struct AnnounceMessage {
   PortIdentity sourcePortIdentity;
   std::array<std::uint8_t, 4> sourceAddress{};  ///< IPv4, in wire order
   std::uint16_t sequenceId = 0;
-  std::uint8_t flagOctet1 = 0;  ///< FlagOctet1
+  std::uint8_t flagOctet0 = 0;       ///< FlagOctet0
+  std::uint8_t flagOctet1 = 0;       ///< FlagOctet1
+  std::int64_t correctionField = 0;  ///< as it stands on the wire: nanoseconds × 2^16
+  std::int8_t logMessageInterval = logAnnounceInterval;
   std::int64_t originTimestamp = 0;
   std::int16_t currentUtcOffset = 0;  ///< seconds
   std::uint64_t grandmasterIdentity = 0;
@@ -44,7 +57,8 @@ struct AnnounceMessage {
 struct SyncMessage {
   PortIdentity sourcePortIdentity;
   std::uint16_t sequenceId = 0;
-  bool twoStepFlag = false;          ///< a Follow_Up brings the origin timestamp
+  bool twoStepFlag = false;  ///< a Follow_Up brings the origin timestamp
+  std::int8_t logMessageInterval = logSyncInterval;
   std::int64_t originTimestamp = 0;  ///< of a one-step master
   std::int64_t correction = 0;
   std::int64_t receiveTimestamp = 0;  ///< by the follower's clock
@@ -59,7 +73,9 @@ struct FollowUpMessage {
 
 struct DelayRespMessage {
   PortIdentity sourcePortIdentity;
-  std::uint16_t sequenceId = 0;       ///< of the Delay_Req
+  PortIdentity requestingPortIdentity{};
+  std::uint16_t sequenceId = 0;  ///< of the Delay_Req
+  std::int8_t logMessageInterval = logMinDelayReqInterval;
   std::int64_t receiveTimestamp = 0;  ///< of the Delay_Req, by the master's clock
   std::int64_t correction = 0;
 };

@@ -4,7 +4,7 @@
 #include <array>
 #include <cmath>
 
-#include "ptp/data_set.h"
+#include "ptp/port_selection.h"
 #include "simulated/card_clock.h"
 #include "simulated/event_timeline.h"
 #include "simulated/network.h"
@@ -76,7 +76,6 @@ class CardModel::Impl {
   void LiveThroughSlot();
   void SyncPort(std::size_t sfp);
   void SelectSfp();
-  bool Precedes(std::size_t sfp, std::size_t other) const;
   TelemetryRecord TakeRecord(std::size_t sfp);
   Shown Show() const;
 
@@ -230,27 +229,13 @@ void CardModel::Impl::SyncPort(std::size_t sfp) {
 }
 
 void CardModel::Impl::SelectSfp() {
-  std::size_t selected = selectedSfp_;
-  if (selection_ == 2 || selection_ == 3) {
-    selected = selection_ - 2;
-  } else if (ports_[0].Follower().Parent() != nullptr || ports_[1].Follower().Parent() != nullptr) {
-    selected = Precedes(1, 0) ? 1 : 0;
-  }
+  const std::size_t selected =
+      selection_ == 2 || selection_ == 3
+          ? selection_ - 2
+          : ptp::SelectPort({&ports_[0].Follower(), &ports_[1].Follower()}, selectedSfp_);
   if (selected == selectedSfp_) return;
   selectedSfp_ = selected;
   servo_.ChangeReference();
-}
-
-/// Whether `sfp` is rather to be followed than `other`: a calibrated port before one that is not, the better
-/// master, then the locked port before the unlocked one.
-bool CardModel::Impl::Precedes(std::size_t sfp, std::size_t other) const {
-  const ptp::Follower& left = ports_[sfp].Follower();
-  const ptp::Follower& right = ports_[other].Follower();
-  if (left.Parent() == nullptr || right.Parent() == nullptr) return left.Parent() != nullptr;
-  if (left.Calibrated() != right.Calibrated()) return left.Calibrated();
-  if (ptp::IsBetter(*left.Parent(), *right.Parent())) return true;
-  if (ptp::IsBetter(*right.Parent(), *left.Parent())) return false;
-  return left.State() == ptp::PortState::FollowerLocked && right.State() != ptp::PortState::FollowerLocked;
 }
 
 TelemetryRecord CardModel::Impl::TakeRecord(std::size_t sfp) {

@@ -90,7 +90,7 @@ void WiredFollower::ExchangeDelay(const CardClock& clock, double slotRestSeconds
   const double back = link_.DrawReceiveDelay();
   const double turnaround = turnaroundNs + turnaroundJitterNs * random_.Gaussian();
   const double clockError = clock.ErrorAfter(seconds) - network_.TimeError(*master);
-  follower_.DelayReqSent(0);
+  follower_.DelayReqSent(sequenceId, 0, 0);
   follower_.HearDelayResp({.sourcePortIdentity = network_.Port(*master),
                            .sequenceId = sequenceId,
                            .receiveTimestamp = std::llround(there - clockError)},
