@@ -65,6 +65,7 @@ std::optional<Failure> NetworkInterface::Begin(std::int64_t now) {
                                  .domainNumber = configuration_.domainNumber,
                                  .measuresDelay = !configuration_.passive,
                                  .clockIsUtc = !configuration_.hardwareClock,
+                                 .pathDelayFilter = ptp::PathDelayFilter::Kind::MovingMedian,
                                  .lockThreshold = configuration_.lockThreshold,
                                  .unlockThreshold = 2 * configuration_.lockThreshold,
                                  .calibrationThreshold = std::numeric_limits<double>::infinity()};

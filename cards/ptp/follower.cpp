@@ -173,7 +173,7 @@ void Follower::ForgetMeasurements() {
   delaysMeasured_ = 0;
   lastSync_.reset();
   offset_ = 0;
-  pathDelay_ = {};
+  pathDelay_ = PathDelayFilter(settings_.pathDelayFilter);
   requests_.clear();
   secondsSettled_ = 0;
 }

@@ -43,6 +43,7 @@ struct FollowerSettings {
   std::uint8_t domainNumber = defaultDomainNumber;
   bool measuresDelay = true;  ///< else nothing is ever sent, and offsets contain the path delay
   bool clockIsUtc = false;    ///< else the clock keeps its master's time scale
+  PathDelayFilter::Kind pathDelayFilter = PathDelayFilter::Kind::RunningMean;
   double lockThreshold = 500;
   double unlockThreshold = 1'000;
   double calibrationThreshold = stepThreshold;  ///< a clock further away is not calibrated
@@ -66,7 +67,8 @@ struct Measurements {
 /// `now` is a time in nanoseconds that only goes forward, whatever becomes of the clock that is measured.
 class Follower {
  public:
-  explicit Follower(const FollowerSettings& settings = {}) : settings_(settings) {}
+  explicit Follower(const FollowerSettings& settings = {})
+      : settings_(settings), pathDelay_(settings.pathDelayFilter) {}
 
   const FollowerSettings& Settings() const { return settings_; }
 

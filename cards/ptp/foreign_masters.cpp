@@ -50,9 +50,12 @@ std::vector<const AnnounceMessage*> ForeignMasters::Qualified(
   for (const ForeignMaster& master : masters_) {
     if (now_ >= master.ReceiptDeadline()) continue;
     const bool twice = master.receivedBefore && now_ - *master.receivedBefore < master.TimeWindow();
-    if (twice || master.announce.sourcePortIdentity == parent) qualified.push_back(&master.announce);
+    if (!twice && master.announce.sourcePortIdentity != parent) continue;
+    // No sorting algorithm: what contradictory masters announce can be better in a circle.
+    const auto place =
+        std::ranges::find_if(qualified, [&](const auto* other) { return IsBetter(master.announce, *other); });
+    qualified.insert(place, &master.announce);
   }
-  std::ranges::sort(qualified, [](const auto* left, const auto* right) { return IsBetter(*left, *right); });
   return qualified;
 }
 

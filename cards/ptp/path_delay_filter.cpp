@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <vector>
 
 namespace kestrune::ptp {
 namespace {
@@ -11,10 +12,24 @@ constexpr std::uint32_t filterLength = 32;
 constexpr double changeMinimum = 500;
 constexpr double changeDeviations = 6;
 constexpr int samplesForChange = 4;
+constexpr std::size_t medianLength = 10;
 
 }  // namespace
 
 void PathDelayFilter::Add(double sample) {
+  if (kind_ == Kind::MovingMedian) return AddToMedian(sample);
+  AddToMean(sample);
+}
+
+void PathDelayFilter::AddToMedian(double sample) {
+  if (latest_.size() == medianLength) latest_.pop_front();
+  latest_.push_back(sample);
+  std::vector<double> sorted(latest_.begin(), latest_.end());
+  std::ranges::sort(sorted);
+  mean_ = (sorted[(sorted.size() - 1) / 2] + sorted[sorted.size() / 2]) / 2;
+}
+
+void PathDelayFilter::AddToMean(double sample) {
   const double deviation = sample - mean_;
   const double limit = std::max(changeMinimum, changeDeviations * deviation_);
   const int sign = deviation > 0 ? 1 : -1;
