@@ -1,9 +1,10 @@
-# Joins the report page's template, style and script modules into one C++ source:
+# Joins a page's template, styles and script modules into one C++ source:
 #
-#   cmake -D FOLDER=src/report/page -D MODULES=format.mjs;… -D OUTPUT=page_assets.cpp -P join_page.cmake
+#   cmake -D FOLDER=src/report/page -D NAME=page -D TEMPLATE=page.html -D STYLES=page.css;… -D MODULES=format.mjs;…
+#         -D OUTPUT=page_assets.cpp -P join_page.cmake
 #
-# The modules become one module in the order of the list: imports and the word export fall away, and so do comments and
-# indentation, which the page's reader needn't carry.
+# The constants are called pageTemplate and so on, by NAME. The modules become one module in the order of the list:
+# imports and the word export fall away, and so do comments and indentation, which the page's reader needn't carry.
 
 function(join_script result)
   set(joined "")
@@ -51,13 +52,17 @@ endfunction()
 
 join_script(script)
 sha256_base64(hash "${script}")
-file(READ ${FOLDER}/page.html template)
-file(READ ${FOLDER}/page.css style)
+file(READ ${FOLDER}/${TEMPLATE} template)
+set(style "")
+foreach(part IN LISTS STYLES)
+  file(READ ${FOLDER}/${part} text)
+  string(APPEND style "${text}")
+endforeach()
 
 set(source "#include \"report/page/page_assets.h\"\n\nnamespace kestrune::report {\n\n")
-append_constant(pageTemplate "${template}")
-append_constant(pageStyle "${style}")
-append_constant(pageScript "${script}")
-append_constant(pageScriptHash "sha256-${hash}")
+append_constant(${NAME}Template "${template}")
+append_constant(${NAME}Style "${style}")
+append_constant(${NAME}Script "${script}")
+append_constant(${NAME}ScriptHash "sha256-${hash}")
 string(APPEND source "\n}  // namespace kestrune::report\n")
 file(WRITE ${OUTPUT} "${source}")

@@ -2,12 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdlib>
 #include <map>
 #include <tuple>
 #include <utility>
 
+#include "files/code_texts.h"
+#include "report/excursions.h"
 #include "report/logged_states.h"
+#include "report/record.h"
 #include "report/texts.h"
 
 namespace kestrune::report {
@@ -81,12 +85,11 @@ class ChangeList {
     Entry& entry = entries_[{change.what, change.from, change.to}];
     ++entry.counts[static_cast<std::size_t>(change.sfp)];
     if (entry.change.what.empty()) {
-      change.until = change.time;
       entry.change = std::move(change);
     } else {
       if (entry.change.sfp != change.sfp) entry.change.sfp = -1;
       entry.change.time = std::min(entry.change.time, change.time);
-      entry.change.until = std::max(entry.change.until, change.time);
+      entry.change.until = std::max(entry.change.until, change.until);
     }
   }
 
@@ -146,34 +149,45 @@ void AddMasterChanges(const Recording& recording, int sfp, ChangeList& changes) 
   });
 }
 
-/// Calls tell(from, to, left, right) for each stretch of [begin, end) in which neither of two runs changes.
-template <typename Tell>
-void ForEachCommonRun(const Runs& left, const Runs& right, std::int64_t begin, std::int64_t end, Tell tell) {
-  std::vector<std::int64_t> edges = {begin, end};
-  for (const Runs* runs : {&left, &right}) {
-    for (const Run& run : runs->All()) {
-      if (run.from > begin && run.from < end) edges.push_back(run.from);
+/// Stretches in which a document says something else than the records.
+class Contradictions {
+ public:
+  /// Stretches in the order of time; one that goes on with the same is the same.
+  void Add(std::int64_t from, std::int64_t to, std::string document, std::string record) {
+    const bool goesOn = !all_.empty() && all_.back().until == from && all_.back().from == document &&
+                        all_.back().to == record;
+    if (goesOn) {
+      all_.back().until = to;
+    } else {
+      all_.push_back({from, to, 1, -1, "", std::move(document), std::move(record), Severity::Warn});
     }
   }
-  std::ranges::sort(edges);
-  RunCursor leftAt(left);
-  RunCursor rightAt(right);
-  for (std::size_t i = 0; i + 1 < edges.size(); ++i) {
-    if (edges[i] == edges[i + 1]) continue;
-    tell(edges[i], edges[i + 1], leftAt.At(edges[i], 0), rightAt.At(edges[i], 0));
+
+  void MoveTo(ChangeList& changes, int sfp, const std::string& what) {
+    for (Change& change : all_) {
+      if (change.until - change.time <= margin) continue;
+      change.sfp = sfp;
+      change.what = what + ", document against records";
+      changes.Add(std::move(change));
+    }
   }
-}
+
+ private:
+  std::vector<Change> all_;
+};
 
 /// An SFP's state by the documents against that of the records.
 void AddStateContradictions(const Recording& recording, int sfp, ChangeList& changes) {
   const SfpRecording& records = recording.sfp[static_cast<std::size_t>(sfp)];
   const Runs& logged = recording.eventLog.sfpState[static_cast<std::size_t>(sfp)];
-  ForEachCommonRun(logged, records.state, records.first, records.end,
-                   [&](std::int64_t from, std::int64_t to, std::int32_t document, std::int32_t record) {
-                     if (document <= 0 || record <= 0 || document == record || to - from <= margin) return;
-                     changes.Add({from, from, 1, sfp, "state, document against records",
-                                  PortStateText(document), PortStateText(record), Severity::Warn});
-                   });
+  Contradictions found;
+  ForEachCommonRun<2>({&logged, &records.state}, records.first, records.end,
+                      [&](std::int64_t from, std::int64_t to, const auto& values) {
+                        const auto [document, record] = values;
+                        if (document <= 0 || record <= 0 || document == record) return;
+                        found.Add(from, to, PortStateText(document), PortStateText(record));
+                      });
+  found.MoveTo(changes, sfp, "state");
 }
 
 /// An SFP whose link is down by the documents and that is locked by its records.
@@ -182,12 +196,67 @@ void AddLinkContradictions(const Recording& recording, int sfp, ChangeList& chan
   const EventLog& log = recording.eventLog;
   const SfpRecording& records = recording.sfp[static_cast<std::size_t>(sfp)];
   const std::int32_t up = NumberOf(log, linkIsUp);
-  ForEachCommonRun(log.link[static_cast<std::size_t>(sfp)], records.state, records.first, records.end,
-                   [&](std::int64_t from, std::int64_t to, std::int32_t link, std::int32_t state) {
-                     if (link <= 0 || link == up || state != lockedState || to - from <= margin) return;
-                     changes.Add({from, from, 1, sfp, "link, document against records", log.texts[link],
-                                  PortStateText(state), Severity::Warn});
-                   });
+  Contradictions found;
+  ForEachCommonRun<2>({&log.link[static_cast<std::size_t>(sfp)], &records.state}, records.first, records.end,
+                      [&](std::int64_t from, std::int64_t to, const auto& values) {
+                        const auto [link, state] = values;
+                        if (link <= 0 || link == up || state != lockedState) return;
+                        found.Add(from, to, log.texts[link], PortStateText(state));
+                      });
+  found.MoveTo(changes, sfp, "link");
+}
+
+/// A clock identity as a document has it, "0x80011fffe210001"; 0 for none.
+std::uint64_t IdentityOf(std::string_view text) {
+  std::uint64_t identity = 0;
+  if (text.starts_with("0x")) text.remove_prefix(2);
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), identity, 16);
+  return error == std::errc{} && end == text.data() + text.size() ? identity : 0;
+}
+
+/// Another grandmaster in a document of an SFP, or of the locked card that follows it, than in its records.
+void AddGrandmasterContradictions(const Recording& recording, int sfp, ChangeList& changes) {
+  const EventLog& log = recording.eventLog;
+  const SfpRecording& records = recording.sfp[static_cast<std::size_t>(sfp)];
+  const std::int32_t label = NumberOf(log, sfpLabels[sfp].text);
+  const std::int32_t locked = NumberOf(log, lockedCard);
+  Contradictions ofSfp;
+  Contradictions ofCard;
+  const auto compare = [&](std::int64_t from, std::int64_t to, std::int32_t text, std::int32_t master,
+                           Contradictions& found) {
+    const std::uint64_t logged = IdentityOf(log.texts[text]);
+    const std::uint64_t recorded = recording.masters[static_cast<std::size_t>(master)].grandmaster;
+    if (logged == 0 || recorded == 0 || logged == recorded) return;
+    found.Add(from, to, IdentityText(logged), IdentityText(recorded));
+  };
+  ForEachCommonRun<3>({&log.sfpGrandmaster[static_cast<std::size_t>(sfp)], &records.master, &records.state},
+                      records.first, records.end,
+                      [&](std::int64_t from, std::int64_t to, const auto& values) {
+                        const auto [text, master, state] = values;
+                        if (HasMaster(state)) compare(from, to, text, master, ofSfp);
+                      });
+  ForEachCommonRun<5>({&log.cardGrandmaster, &records.master, &records.state, &log.bestSfp, &log.card},
+                      records.first, records.end,
+                      [&](std::int64_t from, std::int64_t to, const auto& values) {
+                        const auto [text, master, state, followed, card] = values;
+                        if (HasMaster(state) && followed == label && card == locked)
+                          compare(from, to, text, master, ofCard);
+                      });
+  ofSfp.MoveTo(changes, sfp, "grandmaster");
+  ofCard.MoveTo(changes, sfp, "the card's grandmaster");
+}
+
+/// Did one of the SFP's masters announce a leap second up to a time, or just before?
+bool IsLeapAnnounced(const Recording& recording, int sfp, std::int64_t time, std::uint32_t Master::*leap) {
+  // The flags may be cleared two Announce intervals, of 2 s at most, before the leap, in a record of its own.
+  constexpr std::int64_t leapMargin = 5;
+  const std::vector<Run>& runs = recording.sfp[static_cast<std::size_t>(sfp)].master.All();
+  auto run = std::ranges::lower_bound(runs, time, {}, &Run::from);
+  for (std::int64_t end = time; run != runs.begin() && end >= time - leapMargin; end = run->from) {
+    --run;
+    if (recording.masters[static_cast<std::size_t>(run->value)].*leap != 0) return true;
+  }
+  return false;
 }
 
 bool WithinRange(std::int32_t value, std::int32_t least, std::int32_t greatest) {
@@ -214,11 +283,13 @@ std::vector<MasterField> DifferingFields(const Master& before, const Master& aft
   return fields;
 }
 
-bool ChangesUtcOffsetUnannounced(const Master& before, const Master& after) {
+bool ChangesUtcOffsetUnannounced(const Recording& recording, int sfp, std::int64_t time, const Master& before,
+                                 const Master& after) {
   const std::int64_t by = std::int64_t{after.utcOffset} - before.utcOffset;
   if (by == 0) return false;
-  const bool announced = (by == 1 && before.leap61 != 0) || (by == -1 && before.leap59 != 0);
-  return !announced;
+  if (by != 1 && by != -1) return true;
+  const auto leap = by == 1 ? &Master::leap61 : &Master::leap59;
+  return before.*leap == 0 && !IsLeapAnnounced(recording, sfp, time, leap);
 }
 
 std::vector<std::string> OutsideProfile(const Master& master) {
@@ -245,12 +316,37 @@ void ForEachMasterChange(
   }
 }
 
+void ForEachFollowedMaster(
+    const Recording& recording, int sfp,
+    const std::function<void(std::int64_t from, std::int64_t to, std::int32_t master)>& tell) {
+  const SfpRecording& records = recording.sfp[static_cast<std::size_t>(sfp)];
+  Stretch open;
+  std::int32_t followed = 0;
+  const auto close = [&] {
+    if (followed != 0) tell(open.from, open.to, followed);
+  };
+  ForEachCommonRun<2>({&records.master, &records.state}, records.first, records.end,
+                      [&](std::int64_t from, std::int64_t to, const auto& values) {
+                        const bool named =
+                            recording.masters[static_cast<std::size_t>(values[0])].grandmaster != 0;
+                        const std::int32_t master = named && HasMaster(values[1]) ? values[0] : 0;
+                        if (master != followed) {
+                          close();
+                          followed = master;
+                          open.from = from;
+                        }
+                        open.to = to;
+                      });
+  close();
+}
+
 std::vector<Change> FindChanges(const Recording& recording) {
   ChangeList changes;
   for (int sfp = 0; sfp < sfpCount; ++sfp) {
     AddMasterChanges(recording, sfp, changes);
     AddStateContradictions(recording, sfp, changes);
     AddLinkContradictions(recording, sfp, changes);
+    AddGrandmasterContradictions(recording, sfp, changes);
   }
   return changes.Take();
 }

@@ -42,8 +42,9 @@ std::string FieldText(MasterField field, const Master& master);
 /// so then only the grandmaster and the UTC offset count.
 std::vector<MasterField> DifferingFields(const Master& before, const Master& after);
 
-/// Did the UTC offset leap where no leap second was announced?
-bool ChangesUtcOffsetUnannounced(const Master& before, const Master& after);
+/// Did the UTC offset leap at a time where no leap second was announced?
+bool ChangesUtcOffsetUnannounced(const Recording& recording, int sfp, std::int64_t time, const Master& before,
+                                 const Master& after);
 
 /// What lies outside ST 2059-2's profile: "domain 130", "Sync interval 2^1 s"; empty for a master within it.
 std::vector<std::string> OutsideProfile(const Master& master);
@@ -53,10 +54,15 @@ void ForEachMasterChange(
     const Recording& recording, int sfp,
     const std::function<void(std::int64_t time, std::int32_t before, std::int32_t after)>& tell);
 
+/// Tells each stretch of time in which one SFP follows a master: what it names in other states is old.
+void ForEachFollowedMaster(
+    const Recording& recording, int sfp,
+    const std::function<void(std::int64_t from, std::int64_t to, std::int32_t master)>& tell);
+
 /// Something that changed, or was otherwise than the event log says, and stands in no document.
 struct Change {
   std::int64_t time = 0;   ///< of the first one
-  std::int64_t until = 0;  ///< of the last one that was the same
+  std::int64_t until = 0;  ///< of the last one that was the same, or the end of what lasted
   std::int64_t count = 1;  ///< how often the same happened
   int sfp = -1;            ///< -1: both, or neither in particular
   std::string what;

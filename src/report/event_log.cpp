@@ -238,4 +238,12 @@ EventLog ParseEventLog(std::string_view text, TimeZone& zone) {
   return log;
 }
 
+void ContinueEventLog(std::string_view text, EventLog& log) {
+  TimeZone zone;
+  EventLogReader reader(log, zone);
+  log.present = true;
+  SplitLines(text, [&](const Line& line) { reader.Take(line); });
+  reader.End();
+}
+
 }  // namespace kestrune::report

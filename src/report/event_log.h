@@ -79,5 +79,7 @@ struct EventLog {
 EventLog ReadEventLog(const std::string& fileName, TimeZone& zone);
 /// The same of a text.
 EventLog ParseEventLog(std::string_view text, TimeZone& zone);
+/// Adds the documents of a text that goes on where the log's own ended, between two documents.
+void ContinueEventLog(std::string_view text, EventLog& log);
 
 }  // namespace kestrune::report

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -79,5 +81,27 @@ class RunCursor {
   const Runs* runs_;
   std::size_t behind_ = 0;
 };
+
+/// Calls tell(from, to, values) for each stretch of [begin, end) in which none of several runs changes; 0 in
+/// front of a first run.
+template <std::size_t N, typename Tell>
+void ForEachCommonRun(const std::array<const Runs*, N>& runs, std::int64_t begin, std::int64_t end,
+                      Tell tell) {
+  std::vector<std::int64_t> edges = {begin, end};
+  std::vector<RunCursor> cursors;
+  for (const Runs* each : runs) {
+    cursors.emplace_back(*each);
+    for (const Run& run : each->All()) {
+      if (run.from > begin && run.from < end) edges.push_back(run.from);
+    }
+  }
+  std::ranges::sort(edges);
+  for (std::size_t i = 0; i + 1 < edges.size(); ++i) {
+    if (edges[i] == edges[i + 1]) continue;
+    std::array<std::int32_t, N> values;
+    for (std::size_t k = 0; k < N; ++k) values[k] = cursors[k].At(edges[i], 0);
+    tell(edges[i], edges[i + 1], values);
+  }
+}
 
 }  // namespace kestrune::report

@@ -148,11 +148,10 @@ LockFigures LockFiguresOf(const Judgement& judgement, int sfp) {
     locked += day.locked[index];
   }
   figures.unlocked = std::max<std::int64_t>(figures.observed - locked - startUps, 0);
-  for (const Relock& relock : judgement.relocks) {
-    if (relock.sfp != sfp) continue;
-    ++figures.losses;
-    const std::int64_t to = relock.locked >= 0 ? relock.locked : judgement.recording->sfp[index].end;
-    figures.longest = std::max(figures.longest, to - relock.detected);
+  const RelockTracker& relocks = judgement.watch->Relocks(sfp);
+  figures.losses = static_cast<std::int64_t>(relocks.Count());
+  for (const Relock& relock : relocks.All()) {
+    figures.longest = std::max(figures.longest, relock.end - relock.detected);
   }
   return figures;
 }

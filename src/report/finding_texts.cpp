@@ -99,7 +99,8 @@ std::string WhatText(const Finding& finding, const Recording& recording) {
     case Cause::SfpLock:
       return "out of lock";
     case Cause::Relock:
-      return "locked again after " + DurationText(std::llround(finding.value));
+      return (finding.after == Finding::neverLocked ? "not locked again within " : "locked again after ") +
+             DurationText(std::llround(finding.value));
     case Cause::Step:
       return "step of " + TenthsText(finding.value) + " to the new grandmaster";
     case Cause::FollowedSfp:

@@ -202,10 +202,10 @@ class Finder {
 
   void FindRelocks(int sfp) {
     for (const Relock& relock : watch_.Relocks(sfp).All()) {
-      if (relock.locked < 0) continue;
       const auto took = static_cast<double>(relock.Took());
-      const std::int64_t from = std::min(relock.start, relock.locked);
-      Add({Cause::Relock, sfp, from, relock.locked, Judged(Rule::Relock, took), took, relock.detected});
+      const std::int32_t outcome = relock.locked < 0 ? Finding::neverLocked : 0;
+      Add({Cause::Relock, sfp, relock.start, relock.end, Judged(Rule::Relock, took), took, relock.detected, 0,
+           outcome});
       if (!relock.grandmasterChanged || !relock.stepMeasured) continue;
       Add({Cause::Step, sfp, relock.detected, relock.detected + 1, Judged(Rule::Step, std::fabs(relock.step)),
            relock.step, relock.detected});
@@ -223,7 +223,7 @@ class Finder {
       const bool sameGrandmaster = from.grandmaster == to.grandmaster;
       Cause cause = sameGrandmaster ? Cause::MasterData : Cause::Grandmaster;
       Severity severity = Severity::Info;
-      if (ChangesUtcOffsetUnannounced(from, to)) {
+      if (ChangesUtcOffsetUnannounced(recording_, sfp, time, from, to)) {
         severity = Judged(Rule::UtcOffset, 1);
         if (sameGrandmaster) cause = Cause::UtcOffset;
       }
@@ -233,11 +233,9 @@ class Finder {
 
   /// Stretches on a master whose class, domain or rates are judged.
   void FindMasterFaults(int sfp) {
-    const SfpRecording& records = recording_.sfp[static_cast<std::size_t>(sfp)];
-    ForEachRun(records.master, [&](std::int64_t from, std::int64_t to, std::int32_t index, int) {
+    ForEachFollowedMaster(recording_, sfp, [&](std::int64_t from, std::int64_t to, std::int32_t index) {
       const Master& master = MasterAt(index);
-      if (master.grandmaster == 0) return;
-      const Severity ofClass = Judged(Rule::ClockClass, master.clockClass);
+      const Severity ofClass = Judged(Rule::ClockClass, JudgedClockClass(master));
       if (ofClass > Severity::Info) {
         Add({Cause::ClockClass, sfp, from, to, ofClass, static_cast<double>(master.clockClass), from, 0,
              index});

@@ -43,6 +43,8 @@ enum class Cause {
 /// One thing found, at one time; or the same thing again and again, counted. Kept without a text, for there
 /// may be many.
 struct Finding {
+  static constexpr std::int32_t neverLocked = -1;  ///< `after` of a loss of lock that has no end
+
   Cause cause = Cause::Start;
   int sfp = -1;  ///< -1: both, or the card
   std::int64_t from = 0;

@@ -3,16 +3,19 @@
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
 
 #include "report/figures.h"
+#include "report/followed.h"
 #include "report/texts.h"
 
 namespace kestrune::report {
 namespace {
 
 constexpr int schemaVersion = 1;
+constexpr std::size_t longestFollowedList = 2000;
 
 /// Writes members of an object. Numbers that JSON doesn't have are null.
 class Writer {
@@ -218,6 +221,22 @@ void WriteMasters(Writer& json, const Judgement& judgement) {
   json.EndList();
 }
 
+void WriteFollowed(Writer& json, const Recording& recording) {
+  const std::vector<FollowedStretch> stretches = FollowedMasters(recording);
+  const std::size_t shown = std::min(stretches.size(), longestFollowedList);
+  json.BeginList("followed");
+  for (std::size_t i = 0; i < shown; ++i) {
+    json.Begin();
+    json.Instant("from", stretches[i].from);
+    json.Instant("to", stretches[i].to);
+    json.Text("grandmaster", IdentityText(stretches[i].grandmaster));
+    json.Whole("domain", std::int64_t{stretches[i].domain});
+    json.End();
+  }
+  json.EndList();
+  json.Whole("followedLeftOut", std::uint64_t{stretches.size() - shown});
+}
+
 void WriteDays(Writer& json, const Judgement& judgement) {
   json.BeginList("days");
   for (const auto& [start, day] : judgement.watch->Days()) {
@@ -324,6 +343,7 @@ std::string JsonText(const Judgement& judgement, const Heading& heading) {
   WriteRelocks(json, judgement);
   WriteChanges(json, judgement);
   WriteMasters(json, judgement);
+  WriteFollowed(json, *judgement.recording);
   WriteDays(json, judgement);
   WriteMessages(json, judgement);
   json.Begin("difference");

@@ -116,7 +116,7 @@ std::vector<Relock> RelocksOf(const Watch& watch) {
 std::vector<Change> ChangesOf(const Recording& recording, const SelfCheck& selfCheck) {
   std::vector<Change> changes = FindChanges(recording);
   for (const auto& unsummed : selfCheck.WithoutLine()) {
-    changes.push_back({unsummed.stretch.from, unsummed.stretch.from, 1, unsummed.sfp,
+    changes.push_back({unsummed.stretch.from, unsummed.stretch.to, 1, unsummed.sfp,
                        "records without a period line", "",
                        DurationText(unsummed.stretch.to - unsummed.stretch.from), Severity::Warn});
   }

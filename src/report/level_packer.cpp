@@ -1,6 +1,7 @@
 #include "report/level_packer.h"
 
 #include <algorithm>
+#include <span>
 
 #include "report/bucket_series.h"
 
@@ -101,6 +102,32 @@ PageLevel PackWhole(const Recording& recording, std::int64_t width) {
     packer.Add(from, to, PartOf(all, from, to));
   }
   return packer.Finish();
+}
+
+PageLevel PackSideLevel(const Recording& recording, const SideSeries& side, std::int64_t width) {
+  std::vector<PackedSideRow> rows(
+      static_cast<std::size_t>((recording.end - recording.base + width - 1) / width));
+  // A time stamp may lie a second beside the second that was found for its record.
+  const auto rowOf = [&](std::int64_t start) -> PackedSideRow& {
+    const std::int64_t number = (start - recording.base) / width;
+    return rows[static_cast<std::size_t>(
+        std::clamp<std::int64_t>(number, 0, static_cast<std::int64_t>(rows.size()) - 1))];
+  };
+  for (int sfp = 0; sfp < sfpCount; ++sfp) {
+    const auto k = static_cast<std::size_t>(sfp);
+    for (const SideBucket& bucket : side.Of(sfp)) rowOf(bucket.start)[k].figures.Merge(bucket);
+    for (const Bucket& bucket : recording.sfp[k].buckets) rowOf(bucket.start)[k].counts.Merge(bucket);
+  }
+  PageLevel level;
+  level.width = width;
+  level.isSide = true;
+  for (std::size_t first = 0; first < rows.size(); first += wideRowsPerChunk) {
+    const std::size_t count = std::min(wideRowsPerChunk, rows.size() - first);
+    const BucketRange range{static_cast<std::int64_t>(first), static_cast<std::int64_t>(count)};
+    level.chunks.push_back(
+        {Deflate(PackSideChunk(std::span(rows).subspan(first, count), level.parts)), {range}});
+  }
+  return level;
 }
 
 PageLevel PackParts(const Recording& recording, const std::vector<Stretch>& parts, std::int64_t width,

@@ -14,8 +14,10 @@ std::vector<Stretch> Where(const EventLog& log, const Runs& runs, std::string_vi
   return SpansWhere(runs, 0, [number = NumberOf(log, text)](std::int32_t value) { return value == number; });
 }
 
-std::vector<Stretch> WhereNot(const EventLog& log, const Runs& runs, std::string_view text) {
-  return SpansWhere(runs, margin,
+/// Each widened by `wider` on both sides.
+std::vector<Stretch> WhereNot(const EventLog& log, const Runs& runs, std::string_view text,
+                              std::int64_t wider) {
+  return SpansWhere(runs, wider,
                     [number = NumberOf(log, text)](std::int32_t value) { return value != number; });
 }
 
@@ -28,15 +30,22 @@ std::int32_t NumberOf(const EventLog& log, std::string_view text) {
 }
 
 LoggedStates::LoggedStates(const EventLog& log)
-    : knowsCard_(!log.card.Empty()),
+    : firstCard_(log.card.Empty() ? INT64_MAX : log.card.All().front().from),
       cardLocked_(Where(log, log.card, lockedCard)),
-      cardUnsettled_(WhereNot(log, log.card, lockedCard)),
+      cardUnsettled_(WhereNot(log, log.card, lockedCard, margin)),
       followed_(log.bestSfp),
-      linkDown_{SpanCursor(WhereNot(log, log.link[0], linkIsUp)),
-                SpanCursor(WhereNot(log, log.link[1], linkIsUp))},
+      linkDown_{SpanCursor(WhereNot(log, log.link[0], linkIsUp, 0)),
+                SpanCursor(WhereNot(log, log.link[1], linkIsUp, 0))},
+      linkUnsettled_{SpanCursor(WhereNot(log, log.link[0], linkIsUp, margin)),
+                     SpanCursor(WhereNot(log, log.link[1], linkIsUp, margin))},
       sfpLabels_{NumberOf(log, sfpLabels[0].text), NumberOf(log, sfpLabels[1].text)} {}
 
-bool LoggedStates::CardLocked(std::int64_t time) { return cardLocked_.Covers(time); }
+bool LoggedStates::KnowsCard(std::int64_t time) const {
+  constexpr std::int64_t longestWait = 30;
+  return time >= firstCard_ - longestWait;
+}
+
+bool LoggedStates::CardLocked(std::int64_t time) { return cardLocked_.Covers(std::max(time, firstCard_)); }
 
 bool LoggedStates::CardSettled(std::int64_t time) { return CardLocked(time) && !cardUnsettled_.Covers(time); }
 
@@ -48,6 +57,10 @@ int LoggedStates::FollowedSfp(std::int64_t time) {
 
 bool LoggedStates::LinkUp(int sfp, std::int64_t time) {
   return !linkDown_[static_cast<std::size_t>(sfp)].Covers(time);
+}
+
+bool LoggedStates::LinkSettled(int sfp, std::int64_t time) {
+  return !linkUnsettled_[static_cast<std::size_t>(sfp)].Covers(time);
 }
 
 }  // namespace kestrune::report

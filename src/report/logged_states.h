@@ -15,23 +15,26 @@ class LoggedStates {
   /// `log` must outlive this and stay as it is.
   explicit LoggedStates(const EventLog& log);
 
-  /// Does the log tell the card's state at all?
-  bool KnowsCard() const { return knowsCard_; }
+  /// Does the log tell the card's state by then? Its first document may be half a minute late.
+  bool KnowsCard(std::int64_t time) const;
   bool CardLocked(std::int64_t time);
   /// Locked, and no document of another state within two seconds: those of records and documents differ by as
   /// much.
   bool CardSettled(std::int64_t time);
   /// The SFP that the card follows; -1 where the log says none.
   int FollowedSfp(std::int64_t time);
-  /// Is the link up, and was it so for two seconds? So, too, where the log says nothing.
+  /// So, too, where the log says nothing.
   bool LinkUp(int sfp, std::int64_t time);
+  /// Up, and no document of another state within two seconds.
+  bool LinkSettled(int sfp, std::int64_t time);
 
  private:
-  bool knowsCard_;
+  std::int64_t firstCard_;  ///< time of the first document
   SpanCursor cardLocked_;
   SpanCursor cardUnsettled_;
   RunCursor followed_;
   std::array<SpanCursor, sfpCount> linkDown_;
+  std::array<SpanCursor, sfpCount> linkUnsettled_;
   std::array<std::int32_t, sfpCount> sfpLabels_;
 };
 

@@ -40,14 +40,16 @@ void ForEachRelock(const Evidence& evidence, Tell tell) {
 
 Measure MeasureRelock(const Evidence& evidence) {
   Measure measure{evidence.watch->ObservedSeconds() > 0, 0, 0, -1, -1, "never out of lock"};
-  std::int64_t count = 0;
   ForEachRelock(evidence, [&](const Relock& relock) {
-    ++count;
-    if (relock.locked < 0 || static_cast<double>(relock.Took()) < measure.value) return;
+    if (static_cast<double>(relock.Took()) < measure.value) return;
     measure = Measured(static_cast<double>(relock.Took()), relock.detected, relock.sfp,
                        SfpText(relock.sfp) + ' ' + At(relock.detected));
+    if (relock.locked < 0) measure.detail += ", not locked again by " + TimeText(relock.end);
   });
-  if (count > 0) measure.detail.append("; ").append(CountText(count, "loss of lock", "losses of lock"));
+  const std::uint64_t count = evidence.watch->Relocks(0).Count() + evidence.watch->Relocks(1).Count();
+  if (count > 0) {
+    measure.detail += "; " + CountText(static_cast<std::int64_t>(count), "loss of lock", "losses of lock");
+  }
   return measure;
 }
 
@@ -80,8 +82,13 @@ Measure MeasureCardLock(const Evidence& evidence) {
   Measure measure = MeasureWorstDay(
       evidence, evidence.watch->CardUnlocked(), [](const DayFigures& day) { return day.cardUnlocked; },
       "never out of lock since it locked");
-  if (evidence.recording->eventLog.card.Empty())
+  constexpr std::int64_t late = 30;
+  const Runs& card = evidence.recording->eventLog.card;
+  if (card.Empty()) {
     measure.detail += "; by the SFPs, as no document tells the card's state";
+  } else if (card.All().front().from > evidence.recording->first + late) {
+    measure.detail += "; by the SFPs up to the first document of the card, " + At(card.All().front().from);
+  }
   return measure;
 }
 
@@ -160,26 +167,21 @@ Measure MeasureMessages(const Evidence& evidence) {
   return measure;
 }
 
-/// Calls tell(time, sfp, master) for each stretch of time that an SFP spent on a master.
+/// Calls tell(time, sfp, master) for each stretch of time in which an SFP follows a master.
 template <typename Tell>
 void ForEachMaster(const Evidence& evidence, Tell tell) {
   for (int sfp = 0; sfp < sfpCount; ++sfp) {
-    for (const Run& run : evidence.recording->sfp[static_cast<std::size_t>(sfp)].master.All()) {
-      const Master& master = evidence.recording->masters[static_cast<std::size_t>(run.value)];
-      if (master.grandmaster != 0) tell(run.from, sfp, master);
-    }
+    ForEachFollowedMaster(*evidence.recording, sfp, [&](std::int64_t from, std::int64_t, std::int32_t index) {
+      tell(from, sfp, evidence.recording->masters[static_cast<std::size_t>(index)]);
+    });
   }
 }
 
 Measure MeasureClockClass(const Evidence& evidence) {
-  constexpr std::uint32_t primaryReference = 6;
   Measure measure;
-  const auto badness = [](double clockClass) {  // a class below 6 is reserved and no better than 7
-    return clockClass < primaryReference ? primaryReference + 1 : clockClass;
-  };
   ForEachMaster(evidence, [&](std::int64_t time, int sfp, const Master& master) {
-    const double worse = badness(master.clockClass);
-    if (measure.measured && worse <= badness(measure.value)) return;
+    const double worse = JudgedClockClass(master);
+    if (measure.measured && worse <= measure.inFailUnit) return;
     measure = Measured(master.clockClass, time, sfp,
                        ShortIdentityText(master.grandmaster) + " from " + TimeText(time));
     measure.inFailUnit = worse;
@@ -193,23 +195,27 @@ Measure MeasureUtcOffset(const Evidence& evidence) {
     if (measure.measured) return;
     measure = Measured(0, -1, -1, std::to_string(master.utcOffset) + "\u00a0s all the time");
   });
+  const Recording& recording = *evidence.recording;
   for (int sfp = 0; sfp < sfpCount; ++sfp) {
     std::int64_t count = 0;
-    ForEachMasterChange(*evidence.recording, sfp, [&](std::int64_t time, std::int32_t from, std::int32_t to) {
-      const Master& before = evidence.recording->masters[static_cast<std::size_t>(from)];
-      const Master& after = evidence.recording->masters[static_cast<std::size_t>(to)];
-      if (!ChangesUtcOffsetUnannounced(before, after)) return;
-      ++count;
-      if (static_cast<double>(count) <= measure.value) return;
-      const bool first = measure.value == 0;
-      if (first) {
-        measure.at = time;
-        measure.detail = FieldText(MasterField::UtcOffset, before) + std::string(arrow) +
-                         FieldText(MasterField::UtcOffset, after) + ' ' + At(time);
+    ForEachMasterChange(recording, sfp, [&](std::int64_t time, std::int32_t from, std::int32_t to) {
+      const Master& before = recording.masters[static_cast<std::size_t>(from)];
+      const Master& after = recording.masters[static_cast<std::size_t>(to)];
+      if (before.utcOffset == after.utcOffset) return;
+      const std::string change = FieldText(MasterField::UtcOffset, before) + std::string(arrow) +
+                                 FieldText(MasterField::UtcOffset, after) + ' ' + At(time);
+      if (!ChangesUtcOffsetUnannounced(recording, sfp, time, before, after)) {
+        if (measure.value == 0) measure.detail = change + ", announced";
+        return;
       }
-      measure.value = measure.inFailUnit = static_cast<double>(count);
+      if (measure.value == 0) {
+        measure.at = time;
+        measure.detail = change;
+      }
+      measure.value = std::max(measure.value, static_cast<double>(++count));
     });
   }
+  measure.inFailUnit = measure.value;
   return measure;
 }
 
@@ -256,7 +262,7 @@ Measure MeasureGrandmasterChanges(const Evidence& evidence) {
 
 Measure MeasureTelemetry(const Evidence& evidence) {
   const Recording& recording = *evidence.recording;
-  const auto length = static_cast<double>(recording.end - recording.first);
+  const auto length = static_cast<double>(recording.end - recording.first - recording.secondsLeftOut);
   if (length <= 0) return {};
   const auto missing = static_cast<double>(recording.gapSeconds);
   Measure measure =
@@ -283,6 +289,11 @@ Evidence::Evidence(const Recording& seen, const Watch& watched, const Limits& li
     pathDelay[static_cast<std::size_t>(sfp)] =
         DeviationFromDay(watched.PathDelays(sfp).All(), limit * percent);
   }
+}
+
+double JudgedClockClass(const Master& master) {
+  constexpr std::uint32_t primaryReference = 6;
+  return master.clockClass < primaryReference ? primaryReference + 1 : master.clockClass;
 }
 
 std::string_view MessageKindText(MessageKind kind) {

@@ -33,6 +33,9 @@ struct Evidence {
 
 Measure MeasureRule(Rule rule, const Evidence& evidence);
 
+/// A master's clock class as it is judged: one below 6 is reserved and no better than 7.
+double JudgedClockClass(const Master& master);
+
 /// "SFP A", or a name of a message's kind.
 std::string_view MessageKindText(MessageKind kind);
 

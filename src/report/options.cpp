@@ -33,6 +33,23 @@ CLI::Option* AddParsed(CLI::App& app, const char* name, std::optional<std::int64
       help);
 }
 
+/// Metrics are a task of their own, beside which nothing else is written.
+void AddMetricsOptions(CLI::App& app, Options& options) {
+  CLI::Option* metrics =
+      app.add_option("--metrics", options.metrics, "Prometheus metrics, and no report; FILE.state beside it")
+          ->type_name("FILE");
+  for (const char* other : {"-o", "--json", "--csv", "--from", "--to", "--last", "--mended"}) {
+    metrics->excludes(app.get_option(other));
+  }
+  CLI::Option* follow =
+      app.add_flag("--follow", options.follow, "write the metrics again and again, until ended")
+          ->needs(metrics);
+  app.add_option("--every", options.every, "so many seconds apart, at the clock's multiples of them (15)")
+      ->check(CLI::Range(std::int64_t{1}, std::int64_t{3600}))
+      ->needs(follow)
+      ->type_name("N");
+}
+
 void AddOptions(CLI::App& app, Options& options) {
   app.add_option("prefix", options.prefix,
                  "folder and prefix of the run's files, such as D:\\timing\\studio1")
@@ -61,6 +78,10 @@ void AddOptions(CLI::App& app, Options& options) {
   app.add_option("--label", options.label, "shown beside the name")->type_name("NAME");
   app.add_option("--mended", options.mended, "a copy of the raw data without its damaged places")
       ->type_name("FILE");
+  app.add_option("--fleet", options.fleet, "reports in JSON of many machines; makes the plant's page of them")
+      ->type_name("FILE...")
+      ->excludes("prefix");
+  AddMetricsOptions(app, options);
   app.add_flag("-q,--quiet", options.quiet, "no progress bar");
 }
 
@@ -111,7 +132,8 @@ OptionsResult ParseOptions(int argc, const char* const* argv, const std::string&
   AddOptions(app, options);
   try {
     app.parse(argc, argv);
-    if (options.prefix.empty() && !options.printLimits) throw CLI::RequiredError("prefix");
+    if (options.prefix.empty() && options.fleet.empty() && !options.printLimits)
+      throw CLI::RequiredError("prefix");
   } catch (const CLI::ParseError& error) {
     std::ostringstream out;
     std::ostringstream err;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "report/recording.h"
 
@@ -21,6 +22,10 @@ struct Options {
   std::string limits;
   std::string label;
   std::string mended;
+  std::vector<std::string> fleet;  ///< reports in JSON, for the plant's page
+  std::string metrics;
+  bool follow = false;      ///< write the metrics again and again
+  std::int64_t every = 15;  ///< seconds
   bool printLimits = false;
   bool quiet = false;  ///< no progress bar
 };

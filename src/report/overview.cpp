@@ -6,13 +6,17 @@
 #include <vector>
 
 #include "report/bucket_series.h"
+#include "report/texts.h"
 
 namespace kestrune::report {
 namespace {
 
 constexpr double width = 1200;
 constexpr double laneHeight = 90;
-constexpr double labelWidth = 60;
+constexpr double labelWidth = 80;
+constexpr double laneGap = 24;
+constexpr double margin = 10;  // above the first lane
+constexpr double axisHeight = 24;
 constexpr std::size_t mostColumns = 570;
 constexpr double linearTo = 100;  // ns; logarithmic beyond
 constexpr double highest = 1e6;   // ns; what lies beyond is drawn at the edge
@@ -28,6 +32,11 @@ void Append(std::string& svg, const char* format, Values... values) {
   char text[300];
   std::snprintf(text, sizeof text, format, values...);
   svg += text;
+}
+
+double PlaceOf(const Recording& recording, std::int64_t time) {
+  const auto span = static_cast<double>(std::max<std::int64_t>(1, recording.end - recording.base));
+  return labelWidth + (width - labelWidth) * static_cast<double>(time - recording.base) / span;
 }
 
 double PlaceOf(double value, double top) { return top + laneHeight / 2 * (1 - Height(value)); }
@@ -47,18 +56,15 @@ void DrawScale(std::string& svg, double top) {
 
 void DrawSfp(const Recording& recording, std::size_t k, std::int64_t columnWidth, double top,
              std::string& svg) {
-  const double span = static_cast<double>(std::max<std::int64_t>(1, recording.end - recording.base));
-  const auto x = [&](std::int64_t time) {
-    return labelWidth + (width - labelWidth) * static_cast<double>(time - recording.base) / span;
-  };
   Append(svg, "<text x='2' y='%.1f' font-size='11' font-weight='bold' fill='currentColor'>%s</text>",
-         top + 12, k == 0 ? "SFP A" : "SFP B");
+         top + laneHeight / 2 + 4, k == 0 ? "SFP A" : "SFP B");
   DrawScale(svg, top);
-  const double column = std::max(1.0, (width - labelWidth) * static_cast<double>(columnWidth) / span);
+  const double column =
+      std::max(1.0, PlaceOf(recording, recording.base + columnWidth) - PlaceOf(recording, recording.base));
   std::string values;
   std::string unlocked;
   for (const Bucket& bucket : MergedBuckets(recording.sfp[k].buckets, columnWidth)) {
-    const double middle = x(bucket.start) + column / 2;
+    const double middle = PlaceOf(recording, bucket.start) + column / 2;
     if (bucket.locked < bucket.records) Append(unlocked, "M%.1f %gv4", middle, top + laneHeight);
     if (bucket.syncs == 0) continue;
     const double high = PlaceOf(static_cast<double>(bucket.offset.greatest), top);
@@ -70,6 +76,21 @@ void DrawSfp(const Recording& recording, std::size_t k, std::int64_t columnWidth
   svg += values + "'/><path stroke='#c33' d='" + unlocked + "'/></g>";
 }
 
+/// Round moments, UTC, as far apart as their names need.
+void DrawTimes(const Recording& recording, double top, std::string& svg) {
+  constexpr std::int64_t mostNames = 10;
+  std::int64_t step = 60;
+  while ((recording.end - recording.base) / step >= mostNames) step = WiderBucket(step);
+  Append(svg, "<text x='2' y='%g' font-size='9' fill='currentColor'>UTC</text>", top + 12);
+  for (std::int64_t time = recording.base; time < recording.end; time += step) {
+    const double x = PlaceOf(recording, time);
+    if (x > width - 80) break;
+    Append(svg, "<path d='M%.1f %gv5' stroke='currentColor'/>", x, top);
+    Append(svg, "<text x='%.1f' y='%g' font-size='9' fill='currentColor'>%s</text>", x + 3, top + 12,
+           TimeText(time).substr(0, 16).c_str());
+  }
+}
+
 }  // namespace
 
 std::string OverviewSvg(const Recording& recording) {
@@ -77,14 +98,15 @@ std::string OverviewSvg(const Recording& recording) {
   while ((recording.end - recording.base) / columnWidth >= static_cast<std::int64_t>(mostColumns)) {
     columnWidth = WiderBucket(columnWidth);
   }
-  const double lane = laneHeight + 16;
+  const double lane = laneHeight + laneGap;
   std::string svg;
   Append(svg,
          "<svg viewBox='0 0 %g %g' role='img' aria-label='Offset from master of both SFPs over the whole "
          "recording'>",
-         width, lane * sfpCount);
+         width, margin + lane * sfpCount + axisHeight);
   for (std::size_t k = 0; k < sfpCount; ++k)
-    DrawSfp(recording, k, columnWidth, lane * static_cast<double>(k), svg);
+    DrawSfp(recording, k, columnWidth, margin + lane * static_cast<double>(k), svg);
+  if (recording.end > recording.base) DrawTimes(recording, margin + lane * sfpCount, svg);
   return svg + "</svg>";
 }
 

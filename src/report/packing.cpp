@@ -18,6 +18,14 @@ constexpr const char* columns[] = {"records", "syncs",  "syncsDue", "resps",    
                                    "locked",  "offLo",  "offHi",    "offAvg10", "offSd10",
                                    "pathLo",  "pathHi", "pathAvg10"};
 
+/// By `SideQuantity`, behind the counts.
+constexpr const char* sideColumns[] = {
+    "records",      "locked",          "syncs",       "resps",       "followUps",      "followUpsDue",
+    "announces",    "announcesDue",    "discarded",   "errors",      "dropped",        "toFollowerLo",
+    "toFollowerHi", "toFollowerAvg10", "jitterLo",    "jitterHi",    "jitterAvg10",    "toMasterLo",
+    "toMasterHi",   "toMasterAvg10",   "respDelayLo", "respDelayHi", "respDelayAvg10", "rxLo",
+    "rxHi",         "rxAvg10",         "txLo",        "txHi",        "txAvg10"};
+
 std::int64_t FloorDivide(std::int64_t value, std::int64_t divisor) {
   return value / divisor - (value % divisor < 0 ? 1 : 0);
 }
@@ -87,10 +95,10 @@ Stored StoreDifference(const Stat& stat, int parts) {
           scaled(static_cast<double>(stat.greatest)) - average, average, 0};
 }
 
-template <typename Value>
-void PackCounts(std::span<const PackedRow> rows, std::string& bytes, Value value) {
+template <typename Row, typename Value>
+void PackCounts(std::span<const Row> rows, std::string& bytes, Value value) {
   PlaneWriter plane(bytes);
-  for (const PackedRow& row : rows) plane.Count(static_cast<std::int64_t>(value(row)));
+  for (const Row& row : rows) plane.Count(static_cast<std::int64_t>(value(row)));
 }
 
 void PackPlane(std::span<const Stored> all, std::int64_t Stored::*member, std::string& bytes) {
@@ -115,6 +123,28 @@ void PackSfp(std::span<const PackedRow> rows, std::size_t k, int parts, std::str
   for (const auto member : {&Stored::low, &Stored::high, &Stored::average}) PackPlane(paths, member, bytes);
 }
 
+void PackSide(std::span<const PackedSideRow> rows, std::size_t k, int parts, std::string& bytes) {
+  for (const auto member : {&SideBucket::records, &SideBucket::locked}) {
+    PackCounts(rows, bytes, [&](const PackedSideRow& row) { return row[k].figures.*member; });
+  }
+  for (const SideQuantity weight : {sideToFollower, sideToMaster}) {
+    PackCounts(rows, bytes, [&](const PackedSideRow& row) { return row[k].figures.figures[weight].count; });
+  }
+  for (const auto member :
+       {&Bucket::followUps, &Bucket::followUpsDue, &Bucket::announces, &Bucket::announcesDue,
+        &Bucket::discarded, &Bucket::linkErrors, &Bucket::linkDrops}) {
+    PackCounts(rows, bytes, [&](const PackedSideRow& row) { return row[k].counts.*member; });
+  }
+  for (std::size_t q = 0; q < sideQuantityCount; ++q) {
+    std::vector<Stored> all;
+    for (const PackedSideRow& row : rows) {
+      const Stat& stat = row[k].figures.figures[q];
+      if (stat.count > 0) all.push_back(Store(stat, parts));
+    }
+    for (const auto member : {&Stored::low, &Stored::high, &Stored::average}) PackPlane(all, member, bytes);
+  }
+}
+
 void PackDifferences(std::span<const PackedRow> rows, int parts, std::string& bytes) {
   PackCounts(rows, bytes, [](const PackedRow& row) { return row.difference.all.count; });
   std::vector<Stored> differences;
@@ -128,6 +158,14 @@ void PackDifferences(std::span<const PackedRow> rows, int parts, std::string& by
 }  // namespace
 
 std::span<const char* const> ChunkColumns() { return columns; }
+
+std::span<const char* const> SideChunkColumns() { return sideColumns; }
+
+std::string PackSideChunk(std::span<const PackedSideRow> rows, int parts) {
+  std::string bytes;
+  for (std::size_t k = 0; k < sfpCount; ++k) PackSide(rows, k, parts, bytes);
+  return bytes;
+}
 
 std::string PackChunk(std::span<const PackedRow> rows, int parts) {
   std::string bytes;

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "report/buckets.h"
+#include "report/side_series.h"
 
 namespace kestrune::report {
 
@@ -15,13 +17,23 @@ struct PackedRow {
   DifferenceBucket difference;
 };
 
+/// One SFP's side of a bucket that is shown on demand.
+struct PackedSide {
+  SideBucket figures;
+  Bucket counts;
+};
+using PackedSideRow = std::array<PackedSide, sfpCount>;
+
 /// The columns of an SFP in a chunk, in their order.
 std::span<const char* const> ChunkColumns();
+/// The same of a chunk of what is shown on demand, which has no difference.
+std::span<const char* const> SideChunkColumns();
 
 /// The bytes of a chunk before deflating: plane by plane, the distance of each value from a prediction as a
 /// zigzag variable-length integer. Averages and deviations are in `parts` of a nanosecond, 1 or 10; least and
 /// greatest are exact. The page's script unpacks it.
 std::string PackChunk(std::span<const PackedRow> rows, int parts);
+std::string PackSideChunk(std::span<const PackedSideRow> rows, int parts);
 
 /// Raw deflate (RFC 1951), as small as it gets.
 std::string Deflate(const std::string& bytes);

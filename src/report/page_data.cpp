@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <span>
 #include <unordered_map>
 
 #include "report/packing.h"
@@ -141,11 +142,15 @@ class MetaWriter {
     json_.EndArray();
   }
 
-  void WriteLevels(const std::vector<PageLevel>& levels) {
+  void WriteColumns(std::span<const char* const> columns) {
     Key("columns");
     json_.StartArray();
-    for (const char* column : ChunkColumns()) Text(column);
+    for (const char* column : columns) Text(column);
     json_.EndArray();
+  }
+
+  void WriteLevels(const std::vector<PageLevel>& levels) {
+    WriteColumns(ChunkColumns());
     Key("levels");
     json_.StartArray();
     std::size_t place = 0;
@@ -153,6 +158,7 @@ class MetaWriter {
       json_.StartObject();
       Number("w", level.width);
       Number("div", level.parts);
+      if (level.isSide) WriteColumns(SideChunkColumns());
       Key("chunks");
       json_.StartArray();
       std::int64_t behind = 0;
@@ -234,6 +240,8 @@ class MetaWriter {
   /// The longest gaps, should there be too many.
   void WriteTimes() {
     std::vector<Stretch> gaps = recording_.gaps;
+    gaps.insert(gaps.end(), recording_.pauses.begin(), recording_.pauses.end());
+    std::ranges::sort(gaps, std::less{}, &Stretch::from);
     if (gaps.size() > mostGaps) {
       std::ranges::stable_sort(gaps, std::greater{}, [](const Stretch& gap) { return gap.to - gap.from; });
       gaps.resize(mostGaps);

@@ -14,6 +14,7 @@ constexpr std::int64_t widestSlot = 600;
 constexpr std::int64_t usualSlot = 60;
 constexpr std::int64_t secondsPerPart = 4 * 3600;
 constexpr std::int64_t mostWideBuckets = 100'000;
+constexpr std::int64_t mostSideBuckets = 10'000;
 constexpr int gravest = 3;
 
 /// Seconds that come or stay away together: a bucket of the level that covers everything, so that none lies
@@ -133,6 +134,18 @@ PageLevel FinestWhole(const Recording& recording, std::size_t room) {
   return level;
 }
 
+/// What is shown on demand in the finest width that takes no more than its share of the room.
+PageLevel FinestSide(const Recording& recording, const SideSeries& side, std::size_t room) {
+  std::int64_t width = std::max(recording.bucketWidth, side.Width());
+  while ((recording.end - recording.base) / width > mostSideBuckets) width = WiderBucket(width);
+  PageLevel level = PackSideLevel(recording, side, width);
+  while (level.Bytes() > room && recording.end - recording.base > width) {
+    width = WiderBucket(width);
+    level = PackSideLevel(recording, side, width);
+  }
+  return level;
+}
+
 /// As many of the foremost slots as fit, found in a few attempts: what a slot costs depends on what is in it.
 PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>& slots, std::int64_t slot,
                     std::size_t room) {
@@ -161,6 +174,15 @@ PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>&
   return best;
 }
 
+/// The whole recording in steps of ten seconds, if it fits.
+PageLevel PackAllTens(const Recording& recording, std::size_t room) {
+  constexpr std::int64_t leastBytesPerMinute = 6 * 12;
+  const std::int64_t minutes = (recording.end - recording.first) / 60;
+  if (minutes * leastBytesPerMinute > static_cast<std::int64_t>(room)) return {};
+  PageLevel level = PackParts(recording, Everything(recording), 10, 10);
+  return level.Bytes() <= room ? level : PageLevel{};
+}
+
 /// Minutes around the foremost slots, in steps of ten seconds.
 PageLevel PackTens(const Recording& recording, const std::vector<PageEpisode>& episodes, std::size_t room) {
   constexpr double bytesPerMinute = 6 * 17.0;
@@ -183,12 +205,10 @@ PageLevel PackTens(const Recording& recording, const std::vector<PageEpisode>& e
   return level.Bytes() <= room ? level : PageLevel{};
 }
 
-}  // namespace
-
-std::vector<PageLevel> BuildLevels(const Recording& recording, const std::vector<PageEpisode>& episodes,
+/// All levels but that of what is shown on demand.
+std::vector<PageLevel> UsualLevels(const Recording& recording, const std::vector<PageEpisode>& episodes,
                                    std::size_t room) {
   std::vector<PageLevel> levels;
-  if (recording.end <= recording.first) return levels;
   levels.push_back(FinestWhole(recording, room * 45 / 100));
   std::size_t left = room - std::min(room, levels.back().Bytes());
   constexpr std::int64_t leastBytesPerSecond = 5;
@@ -207,9 +227,21 @@ std::vector<PageLevel> BuildLevels(const Recording& recording, const std::vector
   PageLevel fine =
       PackSlots(recording, FindInterest(recording, episodes, slot).Ordered(), slot, left * 7 / 10);
   left -= std::min(left, fine.Bytes());
-  PageLevel tens = PackTens(recording, episodes, left);
+  PageLevel tens = PackAllTens(recording, left);
+  if (tens.chunks.empty()) tens = PackTens(recording, episodes, left);
   if (!tens.chunks.empty()) levels.push_back(std::move(tens));
   if (!fine.chunks.empty()) levels.push_back(std::move(fine));
+  return levels;
+}
+
+}  // namespace
+
+std::vector<PageLevel> BuildLevels(const Recording& recording, const SideSeries& side,
+                                   const std::vector<PageEpisode>& episodes, std::size_t room) {
+  if (recording.end <= recording.first) return {};
+  PageLevel onDemand = FinestSide(recording, side, room / 10);
+  std::vector<PageLevel> levels = UsualLevels(recording, episodes, room - std::min(room, onDemand.Bytes()));
+  levels.push_back(std::move(onDemand));
   return levels;
 }
 

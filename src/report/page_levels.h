@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "report/recording.h"
+#include "report/side_series.h"
 
 namespace kestrune::report {
 
@@ -33,6 +34,7 @@ struct LevelChunk {
 struct PageLevel {
   std::int64_t width = 0;  ///< seconds
   int parts = 10;          ///< of a nanosecond, in which averages are
+  bool isSide = false;     ///< does it hold what is shown on demand, in columns of its own?
   std::vector<LevelChunk> chunks;
 
   std::size_t Bytes() const;
@@ -40,8 +42,9 @@ struct PageLevel {
 };
 
 /// The levels that fit into about `room` bytes, the coarsest first: one covers everything, the others what
-/// the room allows, the surroundings of episodes and extremes first.
-std::vector<PageLevel> BuildLevels(const Recording& recording, const std::vector<PageEpisode>& episodes,
-                                   std::size_t room);
+/// the room allows, the surroundings of episodes and extremes first. Behind them stands what is shown on
+/// demand, in one width.
+std::vector<PageLevel> BuildLevels(const Recording& recording, const SideSeries& side,
+                                   const std::vector<PageEpisode>& episodes, std::size_t room);
 
 }  // namespace kestrune::report

@@ -6,23 +6,13 @@
 #include <utility>
 
 #include "report/figures.h"
+#include "report/page_fields.h"
 #include "report/texts.h"
 
 namespace kestrune::report {
 namespace {
 
-using Data = kainjow::mustache::data;
-
-Data Object() { return Data(Data::type::object); }
-Data List() { return Data(Data::type::list); }
-
-/// An object of texts. An empty one is false, so that a section of its name is left out.
-Data Fields(std::initializer_list<std::pair<const char*, std::string>> fields) {
-  Data object = Object();
-  for (const auto& [name, text] : fields)
-    object.set(name, text.empty() ? Data(false) : Data(CleanText(text)));
-  return object;
-}
+using Data = PageField;
 
 std::string Text(std::string_view text) { return std::string(text); }
 
@@ -32,6 +22,50 @@ std::string ClassText(Severity severity, bool measured = true) {
 
 std::string MarkText(Severity severity, bool measured = true) {
   return measured ? Text(SeverityMark(severity)) : "?";
+}
+
+/// The class of what stands on the page and not on paper.
+std::string LateText(std::size_t index, std::size_t mostOnPaper) {
+  return index >= mostOnPaper ? " late" : "";
+}
+
+std::string Count(std::size_t number) { return GroupedText(static_cast<std::int64_t>(number)); }
+
+Data PaperNote(std::size_t onPaper, std::size_t total) {
+  return PageFields(
+      {{"class", "paper"}, {"text", "On paper the first " + Count(onPaper) + " of " + Count(total) + "."}});
+}
+
+/// What a list of `total` rows leaves out on the page, and on paper; `member` is where the JSON has them all.
+Data ListNotes(std::size_t total, const char* member) {
+  const std::size_t shown = std::min(total, longestPageList);
+  Data notes = PageList();
+  if (shown < total) {
+    notes << PageFields({{"class", ""},
+                         {"text", "The first " + Count(shown) + " of " + Count(total) +
+                                      "; all of them stand in the JSON (--json), as " + member + "."}});
+  }
+  if (total > longestPaperList) notes << PaperNote(longestPaperList, total);
+  return notes;
+}
+
+Data EpisodeNotes(const Judgement& judgement) {
+  Data notes = PageList();
+  const std::size_t shown = judgement.episodes.size();
+  if (judgement.episodesLeftOut > 0) {
+    notes << PageFields({{"class", ""},
+                         {"text", Count(judgement.episodesLeftOut) + " more, the mildest, are left out, of " +
+                                      Count(shown + judgement.episodesLeftOut) +
+                                      "; --from and --to make a page of a part, with all of its own."}});
+  }
+  if (shown > mostPaperIncidents) notes << PaperNote(mostPaperIncidents, shown);
+  return notes;
+}
+
+Data DayNotes(std::size_t days) {
+  Data notes = PageList();
+  if (days > mostPaperDays) notes << PaperNote(mostPaperDays, days);
+  return notes;
 }
 
 std::string EpisodeLink(std::size_t index) { return "#e" + std::to_string(index + 1); }
@@ -53,41 +87,42 @@ std::string WordText(const Check& check) {
 }
 
 Data Checks(const Judgement& judgement) {
-  Data list = List();
+  Data list = PageList();
   for (const Check& check : judgement.checks) {
     const bool measured = check.measure.measured;
-    list << Fields({{"name", Text(TextOf(check.rule).name)},
-                    {"value", check.ValueText()},
-                    {"detail", check.measure.detail},
-                    {"class", ClassText(check.severity, measured)},
-                    {"mark", MarkText(check.severity, measured)},
-                    {"word", WordText(check)},
-                    {"limit", LimitText(judgement.limits[check.rule], check.rule)},
-                    {"source", judgement.limits[check.rule].source},
-                    {"link", check.episode < 0 ? "" : EpisodeLink(static_cast<std::size_t>(check.episode))},
-                    {"time", check.measure.at < 0 ? "" : std::to_string(check.measure.at)}});
+    list << PageFields(
+        {{"name", Text(TextOf(check.rule).name)},
+         {"value", check.ValueText()},
+         {"detail", check.measure.detail},
+         {"class", ClassText(check.severity, measured)},
+         {"mark", MarkText(check.severity, measured)},
+         {"word", WordText(check)},
+         {"limit", LimitText(judgement.limits[check.rule], check.rule)},
+         {"source", judgement.limits[check.rule].source},
+         {"link", check.episode < 0 ? "" : EpisodeLink(static_cast<std::size_t>(check.episode))},
+         {"time", check.measure.at < 0 ? "" : std::to_string(check.measure.at)}});
   }
   return list;
 }
 
 Data Rules(const Judgement& judgement) {
-  Data list = List();
+  Data list = PageList();
   for (const Check& check : judgement.checks) {
     const Limit& limit = judgement.limits[check.rule];
     const bool measured = check.measure.measured;
-    list << Fields({{"rule", Text(TextOf(check.rule).name) + ": " + Text(TextOf(check.rule).measured)},
-                    {"warn", WarnText(limit, check.rule)},
-                    {"fail", FailText(limit, check.rule)},
-                    {"source", limit.source},
-                    {"measured", check.ValueText()},
-                    {"class", ClassText(check.severity, measured)},
-                    {"mark", MarkText(check.severity, measured)}});
+    list << PageFields({{"rule", Text(TextOf(check.rule).name) + ": " + Text(TextOf(check.rule).measured)},
+                        {"warn", WarnText(limit, check.rule)},
+                        {"fail", FailText(limit, check.rule)},
+                        {"source", limit.source},
+                        {"measured", check.ValueText()},
+                        {"class", ClassText(check.severity, measured)},
+                        {"mark", MarkText(check.severity, measured)}});
   }
   return list;
 }
 
 Data Episodes(const Judgement& judgement) {
-  Data list = List();
+  Data list = PageList();
   const std::vector<Episode>& episodes = judgement.episodes;
   const bool severalDays = !episodes.empty() && DayOf(episodes.front().from) != DayOf(episodes.back().from);
   std::int64_t day = INT64_MIN;
@@ -95,22 +130,23 @@ Data Episodes(const Judgement& judgement) {
     const Episode& episode = episodes[i];
     const bool newDay = severalDays && DayOf(episode.from) != day;
     day = DayOf(episode.from);
-    Data details = List();
+    Data details = PageList();
     for (const Finding& finding : episode.findings) {
-      details << Fields(
+      details << PageFields(
           {{"class", ClassText(finding.severity)}, {"text", FindingText(finding, *judgement.recording)}});
     }
-    Data row = Fields({{"id", "e" + std::to_string(i + 1)},
-                       {"number", std::to_string(i + 1)},
-                       {"class", ClassText(episode.severity)},
-                       {"mark", MarkText(episode.severity)},
-                       {"t0", std::to_string(episode.from)},
-                       {"t1", std::to_string(episode.to)},
-                       {"time", ClockText(episode.from)},
-                       {"iso", IsoText(episode.from)},
-                       {"title", TitleOf(episode, *judgement.recording)},
-                       {"duration", DurationText(episode.to - episode.from)},
-                       {"day", newDay ? DayText(episode.from) : ""}});
+    Data row = PageFields({{"id", "e" + std::to_string(i + 1)},
+                           {"number", std::to_string(i + 1)},
+                           {"class", ClassText(episode.severity)},
+                           {"late", LateText(i, mostPaperIncidents)},
+                           {"mark", MarkText(episode.severity)},
+                           {"t0", std::to_string(episode.from)},
+                           {"t1", std::to_string(episode.to)},
+                           {"time", ClockText(episode.from)},
+                           {"iso", IsoText(episode.from)},
+                           {"title", TitleOf(episode, *judgement.recording)},
+                           {"duration", DurationText(episode.to - episode.from)},
+                           {"day", newDay ? DayText(episode.from) : ""}});
     row.set("details", details);
     list << row;
   }
@@ -123,23 +159,20 @@ const Finding& WorstFinding(const Episode& episode) {
 }
 
 Data Worst(const Judgement& judgement) {
-  Data list = List();
+  Data list = PageList();
   for (std::size_t rank = 0; rank < judgement.worst.size(); ++rank) {
     const Episode& episode = judgement.episodes[judgement.worst[rank]];
-    list << Fields({{"rank", std::to_string(rank + 1)},
-                    {"link", EpisodeLink(judgement.worst[rank])},
-                    {"title", TitleOf(episode, *judgement.recording)},
-                    {"value", FindingText(WorstFinding(episode), *judgement.recording)},
-                    {"cause", CauseText(episode.CauseOf(), *judgement.recording)},
-                    {"time", TimeText(episode.from)}});
+    list << PageFields({{"rank", std::to_string(rank + 1)},
+                        {"link", EpisodeLink(judgement.worst[rank])},
+                        {"title", TitleOf(episode, *judgement.recording)},
+                        {"value", FindingText(WorstFinding(episode), *judgement.recording)},
+                        {"time", TimeText(episode.from)}});
   }
   return list;
 }
 
 Severity SeverityOf(const Relock& relock, const Limits& limits) {
-  Severity severity = Severity::Pass;
-  if (relock.locked >= 0)
-    severity = Judge(limits[Rule::Relock], Rule::Relock, static_cast<double>(relock.Took()));
+  Severity severity = Judge(limits[Rule::Relock], Rule::Relock, static_cast<double>(relock.Took()));
   if (relock.grandmasterChanged && relock.stepMeasured) {
     severity = std::max(severity, Judge(limits[Rule::Step], Rule::Step, std::fabs(relock.step)));
   }
@@ -147,41 +180,44 @@ Severity SeverityOf(const Relock& relock, const Limits& limits) {
 }
 
 Data Relocks(const Judgement& judgement) {
-  Data list = List();
+  Data list = PageList();
   const auto master = [&](std::int32_t index) {
     return ShortIdentityText(judgement.recording->masters[static_cast<std::size_t>(index)].grandmaster);
   };
   for (std::size_t i = 0; i < std::min(judgement.relocks.size(), longestPageList); ++i) {
     const Relock& relock = judgement.relocks[i];
     const bool locked = relock.locked >= 0;
-    list << Fields({{"sfp", relock.sfp == 0 ? "A" : "B"},
-                    {"lastMessage", TimeText(relock.lastMessage)},
-                    {"detected", TimeText(relock.detected)},
-                    {"locked", locked ? TimeText(relock.locked) : "never"},
-                    {"took", locked ? DurationText(relock.Took()) : "\u2013"},
-                    {"step", relock.stepMeasured ? TenthsText(relock.step) : "\u2013"},
-                    {"from", master(relock.from)},
-                    {"to", locked ? master(relock.to) : "\u2013"},
-                    {"class", ClassText(SeverityOf(relock, judgement.limits))}});
+    list << PageFields(
+        {{"sfp", relock.sfp == 0 ? "A" : "B"},
+         {"lastMessage", TimeText(relock.lastMessage)},
+         {"detected", TimeText(relock.detected)},
+         {"locked", locked ? TimeText(relock.locked) : "never"},
+         {"took", (locked ? "" : "> ") + DurationText(relock.Took())},
+         {"step", relock.stepMeasured ? TenthsText(relock.step) : "\u2013"},
+         {"from", master(relock.from)},
+         {"to", locked ? master(relock.to) : "\u2013"},
+         {"class", ClassText(SeverityOf(relock, judgement.limits)) + LateText(i, longestPaperList)}});
   }
   return list;
 }
 
 Data Changes(const Judgement& judgement) {
-  Data list = List();
+  Data list = PageList();
   for (std::size_t i = 0; i < std::min(judgement.changes.size(), longestPageList); ++i) {
     const Change& change = judgement.changes[i];
     std::string what = change.what;
     if (change.count > 1) {
       what += ", " + CountText(change.count, "time", "times") + " up to " + TimeText(change.until);
+    } else if (change.until > change.time) {
+      what += ", up to " + TimeText(change.until);
     }
-    list << Fields({{"time", TimeText(change.time)},
-                    {"t", std::to_string(change.time)},
-                    {"sfp", change.sfp < 0 ? "A, B" : (change.sfp == 0 ? "A" : "B")},
-                    {"what", what},
-                    {"from", change.from},
-                    {"to", change.to},
-                    {"class", ClassText(change.severity)}});
+    list << PageFields({{"time", TimeText(change.time)},
+                        {"t", std::to_string(change.time)},
+                        {"sfp", change.sfp < 0 ? "A, B" : (change.sfp == 0 ? "A" : "B")},
+                        {"what", what},
+                        {"from", change.from},
+                        {"to", change.to},
+                        {"class", ClassText(change.severity) + LateText(i, longestPaperList)}});
   }
   return list;
 }
@@ -193,26 +229,26 @@ std::string HexText(std::uint32_t value) {
 }
 
 Data Masters(const Judgement& judgement) {
-  Data list = List();
+  Data list = PageList();
   for (std::size_t i = 0; i < std::min(judgement.masters.size(), longestPageList); ++i) {
     const MasterUse& use = judgement.masters[i];
     const Master& master = judgement.recording->masters[static_cast<std::size_t>(use.master)];
-    Data row =
-        Fields({{"index", std::to_string(use.master)},
-                {"identity", IdentityText(master.grandmaster)},
-                {"sender", IdentityText(master.sender)},
-                {"address", AddressText(master.address)},
-                {"domain", std::to_string(master.domain)},
-                {"priorities", std::to_string(master.priority1) + " / " + std::to_string(master.priority2)},
-                {"clockClass", std::to_string(master.clockClass)},
-                {"accuracy", HexText(master.accuracy)},
-                {"timeSource", TimeSourceText(master.timeSource)},
-                {"steps", std::to_string(master.stepsRemoved)},
-                {"utcOffset", std::to_string(master.utcOffset) + "\u00a0s"},
-                {"first", TimeText(use.first)},
-                {"last", TimeText(use.last)},
-                {"times", GroupedText(use.times)}});
-    Data followed = List();
+    Data row = PageFields(
+        {{"class", LateText(i, longestPaperList)},
+         {"identity", IdentityText(master.grandmaster)},
+         {"sender", master.sender == master.grandmaster ? "the same" : IdentityText(master.sender)},
+         {"address", AddressText(master.address)},
+         {"domain", std::to_string(master.domain)},
+         {"priorities", std::to_string(master.priority1) + " / " + std::to_string(master.priority2)},
+         {"clockClass", std::to_string(master.clockClass)},
+         {"accuracy", HexText(master.accuracy)},
+         {"timeSource", TimeSourceText(master.timeSource)},
+         {"steps", std::to_string(master.stepsRemoved)},
+         {"utcOffset", std::to_string(master.utcOffset) + "\u00a0s"},
+         {"first", TimeText(use.first)},
+         {"last", TimeText(use.last)},
+         {"times", GroupedText(use.times)}});
+    Data followed = PageList();
     for (const std::int64_t seconds : use.followed) followed << Data(DurationText(seconds));
     row.set("followed", followed);
     list << row;
@@ -221,7 +257,8 @@ Data Masters(const Judgement& judgement) {
 }
 
 Data Days(const Judgement& judgement) {
-  Data list = List();
+  Data list = PageList();
+  std::size_t number = 0;
   for (const auto& entry : judgement.watch->Days()) {
     const std::int64_t start = entry.first;
     const DayFigures& day = entry.second;
@@ -232,37 +269,37 @@ Data Days(const Judgement& judgement) {
       if (day.records[index] == 0) return std::string("\u2013");
       return PercentText(static_cast<double>(day.locked[index]) / static_cast<double>(day.records[index]));
     };
-    list << Fields({{"date", DateText(start)},
-                    {"t0", std::to_string(std::max(start, judgement.recording->first))},
-                    {"t1", std::to_string(std::min(start + dayLength, judgement.recording->end))},
-                    {"verdictClass", ClassText(severity)},
-                    {"mark", MarkText(severity)},
-                    {"worst", day.judged == 0 ? "\u2013" : TenthsText(day.worstOffset)},
-                    {"locked", "A " + share(0) + ", B " + share(1)},
-                    {"missing", "Sync " + PercentText(syncs.MissingShare())},
-                    {"changes", GroupedText(day.grandmasterChanges)}});
+    list << PageFields({{"date", DateText(start)},
+                        {"t0", std::to_string(std::max(start, judgement.recording->first))},
+                        {"t1", std::to_string(std::min(start + dayLength, judgement.recording->end))},
+                        {"verdictClass", ClassText(severity) + LateText(number++, mostPaperDays)},
+                        {"mark", MarkText(severity)},
+                        {"worst", day.judged == 0 ? "\u2013" : TenthsText(day.worstOffset)},
+                        {"locked", "A " + share(0) + ", B " + share(1)},
+                        {"missing", "Sync " + PercentText(syncs.MissingShare())},
+                        {"changes", GroupedText(day.grandmasterChanges)}});
   }
   return list;
 }
 
 Data Tables(const Judgement& judgement) {
-  Data list = List();
+  Data list = PageList();
   for (const FigureTable& table : FigureTables(judgement)) {
-    Data columns = List();
-    for (const std::string& column : table.columns) columns << Fields({{"text", column}});
-    Data rows = List();
+    Data columns = PageList();
+    for (const std::string& column : table.columns) columns << PageFields({{"text", column}});
+    Data rows = PageList();
     for (const auto& row : table.rows) {
-      Data cells = List();
+      Data cells = PageList();
       for (std::size_t i = 0; i < row.size(); ++i) {
-        Data cell = Fields({{"text", row[i]}});
+        Data cell = PageFields({{"text", row[i]}});
         cell.set("head", i == 0 ? Data::type::bool_true : Data::type::bool_false);
         cells << cell;
       }
-      Data rowData = Fields({{"class", ""}});
+      Data rowData = PageFields({{"class", ""}});
       rowData.set("cells", cells);
       rows << rowData;
     }
-    Data tableData = Fields({{"caption", table.caption}});
+    Data tableData = PageFields({{"caption", table.caption}});
     tableData.set("columns", columns);
     tableData.set("rows", rows);
     list << tableData;
@@ -271,7 +308,7 @@ Data Tables(const Judgement& judgement) {
 }
 
 Data Missing(const Judgement& judgement) {
-  Data list = List();
+  Data list = PageList();
   for (int sfp = 0; sfp < sfpCount; ++sfp) {
     for (const MessageKind kind : {syncMessage, followUpMessage, delayRespMessage, announceMessage}) {
       const MessageTally& tally = judgement.watch->Losses(sfp).All()[kind];
@@ -280,13 +317,13 @@ Data Missing(const Judgement& judgement) {
                                     ? Severity::Pass
                                     : Judge(judgement.limits[Rule::MessagesMissing], Rule::MessagesMissing,
                                             tally.MissingShare() * 100);
-      list << Fields({{"sfp", sfp == 0 ? "A" : "B"},
-                      {"kind", Text(MessageKindText(kind))},
-                      {"due", GroupedText(std::llround(tally.due))},
-                      {"got", GroupedText(std::llround(tally.got))},
-                      {"missing", GroupedText(std::llround(tally.Missing()))},
-                      {"share", PercentText(tally.MissingShare())},
-                      {"class", ClassText(severity)}});
+      list << PageFields({{"sfp", sfp == 0 ? "A" : "B"},
+                          {"kind", Text(MessageKindText(kind))},
+                          {"due", GroupedText(std::llround(tally.due))},
+                          {"got", GroupedText(std::llround(tally.got))},
+                          {"missing", GroupedText(std::llround(tally.Missing()))},
+                          {"share", PercentText(tally.MissingShare())},
+                          {"class", ClassText(severity)}});
     }
   }
   return list;
@@ -302,14 +339,14 @@ Data Files(const Judgement& judgement, const Heading& heading) {
   const auto count = [](std::uint64_t number, const char* one, const char* many) {
     return CountText(static_cast<std::int64_t>(number), one, many);
   };
-  Data list = List();
+  Data list = PageList();
   const auto add = [&](const std::string& path, bool present, std::uint64_t bytes, const std::string& content,
                        const std::vector<std::string>& notes) {
-    Data row = Fields({{"name", BaseName(path)},
-                       {"size", present ? count(bytes, "byte", "bytes") : "missing"},
-                       {"content", present ? content : ""}});
-    Data lines = List();
-    for (const std::string& note : notes) lines << Fields({{"text", note}});
+    Data row = PageFields({{"name", BaseName(path)},
+                           {"size", present ? count(bytes, "byte", "bytes") : "missing"},
+                           {"content", present ? content : ""}});
+    Data lines = PageList();
+    for (const std::string& note : notes) lines << PageFields({{"text", note}});
     row.set("notes", lines);
     list << row;
   };
@@ -324,15 +361,16 @@ Data Files(const Judgement& judgement, const Heading& heading) {
 
 Data Agreement(const SelfCheck& selfCheck) {
   constexpr std::size_t most = 20;
-  Data agreement = Fields(
+  Data agreement = PageFields(
       {{"periodLines", GroupedText(static_cast<std::int64_t>(selfCheck.Agreeing() + selfCheck.Differing()))},
        {"periodAgree", GroupedText(static_cast<std::int64_t>(selfCheck.Agreeing()))}});
-  Data differences = List();
+  Data differences = PageList();
   for (std::size_t i = 0; i < std::min(selfCheck.Differences().size(), most); ++i) {
-    differences << Fields({{"text", selfCheck.Differences()[i].text}});
+    differences << PageFields({{"text", selfCheck.Differences()[i].text}});
   }
   if (selfCheck.Differing() > most) {
-    differences << Fields({{"text", "and " + std::to_string(selfCheck.Differing() - most) + " more"}});
+    differences << PageFields({{"text", "and " + Count(selfCheck.Differing() - most) +
+                                            " more; see periodLines of the JSON (--json)"}});
   }
   agreement.set("differences", differences);
   return agreement;
@@ -343,29 +381,35 @@ Data Agreement(const SelfCheck& selfCheck) {
 Data MakePageModel(const Judgement& judgement, const Heading& heading) {
   const Recording& recording = *judgement.recording;
   const bool hasData = recording.end > recording.first;
-  Data model =
-      Fields({{"name", heading.name},
-              {"label", heading.label},
-              {"version", heading.version},
-              {"generated", TimeText(heading.generated) + " UTC"},
-              {"verdict", Text(VerdictText(judgement.verdict))},
-              {"verdictClass", VerdictClass(judgement.verdict)},
-              {"verdictMark", VerdictMark(judgement.verdict)},
-              {"sentence", judgement.sentence},
-              {"range", hasData ? DayText(recording.first) + ", " + ClockText(recording.first) + " \u2013 " +
-                                      DayText(recording.end) + ", " + ClockText(recording.end) + " UTC"
-                                : "no telemetry"},
-              {"duration", DurationText(recording.end - recording.first)},
-              {"records", CountText(static_cast<std::int64_t>(recording.Records()), "record", "records")},
-              {"zoneName", recording.zone.NameAt(recording.first)}});
+  Data model = PageFields(
+      {{"name", heading.name},
+       {"label", heading.label},
+       {"version", heading.version},
+       {"generated", TimeText(heading.generated) + " UTC"},
+       {"verdict", Text(VerdictText(judgement.verdict))},
+       {"verdictClass", VerdictClass(judgement.verdict)},
+       {"verdictMark", VerdictMark(judgement.verdict)},
+       {"sentence", judgement.sentence},
+       {"episodeCount", Count(judgement.episodes.size() + judgement.episodesLeftOut)},
+       {"range", hasData ? DayText(recording.first) + ", " + ClockText(recording.first) + " \u2013 " +
+                               DayText(recording.end) + ", " + ClockText(recording.end) + " UTC"
+                         : "no telemetry"},
+       {"duration", DurationText(recording.end - recording.first)},
+       {"records", CountText(static_cast<std::int64_t>(recording.Records()), "record", "records")},
+       {"zoneName", recording.zone.NameAt(recording.first)}});
   model.set("checks", Checks(judgement));
   model.set("rules", Rules(judgement));
   model.set("episodes", Episodes(judgement));
+  model.set("episodeNotes", EpisodeNotes(judgement));
   model.set("worst", Worst(judgement));
   model.set("relocks", Relocks(judgement));
+  model.set("relockNotes", ListNotes(judgement.relocks.size(), "relocks"));
   model.set("changes", Changes(judgement));
+  model.set("changeNotes", ListNotes(judgement.changes.size(), "unlogged"));
   model.set("masters", Masters(judgement));
+  model.set("masterNotes", ListNotes(judgement.masters.size(), "masters"));
   model.set("days", Days(judgement));
+  model.set("dayNotes", DayNotes(judgement.watch->Days().size()));
   model.set("tables", Tables(judgement));
   model.set("missing", Missing(judgement));
   model.set("files", Files(judgement, heading));

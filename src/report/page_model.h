@@ -17,8 +17,11 @@ struct Heading {
   FileNames files;
 };
 
-/// The most rows of a list on the page; the page says how many there were.
+/// The most rows of a list on the page, and of a list on paper; the page says how many there were.
 inline constexpr std::size_t longestPageList = 500;
+inline constexpr std::size_t longestPaperList = 40;
+inline constexpr std::size_t mostPaperIncidents = 80;
+inline constexpr std::size_t mostPaperDays = 62;
 
 /// Everything of the page's template that is text. The drawing, the chart's data and the scripts are the page
 /// writer's.

@@ -114,7 +114,7 @@ void RawDataPass::FollowRuns(const RawDataUnit& unit, std::uint64_t place) {
 }
 
 void RawDataPass::AddClockStep(std::int64_t at, std::int64_t by) {
-  auto& steps = recording_.clockSteps;
+  auto& steps = by > 0 ? leaps_ : recording_.clockSteps;
   const auto isTold = [&](const ClockStep& step) {
     return std::llabs(step.at - at) <= 5 && std::llabs(step.by - by) <= 5;
   };
@@ -266,6 +266,51 @@ void RawDataPass::CountMessagesDue() {
   }
 }
 
+/// Is the time without records that between two runs? What is missing at a run's end or begin isn't.
+std::optional<Stretch> RawDataPass::PauseWithin(const Stretch& gap) const {
+  constexpr std::int64_t near = 10;
+  const auto behind = std::ranges::upper_bound(starts_, gap.to + startBeforeRecord);
+  if (behind == starts_.begin() || *std::prev(behind) < gap.from) return std::nullopt;
+  const std::int64_t start = *std::prev(behind);
+  std::int64_t end = INT64_MAX;
+  for (const std::int64_t time : recording_.eventLog.ends) {
+    if (time >= gap.from && time <= start) end = std::min(end, time);
+  }
+  const bool endIsNear = end == INT64_MAX || end - gap.from <= near;
+  return Stretch{endIsNear ? gap.from : end, gap.to - start <= near ? gap.to : start};
+}
+
+/// The seconds of a gap that the recorder's clock leapt over.
+std::int64_t RawDataPass::LeaptOver(const Stretch& gap) {
+  constexpr std::int64_t near = 5;
+  const auto leap = std::ranges::find_if(leaps_, [&](const ClockStep& step) {
+    return std::llabs(step.at + 1 - gap.from) <= near && step.by <= gap.to - gap.from + near;
+  });
+  if (leap == leaps_.end()) return 0;
+  if (recording_.clockSteps.size() < mostClockSteps) recording_.clockSteps.push_back(*leap);
+  return std::min(leap->by, gap.to - gap.from);
+}
+
+void RawDataPass::KeepGap(const Stretch& gap) {
+  if (gap.to <= gap.from) return;
+  ++recording_.gapCount;
+  recording_.gapSeconds += static_cast<std::uint64_t>(gap.to - gap.from);
+  if (recording_.gaps.size() < Recording::listLimit) recording_.gaps.push_back(gap);
+}
+
+void RawDataPass::AddGap(const Stretch& gap) {
+  if (const auto pause = PauseWithin(gap)) {
+    recording_.secondsLeftOut += pause->to - pause->from;
+    if (recording_.pauses.size() < Recording::listLimit) recording_.pauses.push_back(*pause);
+    KeepGap({gap.from, pause->from});
+    KeepGap({pause->to, gap.to});
+    return;
+  }
+  const std::int64_t leapt = LeaptOver(gap);
+  recording_.secondsLeftOut += leapt;
+  KeepGap({gap.from, gap.to - leapt});
+}
+
 /// The seconds in which neither SFP has telemetry.
 void RawDataPass::FindGaps() {
   std::array<std::size_t, sfpCount> next{};
@@ -278,21 +323,18 @@ void RawDataPass::FindGaps() {
       const auto& runs = recording_.sfp[k].state.All();
       if (next[k] < runs.size()) time = std::min(time, runs[next[k]].from);
     }
-    if (time == INT64_MAX) return;
+    if (time == INT64_MAX) break;
     for (std::size_t k = 0; k < sfpCount; ++k) {
       const auto& runs = recording_.sfp[k].state.All();
       while (next[k] < runs.size() && runs[next[k]].from == time)
         silent[k] = runs[next[k]++].value == noTelemetry;
     }
     const bool gap = silent[0] && silent[1];
-    if (open && !gap) {
-      ++recording_.gapCount;
-      recording_.gapSeconds += static_cast<std::uint64_t>(time - from);
-      if (recording_.gaps.size() < Recording::listLimit) recording_.gaps.push_back({from, time});
-    }
+    if (open && !gap) AddGap({from, time});
     if (gap && !open) from = time;
     open = gap;
   }
+  std::ranges::stable_sort(recording_.clockSteps, {}, &ClockStep::place);
 }
 
 }  // namespace kestrune::report

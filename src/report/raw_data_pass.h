@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "report/record.h"
@@ -69,6 +70,10 @@ class RawDataPass : public RecordWalk::Listener {
   void AddToSeries(int sfp, const Bucket& second);
   void Widen();
   void FindGaps();
+  void AddGap(const Stretch& gap);
+  void KeepGap(const Stretch& gap);
+  std::optional<Stretch> PauseWithin(const Stretch& gap) const;
+  std::int64_t LeaptOver(const Stretch& gap);
   void CountMessagesDue();
 
   Recording& recording_;
@@ -77,6 +82,7 @@ class RawDataPass : public RecordWalk::Listener {
   DifferencePairs pairs_;
   std::int64_t lastStamp_ = INT64_MIN;
   std::uint64_t place_ = 0;
+  std::vector<ClockStep> leaps_;      ///< forward, as one SFP's records tell
   std::vector<std::int64_t> starts_;  ///< of runs, by the event log, rising
   std::size_t nextStart_ = 0;
   std::array<std::uint64_t, logIntervals> syncIntervals_{};

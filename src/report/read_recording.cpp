@@ -39,7 +39,7 @@ void ReadRawData(const ReadOptions& options, const std::vector<RecordObserver*>&
   recording.rawDataBytes = static_cast<std::uint64_t>(std::max<std::int64_t>(file.Size(), 0));
   RawDataPass pass(recording, observers);
   RecordWalk walk(pass, options.from, options.to);
-  UnitReader reader(file, 0, recording.rawDataBytes);
+  UnitReader reader(file, options.place, recording.rawDataBytes);
   std::uint64_t told = 0;
   std::int64_t time = 0;
   for (auto units = reader.Next(); !units.empty(); units = reader.Next()) {

@@ -145,11 +145,13 @@ CounterSteps StepsBetween(const TelemetryRecord& before, const TelemetryRecord& 
   return steps;
 }
 
+bool HasMaster(std::int32_t state) { return state >= uncalibrated && state <= followerLocked; }
+
 void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket& second) {
   second = {};
   second.records = 1;
   second.locked = record.state == followerLocked ? 1 : 0;
-  if (record.state >= uncalibrated && record.state <= followerLocked) {
+  if (HasMaster(record.state)) {
     second.syncsDue = Due(record.logSyncInterval, 1);
     second.respsDue = Due(record.logMinDelayReqInterval, 1);
     second.announcesDue = Due(record.logAnnounceInterval, 16);

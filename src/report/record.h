@@ -43,6 +43,9 @@ struct CounterSteps {
 };
 CounterSteps StepsBetween(const TelemetryRecord& before, const TelemetryRecord& record);
 
+/// Does an SFP in this PTP state have a master, so that messages are due: from uncalibrated on?
+bool HasMaster(std::int32_t state);
+
 /// The record's second, but for `start`; what comes from counters stands in `steps`.
 void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket& second);
 

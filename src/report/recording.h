@@ -138,6 +138,7 @@ struct Checkpoint {
 struct ReadOptions {
   std::int64_t from = INT64_MIN;  ///< stamps before are left out
   std::int64_t to = INT64_MAX;    ///< and from here on
+  std::uint64_t place = 0;        ///< byte of the raw data at which reading begins
   /// Told how many of the raw data's bytes have been read, every few megabytes; may be empty.
   void (*progress)(std::uint64_t read, std::uint64_t size) = nullptr;
 };
@@ -161,6 +162,8 @@ struct Recording {
   std::vector<Stretch> gaps;  ///< seconds without a record of either SFP, at most `listLimit`
   std::uint64_t gapCount = 0;
   std::uint64_t gapSeconds = 0;
+  std::vector<Stretch> pauses;      ///< between two runs, at most `listLimit`; they are no gaps
+  std::int64_t secondsLeftOut = 0;  ///< of [first, end): pauses, and what the recorder's clock leapt over
   std::vector<ClockStep> clockSteps;
   std::vector<RecorderRun> runs;
   /// Did records come with fewer stamps than seconds, so that their seconds were counted out? Then the

@@ -11,15 +11,18 @@
 #include "platform/paths.h"
 #include "platform/terminal.h"
 #include "report/csv_output.h"
+#include "report/fleet_page.h"
 #include "report/json_output.h"
 #include "report/judge.h"
 #include "report/mended_output.h"
+#include "report/metrics_program.h"
 #include "report/options.h"
 #include "report/page/page_assets.h"
 #include "report/page_model.h"
 #include "report/page_writer.h"
 #include "report/progress.h"
 #include "report/self_check.h"
+#include "report/side_series.h"
 #include "report/stability.h"
 #include "report/summary.h"
 #include "report/watch.h"
@@ -30,6 +33,7 @@ namespace {
 constexpr int statusOfErrors = 4;
 constexpr char standardOutput[] = "-";
 constexpr char pageEnding[] = "_report.html";
+constexpr char fleetPage[] = "plant.html";
 
 void PrintError(const std::string& text) { WriteStandardError("kestrune-report: " + text + "\n"); }
 
@@ -40,6 +44,7 @@ struct Work {
   Limits limits = DefaultLimits();
   Recording recording;
   Stability stability;
+  SideSeries side;
 };
 
 /// Writes a file, or to standard output, by `write`, which gets the stream and tells whether it is good.
@@ -65,7 +70,8 @@ bool IsOneOfTheFiles(const Work& work, const std::string& output) {
 
 bool AreOutputsSafe(const Work& work) {
   const Options& options = work.options;
-  for (const std::string* output : {&options.output, &options.json, &options.csv, &options.mended}) {
+  for (const std::string* output :
+       {&options.output, &options.json, &options.csv, &options.mended, &options.metrics}) {
     if (output->empty() || !IsOneOfTheFiles(work, *output)) continue;
     PrintError(*output + " is one of the files that are read");
     return false;
@@ -145,18 +151,22 @@ PageFacts MakeFacts(const Work& work, const Judgement& judgement) {
   return facts;
 }
 
-bool WritePage(const Work& work, const Judgement& judgement) {
-  const PageFacts facts = MakeFacts(work, judgement);
-  kainjow::mustache::data model = MakePageModel(judgement, HeadingOf(work));
-  const PageParts parts{pageTemplate, pageStyle, pageScript, pageScriptHash};
-  const std::string page = RenderPage(parts, model, work.recording, work.stability, facts);
-  const std::string name =
-      work.options.output.empty() ? PrefixOf(work.options.prefix) + pageEnding : work.options.output;
+bool WritePageFile(const std::string& name, const std::string& page) {
   const bool good = WriteFile(name, [&](std::ostream& output) -> bool { return !!(output << page); });
   if (good && name != standardOutput) {
     PrintToConsole("Page: " + name + " (" + std::to_string((page.size() + 999) / 1000) + " kB)\n");
   }
   return good;
+}
+
+bool WritePage(const Work& work, const Judgement& judgement) {
+  const PageFacts facts = MakeFacts(work, judgement);
+  kainjow::mustache::data model = MakePageModel(judgement, HeadingOf(work));
+  const PageParts parts{pageTemplate, pageStyle, pageScript, pageScriptHash};
+  const std::string page = RenderPage(parts, model, work.recording, work.stability, work.side, facts);
+  const std::string name =
+      work.options.output.empty() ? PrefixOf(work.options.prefix) + pageEnding : work.options.output;
+  return WritePageFile(name, page);
 }
 
 bool WriteOutputs(const Work& work, const Judgement& judgement) {
@@ -181,9 +191,11 @@ bool WriteOutputs(const Work& work, const Judgement& judgement) {
 int Report(Work& work) {
   Watch watch(work.recording, work.limits);
   SelfCheck selfCheck(work.recording);
-  ReadRecording(work.names, MakeReadOptions(work), {&watch, &selfCheck, &work.stability}, work.recording);
+  ReadRecording(work.names, MakeReadOptions(work), {&watch, &selfCheck, &work.stability, &work.side},
+                work.recording);
   watch.Finish();
   selfCheck.Finish();
+  work.side.Finish();
   const Recording& recording = work.recording;
   if (!recording.rawDataPresent && !recording.eventLog.present && !recording.periodLines.present) {
     PrintError("no file of " + work.options.prefix + " can be read");
@@ -192,6 +204,29 @@ int Report(Work& work) {
   const Judgement judgement = JudgeRecording(recording, watch, selfCheck, work.limits);
   const bool good = WriteMendedCopy(work) && WriteOutputs(work, judgement);
   return good ? ExitStatus(judgement.verdict) : statusOfErrors;
+}
+
+bool IsOneOf(const std::vector<std::string>& files, const std::string& output) {
+  return std::ranges::any_of(
+      files, [&](const std::string& file) { return IsSameFile(NativePath(file), NativePath(output)); });
+}
+
+int ReportFleet(const Options& options) {
+  const std::string output = options.output.empty() ? fleetPage : options.output;
+  if (IsOneOf(options.fleet, output)) {
+    PrintError(output + " is one of the files that are read");
+    return statusOfErrors;
+  }
+  std::vector<Machine> machines;
+  for (const std::string& file : options.fleet) {
+    machines.push_back(ReadMachine(file));
+    if (!machines.back().error.empty()) PrintError(file + ": " + machines.back().error);
+  }
+  PutWorstFirst(machines);
+  const std::string name = options.label.empty() ? "Plant" : options.label;
+  if (output != standardOutput) PrintToConsole(FleetSummary(machines));
+  const std::string page = RenderFleetPage(machines, name, KESTRUNE_VERSION, SystemClock().EpochSeconds());
+  return WritePageFile(output, page) ? FleetExitStatus(machines) : statusOfErrors;
 }
 
 }  // namespace
@@ -210,10 +245,13 @@ int RunReport(int argc, const char* const* argv) {
     PrintToConsole(WriteLimits(DefaultLimits()));
     return 0;
   }
+  if (!parsed.options.fleet.empty()) return ReportFleet(parsed.options);
   Work work;
   work.options = parsed.options;
   work.names = NamesOf(work.options.prefix);
-  return AreOutputsSafe(work) && TakeLimits(work) ? Report(work) : statusOfErrors;
+  if (!AreOutputsSafe(work) || !TakeLimits(work)) return statusOfErrors;
+  if (!work.options.metrics.empty()) return RunMetrics(work.options, work.names, work.limits);
+  return Report(work);
 }
 
 }  // namespace kestrune::report

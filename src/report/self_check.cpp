@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
+#include <optional>
 
 #include "report/texts.h"
 
@@ -11,6 +12,8 @@ namespace {
 
 /// Seconds around a line's time in which its last record may lie.
 constexpr std::int64_t margin = 3;
+/// Records of one SFP around a line's time that are kept: more come when the recorder's clock stands still.
+constexpr std::size_t mostNear = 64;
 constexpr std::int32_t quarterMinutes = 15;
 constexpr std::int32_t dayMinutes = 1440;
 
@@ -19,10 +22,10 @@ using Figures = std::array<std::int32_t, 2 * figuresPerGroup>;
 
 std::int64_t PeriodOf(const PeriodLine& line) { return line.minutes * std::int64_t{60}; }
 
-/// When the run began that wrote this line, its first: the log's start document tells it best.
-std::int64_t BeginOfRun(const PeriodLine& line, const EventLog& log) {
+/// When the run began that wrote this line, its first, by the log's start document; nothing without one.
+std::optional<std::int64_t> BeginOfRun(const PeriodLine& line, const EventLog& log) {
   const std::int64_t begin = line.time - PeriodOf(line);
-  std::int64_t nearest = begin - 1;
+  std::optional<std::int64_t> nearest;
   std::int64_t least = 3 * margin;
   for (const std::int64_t start : log.starts) {
     if (std::abs(start - begin) >= least) continue;
@@ -32,7 +35,11 @@ std::int64_t BeginOfRun(const PeriodLine& line, const EventLog& log) {
   return nearest;
 }
 
-bool IsEmpty(const PeriodResults& results) { return results == PeriodResults{}; }
+bool Equal(PeriodAccumulator sums, const PeriodResults& line) {
+  if (line.syncGroup.count != sums.syncGroup.count) return false;
+  if (line.delayRespGroup.count != sums.delayRespGroup.count) return false;
+  return ComputePeriodResults(sums) == line;
+}
 
 std::int64_t Nanoseconds(std::int32_t seconds, std::int32_t nanoseconds) {
   return seconds * std::int64_t{1'000'000'000} + nanoseconds;
@@ -69,7 +76,16 @@ void SelfCheck::Expect() {
     auto& lines =
         sfps_[static_cast<std::size_t>(line.sfp)].chains[line.minutes == dayMinutes ? day : quarter].lines;
     const bool firstOfRun = lines.empty() || lines.back().line->run != line.run;
-    lines.push_back({&line, firstOfRun ? BeginOfRun(line, recording_->eventLog) : INT64_MIN});
+    const std::int64_t begin = line.time - PeriodOf(line);
+    const auto beginOfRun = firstOfRun ? BeginOfRun(line, recording_->eventLog) : std::nullopt;
+    const bool lineIsMissing = !firstOfRun && begin - lines.back().line->time >= PeriodOf(line) - margin;
+    if (beginOfRun) {
+      lines.push_back({&line, *beginOfRun});
+    } else if (firstOfRun || lineIsMissing) {
+      lines.push_back({&line, begin - margin, begin + margin});
+    } else {
+      lines.push_back({&line});
+    }
   }
 }
 
@@ -112,7 +128,11 @@ void SelfCheck::FindPlain(Sfp& sfp, std::int64_t time) const {
     if (chain.next == chain.lines.size()) continue;
     const ExpectedLine& expected = chain.lines[chain.next];
     sfp.plainUntil = std::min(sfp.plainUntil, expected.line->time - margin);
-    if (time < expected.notBefore) sfp.plainUntil = std::min(sfp.plainUntil, expected.notBefore);
+    if (time < expected.notBefore) {
+      sfp.plainUntil = std::min(sfp.plainUntil, expected.notBefore);
+    } else if (IsVague(chain, time)) {
+      sfp.plainUntil = time;
+    }
   }
 }
 
@@ -121,21 +141,23 @@ void SelfCheck::OnSample(Chain& chain, std::int64_t time, const PerformanceSampl
   if (chain.first < 0) chain.first = time;
   chain.last = time;
   if (chain.next == chain.lines.size()) return;
-  AccumulatePerformanceSample(sample, chain.sums);
-  const std::int64_t end = chain.lines[chain.next].line->time;
-  if (time < end - margin) return;
-  if (time <= end) {
-    chain.atTime = chain.sums;
-  } else {
-    AccumulatePerformanceSample(sample, chain.behind);
+  const ExpectedLine& expected = chain.lines[chain.next];
+  if (IsVague(chain, time) && chain.vague.size() < mostNear) {
+    chain.vague.push_back({time, sample});
+    return;
   }
+  const bool isNear = time >= expected.line->time - margin;
+  if (isNear && chain.near.empty()) chain.before = chain.sums;
+  AccumulatePerformanceSample(sample, chain.sums);
+  if (!isNear) return;
+  if (chain.near.size() < mostNear) chain.near.push_back({time, sample});
   while (chain.next < chain.lines.size() && chain.lines[chain.next].line->time - margin <= time &&
          Agrees(chain)) {
     EndPeriod(chain, true);
   }
 }
 
-/// Before a record: ends the periods that lie behind, and drops what another run has left.
+/// Before a record: ends the periods that lie behind, and drops what belongs to none.
 void SelfCheck::Leave(Chain& chain, std::int64_t time) {
   while (chain.next < chain.lines.size() && time > chain.lines[chain.next].line->time + margin) {
     EndPeriod(chain, Agrees(chain));
@@ -143,42 +165,67 @@ void SelfCheck::Leave(Chain& chain, std::int64_t time) {
   if (chain.next == chain.lines.size() || chain.first < 0) return;
   const ExpectedLine& expected = chain.lines[chain.next];
   if (time < expected.notBefore || chain.first >= expected.notBefore) return;
-  if (expected.line->minutes == quarterMinutes) {
+  const bool lineIsMissing = expected.vagueUntil > expected.notBefore;
+  if (expected.line->minutes == quarterMinutes && (lineIsMissing || NeedsLine(chain))) {
     ReportWithoutLine(expected.line->sfp, chain.first, chain.last + 1);
   }
+  chain.vague.clear();
   chain.sums = {};
-  chain.atTime = {};
-  chain.behind = {};
+  chain.near.clear();
   chain.first = -1;
 }
 
-bool SelfCheck::Agrees(Chain& chain) const {
+/// May a record of this time belong to the expected period or to the one before?
+bool SelfCheck::IsVague(const Chain& chain, std::int64_t time) {
+  const ExpectedLine& expected = chain.lines[chain.next];
+  return time <= chain.vagueUntil || (time >= expected.notBefore && time <= expected.vagueUntil);
+}
+
+/// At the end of a run: was there time enough for another line?
+bool SelfCheck::NeedsLine(const Chain& chain) {
+  return chain.first >= 0 && chain.last - chain.first >= quarterMinutes * 60 + margin;
+}
+
+/// With some of the records that may belong to the period before, or none.
+bool SelfCheck::Agrees(const Chain& chain) {
   const PeriodResults& line = chain.lines[chain.next].line->results;
-  if (line.syncGroup.count != chain.sums.syncGroup.count) return false;
-  if (line.delayRespGroup.count != chain.sums.delayRespGroup.count) return false;
   PeriodAccumulator sums = chain.sums;
-  return ComputePeriodResults(sums) == line;
+  if (Equal(sums, line)) return true;
+  return std::any_of(chain.vague.rbegin(), chain.vague.rend(), [&](const Sample& sample) {
+    AccumulatePerformanceSample(sample.figures, sums);
+    return Equal(sums, line);
+  });
+}
+
+/// Were all records read that may belong to a line?
+bool SelfCheck::IsWithinRange(const PeriodLine& line) const {
+  const ReadOptions& range = recording_->options;
+  return line.time - PeriodOf(line) - margin >= range.from && line.time + margin < range.to;
 }
 
 void SelfCheck::EndPeriod(Chain& chain, bool agrees) {
   const PeriodLine& line = *chain.lines[chain.next].line;
-  const bool missesBegin = chain.first < 0 || chain.first > line.time - PeriodOf(line) + margin;
-  if (agrees) {
+  if (!IsWithinRange(line)) {
+    ++notCompared_;
+  } else if (agrees) {
     ++agreeing_;
-    chain.sums = {};
   } else {
-    const bool asked = recording_->outsideRange > 0 && missesBegin;
-    if (asked) {
-      ++notCompared_;
-    } else {
-      PeriodAccumulator sums = chain.last <= line.time ? chain.sums : chain.atTime;
-      Report(line, ComputePeriodResults(sums));
+    PeriodAccumulator sums = chain.near.empty() ? chain.sums : chain.before;
+    for (const auto* samples : {&chain.vague, &chain.near}) {
+      for (const Sample& sample : *samples) {
+        const bool within = sample.time > line.time - PeriodOf(line) && sample.time <= line.time;
+        if (within) AccumulatePerformanceSample(sample.figures, sums);
+      }
     }
-    chain.sums = chain.behind;
+    Report(line, ComputePeriodResults(sums));
   }
-  chain.atTime = {};
-  chain.behind = {};
-  chain.first = agrees ? -1 : std::min(chain.last, line.time);
+  // Two neighbouring seconds may be so alike that a line agrees with either for its begin.
+  const bool knowsEnd = agrees && chain.vague.empty();
+  chain.vagueUntil = knowsEnd ? INT64_MIN : line.time + margin;
+  chain.vague = knowsEnd ? std::vector<Sample>{} : std::move(chain.near);
+  chain.near.clear();
+  chain.sums = {};
+  chain.first = chain.vague.empty() ? -1 : chain.vague.front().time;
   ++chain.next;
 }
 
@@ -189,9 +236,7 @@ void SelfCheck::Finish() {
     auto& chains = sfp.chains;
     for (Chain& chain : chains) {
       while (chain.next < chain.lines.size()) {
-        const PeriodLine& line = *chain.lines[chain.next].line;
-        const bool reached = chain.last >= line.time - margin || recording_->outsideRange == 0;
-        if (sawUnit_ && (reached || IsEmpty(line.results))) {
+        if (sawUnit_) {
           EndPeriod(chain, Agrees(chain));
         } else {
           ++notCompared_;
@@ -199,7 +244,7 @@ void SelfCheck::Finish() {
         }
       }
     }
-    if (chains[quarter].first >= 0) {
+    if (NeedsLine(chains[quarter])) {
       ReportWithoutLine(static_cast<int>(&sfp - sfps_.data()), chains[quarter].first,
                         chains[quarter].last + 1);
     }
@@ -224,8 +269,7 @@ void SelfCheck::Report(const PeriodLine& line, const PeriodResults& computed) {
 }
 
 void SelfCheck::ReportWithoutLine(int sfp, std::int64_t from, std::int64_t to) {
-  if (!recording_->periodLines.present) return;
-  if (to - from <= quarterMinutes * 60 + margin || withoutLine_.size() == limit) return;
+  if (!recording_->periodLines.present || withoutLine_.size() == limit) return;
   withoutLine_.push_back({sfp, {from, to}});
 }
 

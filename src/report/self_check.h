@@ -37,7 +37,7 @@ class SelfCheck : public RecordObserver {
 
   std::uint64_t Agreeing() const { return agreeing_; }
   std::uint64_t Differing() const { return differing_; }
-  /// Lines that can't be compared: the raw data begins within their period, or misses it.
+  /// Lines that can't be compared: their period doesn't lie within what was read.
   std::uint64_t NotCompared() const { return notCompared_; }
   const std::vector<Difference>& Differences() const { return differences_; }  ///< at most `limit`
   const std::vector<Unsummed>& WithoutLine() const { return withoutLine_; }    ///< at most `limit`
@@ -45,16 +45,24 @@ class SelfCheck : public RecordObserver {
  private:
   struct ExpectedLine {
     const PeriodLine* line = nullptr;
-    std::int64_t notBefore = INT64_MIN;  ///< earlier records belong to another run
+    std::int64_t notBefore =
+        INT64_MIN;  ///< earlier records belong to another run, or to a line that is missing
+    std::int64_t vagueUntil = INT64_MIN;  ///< from there up to here they may
+  };
+  struct Sample {
+    std::int64_t time = 0;
+    PerformanceSample figures;
   };
   /// The lines of one SFP and one length, and what has been added for the next of them.
   struct Chain {
     std::vector<ExpectedLine> lines;
     std::size_t next = 0;
-    PeriodAccumulator sums;    ///< since the last line's end; without what the SFP's block holds
-    PeriodAccumulator atTime;  ///< of these, what came up to the line's time
-    PeriodAccumulator behind;  ///< and what came later
-    std::int64_t first = -1;   ///< stamp of the first record in the sums
+    std::int64_t vagueUntil = INT64_MIN;  ///< where the period before ended isn't known: up to here at most
+    std::vector<Sample> vague;            ///< may belong to this period or to the one before
+    PeriodAccumulator sums;               ///< since then; without what the SFP's block holds
+    PeriodAccumulator before;  ///< what the sums were before the first one that is near the line's time
+    std::vector<Sample> near;  ///< those near it
+    std::int64_t first = -1;   ///< stamp of the first record of these
     std::int64_t last = -1;
   };
   enum Length { quarter, day, lengths };
@@ -70,7 +78,10 @@ class SelfCheck : public RecordObserver {
   void FindPlain(Sfp& sfp, std::int64_t time) const;
   void OnSample(Chain& chain, std::int64_t time, const PerformanceSample& sample);
   void Leave(Chain& chain, std::int64_t time);
-  bool Agrees(Chain& chain) const;
+  static bool IsVague(const Chain& chain, std::int64_t time);
+  static bool NeedsLine(const Chain& chain);
+  static bool Agrees(const Chain& chain);
+  bool IsWithinRange(const PeriodLine& line) const;
   void EndPeriod(Chain& chain, bool agrees);
   void Report(const PeriodLine& line, const PeriodResults& computed);
   void ReportWithoutLine(int sfp, std::int64_t from, std::int64_t to);

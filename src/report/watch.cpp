@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "report/record.h"
+
 namespace kestrune::report {
 namespace {
 
@@ -12,32 +14,76 @@ constexpr std::size_t longestWait = 120;
 constexpr std::int64_t longestStartUp = 600;
 /// The start document and the first record of a run may be so many seconds apart.
 constexpr std::int64_t sameStart = 30;
-/// Records come in batches: an SFP without one for so many seconds isn't absent yet.
-constexpr std::int64_t shortestAbsence = 3;
+/// Without a record of either SFP for longer, a run that the log says nothing of begins anew.
+constexpr std::int64_t longestSilence = 60;
 
 double LeastLimit(const Limit& limit) { return limit.warn.value_or(limit.fail.value_or(INFINITY)); }
 
 }  // namespace
 
-Watch::Watch(const Recording& recording, const Limits& limits)
+Watch::Watch(const Recording& recording, const Limits& limits, WatchListener* listener)
     : recording_(&recording),
+      listener_(listener),
       offsetLimit_(LeastLimit(limits[Rule::Offset])),
       difference_(LeastLimit(limits[Rule::Difference])) {}
+
+void Watch::Resume(const WatchMemory& memory) {
+  startUps_ = {memory.startUp};
+  followedGrandmaster_ = memory.followedGrandmaster;
+  for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
+    sfps_[sfp].newest = memory.last[sfp];
+    sfps_[sfp].master = memory.servedBy[sfp];
+    sfps_[sfp].relocks.Resume(memory.relocks[sfp], std::max<std::int64_t>(memory.last[sfp], 0));
+  }
+  const std::vector<std::int64_t>& starts = recording_->eventLog.starts;
+  const std::int64_t seen = std::max(memory.last[0], memory.last[1]);
+  last_ = seen;
+  while (nextStart_ < starts.size() && starts[nextStart_] <= seen) ++nextStart_;
+}
+
+WatchMemory Watch::Memory() const {
+  WatchMemory memory;
+  if (!startUps_.empty()) memory.startUp = startUps_.back();
+  memory.followedGrandmaster = followedGrandmaster_;
+  for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
+    memory.last[sfp] = sfps_[sfp].newest;
+    memory.servedBy[sfp] = sfps_[sfp].master;
+    memory.relocks[sfp] = sfps_[sfp].relocks.Memory();
+  }
+  return memory;
+}
 
 std::uint64_t Watch::Grandmaster(const Sample& sample) const {
   return recording_->masters[static_cast<std::size_t>(sample.master)].grandmaster;
 }
 
-void Watch::OnSecond(int sfp, const Bucket& second, std::int32_t /*state*/, std::int32_t master) {
-  if (second.start == PerSfp(sfp).newest) return;  // had one already
-  const bool setBack = second.start < PerSfp(sfp).newest;
+void Watch::OnSecond(int sfp, const Bucket& second, std::int32_t state, std::int32_t master) {
+  const Sample sample{
+      second.start,    second.offset.mean, second.path.mean,
+      TallyOf(second), second.syncs,       second.resps,
+      master,          HasMaster(state),   second.records > 0 && second.locked == second.records};
   auto& waiting = PerSfp(sfp).waiting;
+  const bool setBack = second.start < PerSfp(sfp).newest;
   while (setBack && !waiting.empty()) EmitOldest();
   PerSfp(sfp).newest = second.start;
-  waiting.push_back({second.start, second.offset.mean, second.path.mean, TallyOf(second), second.syncs,
-                     second.resps, master, second.records > 0 && second.locked == second.records});
-  const auto both = [&] { return !sfps_[0].waiting.empty() && !sfps_[1].waiting.empty(); };
+  if (!waiting.empty() && waiting.back().time == second.start) return Merge(sample, waiting.back());
+  waiting.push_back(sample);
+  // The last one may get a second record.
+  const auto both = [&] { return sfps_[0].waiting.size() > 1 && sfps_[1].waiting.size() > 1; };
   while (both() || waiting.size() > longestWait) EmitOldest();
+}
+
+/// Of two records of one second, the worse one is judged.
+void Watch::Merge(const Sample& added, Sample& sample) {
+  if (added.syncs > 0 && (sample.syncs == 0 || std::fabs(added.offset) > std::fabs(sample.offset))) {
+    sample.offset = added.offset;
+  }
+  if (sample.resps == 0) sample.path = added.path;
+  Add(sample.messages, added.messages);
+  sample.syncs += added.syncs;
+  sample.resps += added.resps;
+  sample.master = added.master;
+  sample.locked &= added.locked;
 }
 
 void Watch::EmitOldest() {
@@ -56,8 +102,12 @@ void Watch::EmitOldest() {
   }
 }
 
-void Watch::Finish() {
+void Watch::Settle() {
   while (IsWaiting()) EmitOldest();
+}
+
+void Watch::Finish() {
+  Settle();
   for (Sfp& sfp : sfps_) {
     sfp.relocks.EndRun();
     sfp.losses.Finish();
@@ -69,6 +119,9 @@ void Watch::Finish() {
 void Watch::OnPair(std::int64_t time, const Pair& pair) {
   if (!log_) log_.emplace(recording_->eventLog);
   BeginRuns(time);
+  now_ = {};
+  now_.time = time;
+  now_.sfp = pair;
   DayFigures& day = days_[DayOf(time)];
   ++day.observed;
   ++observed_;
@@ -77,21 +130,27 @@ void Watch::OnPair(std::int64_t time, const Pair& pair) {
     if (sample != nullptr) WatchSfp(time, sfp, *sample, day);
   }
   WatchCard(time, pair, day);
-  WatchRedundancy(time, pair, day);
+  WatchRedundancy(time, pair);
   WatchFollowed(time, pair, day);
   WatchDifference(time, pair);
+  if (listener_ != nullptr) listener_->OnWatched(now_);
 }
 
 void Watch::BeginRuns(std::int64_t time) {
   // The start document stands behind the first documents, so the first record may have its second.
   const std::vector<std::int64_t>& starts = recording_->eventLog.starts;
-  bool begins = startUps_.empty();
+  const bool unloggedPause = nextStart_ == 0 && time - last_ > longestSilence;
+  last_ = time;
+  bool begins = startUps_.empty() || unloggedPause;
   while (nextStart_ < starts.size() && starts[nextStart_] <= time) {
     ++nextStart_;
     begins = true;
   }
   if (!begins || (!startUps_.empty() && time - startUps_.back().from <= sameStart)) return;
-  for (Sfp& sfp : sfps_) sfp.relocks.EndRun();
+  for (Sfp& sfp : sfps_) {
+    sfp.relocks.EndRun();
+    sfp.master = 0;
+  }
   startUps_.push_back({});
   startUps_.back().from = time;
 }
@@ -103,7 +162,6 @@ bool Watch::StartingUp(std::int64_t time, std::int64_t lockedAfter) const {
 void Watch::WatchSfp(std::int64_t time, int sfp, const Sample& sample, DayFigures& day) {
   const auto index = static_cast<std::size_t>(sfp);
   Sfp& watched = sfps_[index];
-  watched.last = time;
   ++day.records[index];
   StartUp& start = startUps_.back();
   if (sample.locked) {
@@ -111,21 +169,33 @@ void Watch::WatchSfp(std::int64_t time, int sfp, const Sample& sample, DayFigure
     if (start.sfp[index] < 0) start.sfp[index] = time - start.from;
     if (sample.resps > 0) watched.pathDelays.Add(time, sample.path);
   }
-  const bool linkUp = log_->LinkUp(sfp, time);
-  watched.relocks.Add(
-      {time, sample.locked, linkUp, sample.master, Grandmaster(sample), sample.syncs, sample.offset});
-  if (!linkUp) return;
+  const std::uint64_t relocked = watched.relocks.Relocked();
+  watched.relocks.Add({time, sample.locked, log_->LinkUp(sfp, time), sample.master, Grandmaster(sample),
+                       sample.syncs, sample.offset});
+  now_.relocked[index] = watched.relocks.Relocked() != relocked;
+  if (log_->LinkSettled(sfp, time)) WatchMessages(time, sfp, sample, day);
+}
+
+/// A master that was just found has not sent a whole second's messages.
+void Watch::WatchMessages(std::int64_t time, int sfp, const Sample& sample, DayFigures& day) {
+  const auto index = static_cast<std::size_t>(sfp);
+  Sfp& watched = sfps_[index];
+  const std::uint64_t master = sample.served ? Grandmaster(sample) : 0;
+  const bool isNew = master != watched.master;
+  watched.master = master;
+  if (isNew || StartingUp(time, startUps_.back().sfp[index])) return;
+  now_.messagesJudged[index] = true;
   watched.losses.Add(time, sample.messages);
   Add(day.messages, sample.messages);
 }
 
 bool Watch::CardLocked(std::int64_t time, const Pair& pair) {
-  if (log_->KnowsCard()) return log_->CardLocked(time);
+  if (log_->KnowsCard(time)) return log_->CardLocked(time);
   return std::ranges::any_of(pair, [](const Sample* sample) { return sample != nullptr && sample->locked; });
 }
 
 bool Watch::CardSettled(std::int64_t time, const Pair& pair) {
-  return log_->KnowsCard() ? log_->CardSettled(time) : CardLocked(time, pair);
+  return log_->KnowsCard(time) ? log_->CardSettled(time) : CardLocked(time, pair);
 }
 
 int Watch::FollowedSfp(std::int64_t time, const Pair& pair) {
@@ -136,38 +206,56 @@ int Watch::FollowedSfp(std::int64_t time, const Pair& pair) {
 
 void Watch::WatchCard(std::int64_t time, const Pair& pair, DayFigures& day) {
   StartUp& start = startUps_.back();
-  if (CardLocked(time, pair)) {
+  now_.cardLocked = CardLocked(time, pair);
+  if (now_.cardLocked) {
     if (start.card < 0) start.card = time - start.from;
   } else if (!StartingUp(time, start.card)) {
+    now_.cardUnlocked = true;
     ++day.cardUnlocked;
     cardUnlocked_.Add(time, 1, 1);
   }
 }
 
-void Watch::WatchRedundancy(std::int64_t time, const Pair& pair, DayFigures& day) {
+void Watch::WatchRedundancy(std::int64_t time, const Pair& pair) {
   const StartUp& start = startUps_.back();
   double without = 0;  // 1: SFP A, 2: SFP B, 3: both
   for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
-    const bool absent = pair[sfp] == nullptr && sfps_[sfp].last < time - shortestAbsence;
+    Sfp& watched = sfps_[sfp];
+    watched.silent = pair[sfp] == nullptr ? watched.silent + 1 : 0;
+    const bool startingUp = StartingUp(time, start.sfp[sfp]);
+    if (watched.silent == 0 || startingUp) watched.uncounted.clear();
+    if (startingUp) continue;
+    const bool absent = watched.silent > shortestAbsence;
     const bool unlocked = pair[sfp] != nullptr && !pair[sfp]->locked;
-    if ((absent || unlocked) && !StartingUp(time, start.sfp[sfp])) without += sfp == 0 ? 1 : 2;
+    if (absent || unlocked) without += sfp == 0 ? 1 : 2;
+    if (!absent) continue;
+    for (const std::int64_t before : watched.uncounted) CountNotRedundant(before, sfp == 0 ? 1 : 2);
+    watched.uncounted.clear();
   }
-  if (without == 0) return;
-  ++day.notRedundant;
+  if (without > 0) return CountNotRedundant(time, without);
+  for (Sfp& watched : sfps_) {
+    if (watched.silent > 0 && watched.silent <= shortestAbsence) watched.uncounted.push_back(time);
+  }
+}
+
+void Watch::CountNotRedundant(std::int64_t time, double without) {
+  ++days_[DayOf(time)].notRedundant;
   notRedundant_.Add(time, 1, without);
 }
 
 void Watch::WatchFollowed(std::int64_t time, const Pair& pair, DayFigures& day) {
-  const int followed = FollowedSfp(time, pair);
+  const int followed = now_.followed = FollowedSfp(time, pair);
   const Sample* sample = pair[static_cast<std::size_t>(followed)];
   if (sample == nullptr || !sample->locked) return;
   const std::uint64_t grandmaster = Grandmaster(*sample);
   if (followedGrandmaster_ != 0 && grandmaster != 0 && grandmaster != followedGrandmaster_) {
+    now_.grandmasterChanged = true;
     ++day.grandmasterChanges;
   }
   if (grandmaster != 0) followedGrandmaster_ = grandmaster;
   if (sample->syncs == 0 || !CardSettled(time, pair)) return;
   const double offset = sample->offset;
+  now_.judgedOffset = offset;
   ++judged_;
   ++day.judged;
   if (day.judged == 1 || std::fabs(offset) > std::fabs(day.worstOffset)) {
@@ -183,7 +271,8 @@ void Watch::WatchDifference(std::int64_t time, const Pair& pair) {
   if (pair[0]->syncs == 0 || pair[1]->syncs == 0) return;
   const std::uint64_t grandmaster = Grandmaster(*pair[0]);
   if (grandmaster == 0 || grandmaster != Grandmaster(*pair[1])) return;
-  difference_.Add(time, pair[0]->offset - pair[1]->offset, pair[0]->locked && pair[1]->locked);
+  now_.difference = pair[0]->offset - pair[1]->offset;
+  difference_.Add(time, *now_.difference, pair[0]->locked && pair[1]->locked);
 }
 
 }  // namespace kestrune::report

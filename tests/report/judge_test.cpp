@@ -132,6 +132,22 @@ TEST(Changes, AreThoseThatNoDocumentTells) {
   EXPECT_EQ(changes[2].from, "follower locked");
   EXPECT_EQ(changes[2].sfp, 1);
 
+  // Documents of an SFP and of the card name another grandmaster than the records.
+  Scene misled;
+  misled.Play(hour, [](std::int64_t, SceneSecond&) {});
+  EventLog& log = misled.recording.eventLog;
+  for (Runs* runs : {&log.sfpGrandmaster[1], &log.cardGrandmaster}) {
+    runs->Set(Scene::begin, log.texts.IndexOf("0x80011fffe210001"));
+    runs->Set(Scene::begin + 600, log.texts.IndexOf("0x80011fffe210002"));
+    runs->Set(Scene::begin + 1200, log.texts.IndexOf("0x80011fffe210001"));
+  }
+  ASSERT_EQ(misled.Judge().changes.size(), 2U);
+  for (const Change& change : misled.Judge().changes) {
+    EXPECT_THAT(change.what, HasSubstr("grandmaster, document against records"));
+    EXPECT_EQ(change.time, Scene::begin + 600);
+    EXPECT_EQ(change.until, Scene::begin + 1200);
+  }
+
   // A change of grandmaster has a document beside it, or not.
   for (const bool logged : {false, true}) {
     Scene handover;

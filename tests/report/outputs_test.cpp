@@ -108,11 +108,32 @@ TEST(PageModel, FillsATemplateAndEscapesIt) {
   EXPECT_THAT(text, Not(HasSubstr("<b>")));
   for (const char* part :
        {"Genlock &lt;b&gt;", "Grandmaster changes to \u202621-00-02", "Offset from master failed #e",
-        "Telemetry passed ,", "UTC offset 37\u00a0s", "08-00-11-ff-fe-21-00-02 30\u00a0min 30\u00a0min",
-        "2026-03-02 \u2715", "*Card 0\u00a0s 1", "studio&lt;1&gt;_raw_data 17\u00a0bytes behind", "1 #e",
-        "A Sync 0\u00a0%", "1\u202f000\u00a0ns;"}) {
+        "Telemetry missing passed ,", "UTC offset 37\u00a0s",
+        "08-00-11-ff-fe-21-00-02 30\u00a0min 30\u00a0min", "2026-03-02 \u2715", "*Card 0\u00a0s 1",
+        "studio&lt;1&gt;_raw_data 17\u00a0bytes behind", "1 #e", "A Sync 0\u00a0%", "1\u202f000\u00a0ns;"}) {
     EXPECT_THAT(text, HasSubstr(part));
   }
+}
+
+TEST(PageModel, TellsWhatItsListsLeaveOut) {
+  Scene scene;
+  scene.Play(3600, [](std::int64_t i, SceneSecond& now) {
+    if (i > 10 && i % 6 < 2) now.sfp[0].state = 9;
+  });
+  rapidjson::Document json;
+  json.Parse(JsonText(scene.Judge(), MakeHeading()).c_str());
+  const std::string count = GroupedText(json["relocks"].Size());
+  ASSERT_GT(json["relocks"].Size(), 550u);
+  kainjow::mustache::mustache page(
+      "{{#relocks}}<{{class}}>{{/relocks}}|{{#relockNotes}}{{class}}: {{text}}\n{{/relockNotes}}"
+      "{{#masterNotes}}{{text}}{{/masterNotes}}");
+  const std::string text = page.render(MakePageModel(scene.Judge(), MakeHeading()));
+  EXPECT_EQ(std::ranges::count(text, '<'), 500);
+  EXPECT_EQ(std::string_view(text).substr(text.find('|')),
+            "|: The first 500 of " + count + "; all of them stand in the JSON (--json), as relocks.\n" +
+                "paper: On paper the first 40 of " + count + ".\n");
+  // The fortieth row is on paper, the next one isn't.
+  EXPECT_EQ(std::ranges::count(text.substr(0, text.find(" late")), '<'), 41);
 }
 
 TEST(Summary, SaysItInTenLinesOfAscii) {

@@ -91,6 +91,43 @@ TEST(RawData, LongerStretchesOfAnotherTimeAreBelieved) {
   EXPECT_NEAR(static_cast<double>(steps.clockSteps[1].by), -10'800, 2);
   EXPECT_EQ(Records(steps), 600);
   EXPECT_EQ(steps.wildStamps, 0);
+  EXPECT_EQ(steps.gapSeconds, 0) << "nothing is missing";
+  EXPECT_NEAR(static_cast<double>(steps.secondsLeftOut), 7200, 2);
+}
+
+TEST(RawData, OnlyWhatARunLacksIsMissing) {
+  // An SFP's module is pulled: its counter stands, and the clock has nothing to do with it.
+  auto units = MakeUnits(begin, begin + 300);
+  std::erase_if(units, [](const RawDataUnit& unit) {
+    return unit.record.sfp == 1 && unit.epochTime >= begin + 100 && unit.epochTime < begin + 160;
+  });
+  for (RawDataUnit& unit : units) {
+    if (unit.record.sfp == 1 && unit.epochTime >= begin + 160) unit.record.linkPacketsReceived -= 60'000;
+  }
+  const Recording pulled = ReadUnits(units);
+  EXPECT_TRUE(pulled.clockSteps.empty());
+  EXPECT_EQ(pulled.gapSeconds, 0);
+
+  // Two runs: the first ends 20 s after its last record, the second begins two hours later.
+  units = MakeUnits(begin, begin + 100);
+  const auto second = MakeUnits(begin + 7320, begin + 7420);
+  units.insert(units.end(), second.begin(), second.end());
+  const RunFiles files;
+  files.WriteRawData(BytesOf(units));
+  std::ofstream log(files.Names().eventLog);
+  const auto document = [&](std::int64_t time, const char* type) {
+    log << "{\n\"Time\": \"\",\n\"Epoch time\": " << time << ",\n\"Event log type\": \"" << type << "\"\n}\n";
+  };
+  document(begin, "start of monitoring");
+  document(begin + 120, "end of monitoring");
+  document(begin + 7318, "start of monitoring");
+  log.close();
+  const Recording runs = files.Read();
+  ASSERT_EQ(runs.gaps.size(), 1);
+  EXPECT_EQ(runs.gapSeconds, 20);
+  EXPECT_EQ(runs.gaps[0].from, begin + 100);
+  EXPECT_EQ(runs.secondsLeftOut, 7200);
+  ASSERT_EQ(runs.pauses.size(), 1);
 }
 
 TEST(RawData, BatchesArePutIntoTheirSeconds) {

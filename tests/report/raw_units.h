@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <span>
 #include <string>
 #include <vector>
@@ -53,7 +54,9 @@ inline std::string BytesOf(std::span<const RawDataUnit> units) {
 /// The files of a run in a folder of their own, for as long as it lives.
 class RunFiles {
  public:
-  RunFiles() : folder_(std::filesystem::temp_directory_path() / ("report_test" + std::to_string(++count_))) {
+  RunFiles()
+      : folder_(std::filesystem::temp_directory_path() /
+                ("report_test" + std::to_string(std::random_device()()))) {
     std::filesystem::create_directories(folder_);
   }
   ~RunFiles() { std::filesystem::remove_all(folder_); }
@@ -74,7 +77,6 @@ class RunFiles {
   }
 
  private:
-  static inline int count_ = 0;
   std::filesystem::path folder_;
 };
 

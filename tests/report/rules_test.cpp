@@ -64,6 +64,15 @@ Scene::Script Flaps(int count) {
   };
 }
 
+/// Nothing for an hour, then a start-up of half a minute.
+const Scene::Script restart = [](std::int64_t i, SceneSecond& now) {
+  for (Side& side : now.sfp) {
+    side.present = !In(i, 600, hour);
+    if (In(i, 600 + hour, 90)) side.state = i < 650 + hour ? 4 : 9;
+    if (In(i, 600 + hour, 50)) side.syncs = side.resps = 0;
+  }
+};
+
 Scene::Script WithoutTelemetry(std::int64_t count) {
   return [=](std::int64_t i, SceneSecond& now) {
     if (In(i, 1000, count)) now.sfp[0].present = now.sfp[1].present = false;
@@ -95,6 +104,15 @@ const Row rows[] = {
        now.sfp[1].offset = 5000;
        now.followed = 1;
      }},
+    {"the second record of a second", Rule::Offset, Severity::Fail, 5000, 600,
+     [](std::int64_t i, SceneSecond& now) {
+       if (i == 300) now.sfp[0].again = 5000;
+     }},
+    {"before the log begins", Rule::Offset, Severity::Fail, 5000, 600,
+     [](std::int64_t i, SceneSecond& now) {
+       now.cardLogged = i >= 300;
+       if (i == 200) now.sfp[0].offset = 5000;
+     }},
     {"out of lock is another rule's", Rule::Offset, Severity::Pass, 0, 600,
      [](std::int64_t i, SceneSecond& now) {
        now.cardLocked = !In(i, 300, 10);
@@ -111,7 +129,23 @@ const Row rows[] = {
        if (In(i, 200, 300)) side.linkUp = false;
        if (In(i, 200, 302)) side.syncs = 0;
      }},
+    {"and from its first message", Rule::Relock, Severity::Warn, 6, 900,
+     [](std::int64_t i, SceneSecond& now) {
+       Side& side = now.sfp[0];
+       side.linkUp = !In(i, 300, 10);
+       if (In(i, 300, 16)) side.state = 9;
+       if (In(i, 300, 10)) side.syncs = 0;
+     }},
+    {"never again", Rule::Relock, Severity::Fail, 900, 1200, UnlockedB(900)},
+    {"behind many shorter ones", Rule::Relock, Severity::Fail, 50, 51'000,
+     [](std::int64_t i, SceneSecond& now) {
+       if (i < 49'000 ? i % 4 == 3 : In(i, 50'000, 50)) now.sfp[0].state = 9;
+     }},
+    {"not across a restart that nobody logged", Rule::Relock, Severity::Pass, 0, 2 * hour, restart,
+     [](Scene& scene) { scene.logged = false; }},
 
+    {"before the log begins", Rule::CardLock, Severity::Pass, 0, hour,
+     [](std::int64_t i, SceneSecond& now) { now.cardLogged = i >= 1800; }},
     {"start-up apart", Rule::CardLock, Severity::Pass, 0, 900,
      [](std::int64_t i, SceneSecond& now) { now.cardLocked = i >= 500; }},
     {"no start-up any more", Rule::CardLock, Severity::Fail, 300, 900,
@@ -123,8 +157,10 @@ const Row rows[] = {
     {"a minute", Rule::Redundancy, Severity::Pass, 60, 600, UnlockedB(60)},
     {"more than a minute", Rule::Redundancy, Severity::Warn, 61, 600, UnlockedB(61)},
     {"more than an hour", Rule::Redundancy, Severity::Fail, 3601, 2 * hour, UnlockedB(3601)},
-    {"without records", Rule::Redundancy, Severity::Warn, 97, 600,
-     [](std::int64_t i, SceneSecond& now) { now.sfp[1].present = !In(i, 300, 100); }},
+    {"without records", Rule::Redundancy, Severity::Warn, 61, 600,
+     [](std::int64_t i, SceneSecond& now) { now.sfp[1].present = !In(i, 300, 61) && !In(i, 500, 3); }},
+    {"a restart that nobody logged", Rule::Redundancy, Severity::Pass, 0, 2 * hour, restart,
+     [](Scene& scene) { scene.logged = false; }},
 
     {"near", Rule::Difference, Severity::Pass, 199, hour, ApartBy(199)},
     {"apart", Rule::Difference, Severity::Warn, 201, hour, ApartBy(-201)},
@@ -144,11 +180,19 @@ const Row rows[] = {
     {"more than a fifth", Rule::PathDelay, Severity::Warn, 25, hour,
      [](std::int64_t i, SceneSecond& now) { now.sfp[1].path = In(i, 600, 60) ? 1500 : 2000; }},
 
-    {"few", Rule::MessagesMissing, Severity::Pass, 0.1, 1000,
+    {"start-up and a new master apart", Rule::MessagesMissing, Severity::Pass, 0, 600,
+     [](std::int64_t i, SceneSecond& now) {
+       for (Side& side : now.sfp) {
+         if (In(i % 300, 0, 10)) side.state = i % 300 < 3 ? 4 : 9;
+         if (In(i % 300, 0, 4)) side.syncs = side.followUps = i % 300 < 3 ? 0 : 2;
+         if (In(i % 300, 0, 4)) side.resps = 0;
+       }
+     }},
+    {"few", Rule::MessagesMissing, Severity::Pass, 0.1, 1001,
      [](std::int64_t i, SceneSecond& now) { now.sfp[1].syncs = now.sfp[1].followUps = i == 500 ? 0 : 8; }},
-    {"Follow_Up", Rule::MessagesMissing, Severity::Warn, 0.2, 1000,
+    {"Follow_Up", Rule::MessagesMissing, Severity::Warn, 0.2, 1001,
      [](std::int64_t i, SceneSecond& now) { now.sfp[1].followUps = In(i, 500, 2) ? 0 : 8; }},
-    {"Delay_Resp", Rule::MessagesMissing, Severity::Fail, 1.1, 1000,
+    {"Delay_Resp", Rule::MessagesMissing, Severity::Fail, 1.1, 1001,
      [](std::int64_t i, SceneSecond& now) { now.sfp[0].resps = In(i, 500, 11) ? 0 : 8; }},
     {"while the link is down", Rule::MessagesMissing, Severity::Pass, 0, 1000,
      [](std::int64_t i, SceneSecond& now) {
@@ -161,12 +205,32 @@ const Row rows[] = {
      SecondMaster([](Master& master) { master.clockClass = 7; })},
     {"degraded", Rule::ClockClass, Severity::Fail, 52, 600, takeover,
      SecondMaster([](Master& master) { master.clockClass = 52; })},
+    {"reserved", Rule::ClockClass, Severity::Warn, 5, 600, takeover,
+     SecondMaster([](Master& master) { master.clockClass = 5; })},
+    {"followed by nobody", Rule::ClockClass, Severity::Pass, 6, 600,
+     [](std::int64_t i, SceneSecond& now) {
+       if (In(i, 300, 10)) now.sfp[1].master = 2;
+       if (In(i, 300, 10)) now.sfp[1].state = 4;
+     },
+     SecondMaster([](Master& master) { master.clockClass = 248; })},
 
     {"announced", Rule::UtcOffset, Severity::Pass, 0, 600, takeover,
      [](Scene& scene) {
        scene.recording.masters[1].leap61 = 1;
        scene.recording.masters[2] = scene.recording.masters[1];
        scene.recording.masters[2].utcOffset = 38;
+     }},
+    {"announced up to two seconds before", Rule::UtcOffset, Severity::Pass, 0, 600,
+     [](std::int64_t i, SceneSecond& now) {
+       for (Side& side : now.sfp) side.master = i < 300 ? 1 : (i < 302 ? 2 : 3);
+     },
+     [](Scene& scene) {
+       auto& masters = scene.recording.masters;
+       masters.resize(4, masters[1]);
+       masters[1].leap61 = 1;
+       masters[3].utcOffset = 38;
+       masters[2] = masters[3];
+       masters[2].utcOffset = 37;
      }},
     {"not announced", Rule::UtcOffset, Severity::Fail, 1, 600, takeover,
      SecondMaster([](Master& master) { master.utcOffset = 38; })},

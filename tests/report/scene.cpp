@@ -26,15 +26,16 @@ Scene::Scene() {
 Scene& Scene::Play(std::int64_t seconds, const Script& script) {
   // The log is complete before the watch sees a second.
   EventLog& log = recording.eventLog;
-  log.present = true;
+  log.present = logged;
   recording.rawDataPresent = true;
   recording.first = begin;
   recording.end = begin + seconds;
-  log.starts = {begin};
-  for (std::int64_t i = 0; i < seconds; ++i) {
+  if (logged) log.starts = {begin};
+  for (std::int64_t i = 0; logged && i < seconds; ++i) {
     SceneSecond now;
     script(i, now);
-    log.card.Set(begin + i, log.texts.IndexOf(now.cardLocked ? lockedCard : "uncalibrated"));
+    const auto card = log.texts.IndexOf(now.cardLocked ? lockedCard : "uncalibrated");
+    if (now.cardLogged) log.card.Set(begin + i, card);
     log.bestSfp.Set(begin + i, log.texts.IndexOf(sfpLabels[now.followed].text));
     for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
       log.link[sfp].Set(begin + i, log.texts.IndexOf(now.sfp[sfp].linkUp ? linkIsUp : "no signal"));
@@ -86,6 +87,10 @@ void Scene::PlaySide(std::int64_t time, int sfp, const Side& side) {
   };
   add(second.offset, side.syncs, side.offset);
   add(second.path, side.resps, side.path);
+  watch_->OnSecond(sfp, second, side.state, side.master);
+  if (!side.again) return;
+  second.offset = {};
+  add(second.offset, side.syncs, *side.again);
   watch_->OnSecond(sfp, second, side.state, side.master);
 }
 

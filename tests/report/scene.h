@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "report/judge.h"
@@ -21,12 +22,14 @@ struct Side {
   std::uint32_t followUps = 8;
   std::uint32_t resps = 8;
   bool linkUp = true;
+  std::optional<double> again;  ///< a second record of this second, with this offset
 };
 
 /// A second of a recording, as a test wants it.
 struct SceneSecond {
   std::array<Side, sfpCount> sfp;
   bool cardLocked = true;
+  bool cardLogged = true;  ///< has the card's first document come?
   int followed = 0;
 };
 
@@ -50,6 +53,7 @@ class Scene {
 
   Recording recording;
   Limits limits = DefaultLimits();
+  bool logged = true;  ///< is there an event log?
 
  private:
   void PlaySide(std::int64_t time, int sfp, const Side& side);

@@ -75,21 +75,31 @@ TEST(SelfCheck, AgreesWhereverThePeriodsLastRecordWas) {
 }
 
 TEST(SelfCheck, TellsWhichFigureDiffersAndRecovers) {
-  RecordedRun run(6);
-  run.recording.periodLines.lines[4].results.syncGroup.quantities[2].maximum.nanoseconds +=
-      5;  // third, SFP A
-  SelfCheck check = run.Check();
-  EXPECT_EQ(check.Agreeing(), 11U);
-  ASSERT_EQ(check.Differences().size(), 1U);
-  EXPECT_EQ(check.Differences()[0].sfp, 0);
-  EXPECT_THAT(check.Differences()[0].text,
-              HasSubstr("offset from the master, greatest: 91\u00a0ns in the line, 86\u00a0ns"));
-  EXPECT_THAT(check.Differences()[0].text, HasSubstr("1 of 50 figures differ"));
+  for (const std::int64_t late : {-1, 0, 2}) {
+    RecordedRun run(6, late);
+    auto& lines = run.recording.periodLines.lines;
+    lines[4].results.syncGroup.quantities[2].maximum.nanoseconds += 5;  // third, SFP A
+    const SelfCheck check = run.Check();
+    EXPECT_EQ(check.Agreeing(), 11U) << late;
+    ASSERT_EQ(check.Differences().size(), 1U) << late;
+    EXPECT_EQ(check.Differences()[0].sfp, 0);
+    EXPECT_THAT(check.Differences()[0].text,
+                late != 0
+                    ? HasSubstr("Sync messages")
+                    : HasSubstr("offset from the master, greatest: 91\u00a0ns in the line, 86\u00a0ns"));
+
+    lines.erase(lines.begin() + 4);  // and now it is missing
+    const SelfCheck rest = run.Check();
+    EXPECT_EQ(rest.Agreeing(), 11U) << late;
+    EXPECT_EQ(rest.Differing(), 0U) << late;
+    ASSERT_EQ(rest.WithoutLine().size(), 1U) << late;
+    EXPECT_NEAR(static_cast<double>(rest.WithoutLine()[0].stretch.from - begin), 2 * quarter, 3);
+  }
 
   // Ten seconds that aren't in the file any more.
   RecordedRun lossy(6);
   lossy.units.erase(lossy.units.begin() + 2000, lossy.units.begin() + 2020);
-  check = lossy.Check();
+  const SelfCheck check = lossy.Check();
   EXPECT_EQ(check.Agreeing(), 10U);
   ASSERT_EQ(check.Differences().size(), 2U);
   EXPECT_THAT(check.Differences()[0].text,
@@ -103,13 +113,15 @@ TEST(SelfCheck, FindsRecordsWithoutALineAndLinesItCantCompare) {
   ASSERT_EQ(check.WithoutLine().size(), 2U);
   EXPECT_EQ(check.WithoutLine()[0].stretch.from, begin + quarter + 1);
 
-  RecordedRun cut(3);
-  cut.units.erase(cut.units.begin(), cut.units.begin() + 2000);  // the user asked for the rest
-  cut.recording.outsideRange = 2000;
+  RecordedRun cut(6);  // the user asks for a part of it
+  cut.recording.options = {.from = begin + 1000, .to = begin + 5 * quarter + 10};
+  std::erase_if(cut.units, [&](const RawDataUnit& unit) {
+    return unit.epochTime < cut.recording.options.from || unit.epochTime >= cut.recording.options.to;
+  });
   const SelfCheck rest = cut.Check();
   EXPECT_EQ(rest.Differing(), 0U);
-  EXPECT_EQ(rest.NotCompared(), 4U);
-  EXPECT_EQ(rest.Agreeing(), 2U);
+  EXPECT_EQ(rest.NotCompared(), 6U);
+  EXPECT_EQ(rest.Agreeing(), 6U);
 }
 
 TEST(SelfCheck, KeepsRunsApart) {

@@ -1,19 +1,16 @@
 // The recording's figures: levels of buckets, coarse to fine, in chunks that are decoded when they are needed.
 
-const COUNTS = ['records', 'syncs', 'syncsDue', 'resps', 'respsDue', 'locked', 'abSeconds',
-  'rx', 'tx', 'dropped', 'errors', 'discarded'];
-const QUANTITIES = ['off', 'path', 'toFollower', 'toMaster', 'jitter', 'respDelay', 'ab'];
-const AFTER_RESPS = ['path', 'toMaster', 'respDelay'];
+/** The quantities, and the count that weighs each: it tells whether a bucket has a value. */
+export const WEIGHTS = {
+  off: 'syncs', toFollower: 'syncs', jitter: 'syncs', path: 'resps', toMaster: 'resps', respDelay: 'resps',
+  rx: 'records', tx: 'records', ab: 'abSeconds',
+};
+const QUANTITY_COLUMN = new RegExp(`^(${Object.keys(WEIGHTS).join('|')})(Lo|Hi|Avg10|Sd10)$`);
 const AB = ['abSeconds', 'abAvg10', 'abLo', 'abHi'];
 const CHUNKS_KEPT = 80;
 
-/** Which count tells whether a bucket has a value in this column; null if it always has one. */
-function counterOf(column) {
-  if (COUNTS.includes(column)) return null;
-  const quantity = QUANTITIES.find(name => column.startsWith(name));
-  if (quantity === 'ab') return 'abSeconds';
-  return AFTER_RESPS.includes(quantity) ? 'resps' : 'syncs';
-}
+/** Which count tells whether a bucket has a value in this column; nothing for a count, which always has one. */
+const counterOf = column => WEIGHTS[QUANTITY_COLUMN.exec(column)?.[1]];
 
 /** Reads zigzag variable-length integers, low seven bits first. */
 class Integers {
@@ -58,9 +55,9 @@ function readSmooth(integers, count, counter) {
   return plane;
 }
 
-/** Makes nanoseconds of what is stored: the average in parts, least and greatest as distances from it. */
+/** Makes whole units of what is stored: the average in parts, least and greatest as distances from it. */
 function restore(planes, divisor) {
-  for (const name of QUANTITIES) {
+  for (const name of Object.keys(WEIGHTS)) {
     const average = planes[name + 'Avg10'];
     if (!average) continue;
     const { [name + 'Lo']: low, [name + 'Hi']: high, [name + 'Sd10']: deviation } = planes;
@@ -79,12 +76,13 @@ function restore(planes, divisor) {
 }
 
 /**
- * The planes of a chunk's `count` buckets: for SFP A, SFP B and the difference of both an object of Float64Arrays by
- * column, and by quantity {low, high, average, deviation} in nanoseconds, NaN where nothing was measured.
+ * The planes of a chunk's `count` buckets: for SFP A, SFP B and, unless there is none, the difference of both an object
+ * of Float64Arrays by column, and by quantity {low, high, average, deviation} in its unit, NaN where nothing was
+ * measured.
  */
-export function decodePlanes(bytes, count, columns, divisor) {
+export function decodePlanes(bytes, count, columns, divisor, hasDifference = true) {
   const integers = new Integers(bytes);
-  return [columns, columns, AB].map(names => {
+  return [columns, columns, ...(hasDifference ? [AB] : [])].map(names => {
     const planes = {};
     for (const name of names) {
       const counter = counterOf(name);
@@ -105,7 +103,11 @@ export class Store {
     this.arrived = null;
     this.waiting = 0;
     this.clock = 0;
-    this.levels = meta.levels.map(level => this.openLevel(level, meta.columns)).filter(level => level.segments.length);
+    const levels = meta.levels.map(level => this.openLevel(level, meta.columns)).filter(level => level.segments.length);
+    /** From coarse to fine. */
+    this.levels = levels.filter(level => !level.isSide);
+    /** What is shown on demand, in columns of its own. */
+    this.side = levels.find(level => level.isSide);
     const covering = this.levels.filter(level => this.covers(level, meta.t1));
     /** The finest level without holes: always decoded. */
     this.whole = covering.filter(level => level.width >= 60).pop() || covering[covering.length - 1] || this.levels[0];
@@ -113,10 +115,11 @@ export class Store {
 
   openLevel(level, columns) {
     const segments = [];
+    const opened = { width: level.w, columns: level.columns || columns, isSide: Boolean(level.columns),
+      divisor: level.div, segments };
     let bucket = 0;
-    const chunks = level.chunks.map(([at, size, runs]) => {
-      const chunk = { at, size, count: 0, planes: null, asked: null, used: 0, divisor: level.div ?? 10,
-        columns: level.columns || columns };
+    opened.chunks = level.chunks.map(([at, size, runs]) => {
+      const chunk = { at, size, count: 0, planes: null, asked: null, used: 0, level: opened };
       for (let i = 0; i < runs.length; i += 2) {
         bucket += runs[i];
         segments.push({ first: bucket, count: runs[i + 1], at: chunk.count, chunk });
@@ -125,7 +128,7 @@ export class Store {
       }
       return chunk;
     });
-    return { width: level.w, columns: level.columns || columns, chunks, segments };
+    return opened;
   }
 
   covers(level, end) {
@@ -134,19 +137,14 @@ export class Store {
     return segment.first === 0 && this.base + count * level.width >= end;
   }
 
-  /** The level that has a column, the finest of those that cover most. */
-  levelWith(column) {
-    return this.whole && this.whole.columns.includes(column) ? this.whole
-      : this.levels.find(level => level.columns.includes(column));
-  }
-
   /** Decodes a chunk; resolves when it is there. */
   load(chunk) {
     chunk.asked ??= (async () => {
       this.waiting++;
       try {
         const bytes = await this.inflate(this.bytes.subarray(chunk.at, chunk.at + chunk.size));
-        chunk.planes = decodePlanes(bytes, chunk.count, chunk.columns, chunk.divisor);
+        const { columns, divisor, isSide } = chunk.level;
+        chunk.planes = decodePlanes(bytes, chunk.count, columns, divisor, !isSide);
       } finally {
         this.waiting--;
       }

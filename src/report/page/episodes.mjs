@@ -1,12 +1,14 @@
 // The list of incidents: opening, stepping, filtering, following the view.
 
 import { clock, dateTime, zoneName } from './time.mjs';
+import { grouped } from './format.mjs';
 import { byId, go, isWhole, page } from './state.mjs';
 import { say } from './readout.mjs';
 
 const WIDE_ENOUGH = 1100;
 const SEVERITIES = ['pass', 'info', 'warn', 'fail'];
 let current = null;
+let all = '';
 
 export function readEpisodes() {
   return [...document.querySelectorAll('.incident')].map((item, i) => ({
@@ -103,11 +105,12 @@ function applyFilter(redraw) {
     episode.item.hidden = episode.hidden;
     if (!episode.hidden) shown++;
   }
-  byId('shown').textContent = shown === page.episodes.length ? String(shown) : `${shown} of ${page.episodes.length}`;
+  byId('shown').textContent = shown === page.episodes.length ? all : `${grouped(shown)} of ${all}`;
   redraw();
 }
 
 export function setUpEpisodes(redraw) {
+  all = byId('shown').textContent;
   for (const episode of page.episodes) {
     const link = episode.item.querySelector('a');
     link.setAttribute('aria-expanded', 'false');

@@ -1,6 +1,7 @@
 // The event log, to search and to go from.
 
 import { dateTime } from './time.mjs';
+import { grouped } from './format.mjs';
 import { byId, go, page } from './state.mjs';
 
 const ON_A_PAGE = 200;
@@ -36,8 +37,11 @@ export function drawLog() {
   const found = page.events.filter(event => !log.words || event.text.toLowerCase().includes(log.words));
   const pages = Math.max(1, Math.ceil(found.length / ON_A_PAGE));
   log.page = Math.max(0, Math.min(log.page, pages - 1));
-  const count = `${found.length} ${found.length === 1 ? 'entry' : 'entries'}`;
-  byId('logcount').textContent = pages > 1 ? `${count}, page ${log.page + 1} of ${pages}` : count;
+  const count = `${grouped(found.length)} ${found.length === 1 ? 'entry' : 'entries'}`;
+  const place = pages > 1 ? `, page ${log.page + 1} of ${pages}` : '';
+  const { eventsLeftOut } = page.meta;
+  const rest = eventsLeftOut ? `; ${grouped(eventsLeftOut)} later ones stand in the event log's file alone` : '';
+  byId('logcount').textContent = count + place + rest;
   byId('logback').disabled = log.page === 0;
   byId('lognext').disabled = log.page === pages - 1;
   const from = log.page * ON_A_PAGE;

@@ -1,9 +1,20 @@
 // Buckets to columns of pixels. Least and greatest stay exact: each bucket goes whole into the column it begins in, or,
 // where a column is narrower than a bucket, into all the columns it touches.
 
-/** The figures of every column of a view, of one SFP and one quantity. */
+import { WEIGHTS } from './decode.mjs';
+
+/** Folded in place of a quantity: what the card has counted besides Sync and Delay_Resp. */
+export const COUNTERS = 'counters';
+
+const COUNTS = {
+  off: ['records', 'syncs', 'syncsDue', 'resps', 'respsDue'],
+  [COUNTERS]: ['followUps', 'followUpsDue', 'announces', 'announcesDue', 'discarded', 'errors', 'dropped'],
+};
+const countsOf = quantity => COUNTS[quantity] || [];
+
+/** The figures of every column of a view, of one SFP and one quantity; `counts` names what is counted besides. */
 export class Columns {
-  constructor(count, secondsPerColumn) {
+  constructor(count, secondsPerColumn, counts) {
     const numbers = value => new Float64Array(count).fill(value);
     this.count = count;
     this.per = secondsPerColumn;
@@ -16,12 +27,10 @@ export class Columns {
     this.sum = numbers(0);
     this.squares = numbers(0);
     this.shift = numbers(0);
-    this.records = numbers(0);
-    this.syncs = numbers(0);
-    this.syncsDue = numbers(0);
-    this.resps = numbers(0);
-    this.respsDue = numbers(0);
-    this.extra = numbers(NaN);
+    /** Do the figures come from the wide buckets of what is shown on demand? */
+    this.isSide = false;
+    this.counts = counts;
+    for (const name of counts) this[name] = numbers(0);
     /** Width of the buckets that were used, 0 where there is no record. */
     this.step = numbers(0);
   }
@@ -52,16 +61,16 @@ export class Columns {
   }
 }
 
+const IN_USUAL_LEVELS = ['off', 'path', 'ab'];
+
 /** The levels for columns of so many seconds: the coarsest that is fine enough, and the coarser ones for its holes. */
-function levelsFor(store, per, column) {
-  const whole = store.levelWith(column);
-  if (!whole) return [];
-  if (!store.whole.columns.includes(column)) return [whole];
-  const usable = store.levels.filter(level => level.columns.includes(column));
-  const fits = usable.findIndex(level => level.width <= per * 1.001);
-  const last = fits < 0 ? usable.length - 1 : fits;
-  const first = Math.min(last, usable.indexOf(whole));
-  return usable.slice(Math.min(first, last), last + 1).reverse();
+function levelsFor(store, per, quantity) {
+  if (!IN_USUAL_LEVELS.includes(quantity)) return store.side ? [store.side] : [];
+  const { levels } = store;
+  const fits = levels.findIndex(level => level.width <= per * 1.001);
+  const last = fits < 0 ? levels.length - 1 : fits;
+  const first = Math.min(last, levels.indexOf(store.whole));
+  return levels.slice(first, last + 1).reverse();
 }
 
 /** Tells of buckets in rising order whether they lie wholly in one of the intervals. */
@@ -88,33 +97,32 @@ class Source {
   constructor(planes, sfp, quantity) {
     const own = planes[sfp];
     const isDifference = sfp === 2;
-    const afterResps = ['path', 'toMaster', 'respDelay'].includes(quantity);
-    const figures = own[quantity];
+    const figures = own[quantity] || {};
     this.low = figures.low;
     this.high = figures.high;
     this.average = figures.average;
     this.deviation = figures.deviation || null;
-    this.weight = isDifference ? own.abSeconds : afterResps ? own.resps : own.syncs;
+    this.weight = own[WEIGHTS[quantity]] || null;
     this.present = isDifference ? own.abSeconds : own.records;
     this.first = isDifference ? planes[0] : own;
     this.second = isDifference ? planes[1] : own;
-    /** Messages are counted once, with the offset. */
-    this.messages = quantity === 'off' ? own : null;
+    /** Links carry as much whether the SFP is locked or not. */
+    this.isRate = quantity === 'rx' || quantity === 'tx';
+    this.counts = countsOf(quantity).map(name => ({ name, values: own[name] }));
   }
 
   isLocked(i) {
+    if (this.isRate) return true;
     const { first, second } = this;
     return first.records[i] > 0 && first.locked[i] >= first.records[i]
       && second.records[i] > 0 && second.locked[i] >= second.records[i];
   }
 
-  addMessages(columns, c, share, i) {
-    const { messages } = this;
-    columns.records[c] += messages.records[i] * share;
-    columns.syncs[c] += messages.syncs[i] * share;
-    columns.syncsDue[c] += messages.syncsDue[i] * share;
-    columns.resps[c] += messages.resps[i] * share;
-    columns.respsDue[c] += messages.respsDue[i] * share;
+  /** Adds bucket i, or a share of it, to column c. */
+  add(columns, c, share, i, locked) {
+    if (!locked) columns.unlocked[c] = 1;
+    for (const { name, values } of this.counts) columns[name][c] += values[i] * share;
+    if (this.weight?.[i] > 0) this.addQuantity(columns, c, share, i, locked);
   }
 
   addQuantity(columns, c, share, i, locked) {
@@ -133,30 +141,24 @@ class Source {
     columns.sum[c] += weight * distance;
     if (this.deviation) columns.squares[c] += weight * (this.deviation[i] * this.deviation[i] + distance * distance);
   }
-
-  /** The greatest value of a plain column, or its sum. */
-  addField(columns, c, share, i, values, add) {
-    const before = Number.isNaN(columns.extra[c]) ? 0 : columns.extra[c];
-    columns.extra[c] = add ? before + values[i] * share : Math.max(before, values[i]);
-  }
 }
 
 /**
- * Folds one quantity ('off', 'path', 'ab' …) of an SFP (0 A, 1 B, 2 the difference) into `count` columns from a to b.
- * With `field`, the greatest value of that plain column, or its sum, stands in `extra`.
+ * Folds one quantity ('off', 'path', 'ab' …) of an SFP (0 A, 1 B, 2 the difference) into `count` columns from a to b;
+ * with the offset go the messages counted, and as COUNTERS alone what else is counted.
  */
-export function fold(store, sfp, quantity, a, b, count, { field = null, add = false } = {}) {
+export function fold(store, sfp, quantity, a, b, count) {
   const per = (b - a) / count;
-  const columns = new Columns(count, per);
+  const columns = new Columns(count, per, countsOf(quantity));
+  columns.isSide = !IN_USUAL_LEVELS.includes(quantity);
   let covered = [];
-  for (const level of levelsFor(store, per, field || (quantity === 'ab' ? 'syncs' : quantity + 'Avg10'))) {
+  for (const level of levelsFor(store, per, quantity)) {
     const { width } = level;
     const isCovered = coverTest(covered);
     const narrow = width / per <= 1.001;
     const intervals = [];
     for (const segment of store.segments(level, a, b)) {
       const source = new Source(segment.chunk.planes, sfp, quantity);
-      const values = field ? segment.chunk.planes[sfp][field] : null;
       const start = store.base + segment.first * width;
       intervals.push([start, start + segment.count * width]);
       const begin = Math.max(0, Math.floor((a - start) / width));
@@ -174,13 +176,7 @@ export function fold(store, sfp, quantity, a, b, count, { field = null, add = fa
         for (let c = c0; c < c1; c++) {
           const share = narrow ? 1 : Math.max(1e-6, (Math.min(x + span, c + 1) - Math.max(x, c)) / span);
           if (!columns.step[c] || width < columns.step[c]) columns.step[c] = width;
-          if (!locked) columns.unlocked[c] = 1;
-          if (values) {
-            source.addField(columns, c, share, i, values, add);
-          } else {
-            if (source.messages) source.addMessages(columns, c, share, i);
-            if (source.weight[i] > 0) source.addQuantity(columns, c, share, i, locked);
-          }
+          source.add(columns, c, share, i, locked);
         }
       }
     }

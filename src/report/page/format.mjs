@@ -40,6 +40,18 @@ export function axisNanoseconds(value) {
   return signed(value, String(Number((size / divisor).toPrecision(3)))) + FIXED_SPACE + unit;
 }
 
+/** Bytes a second as bits a second, three digits. */
+export function bitRate(bytes) {
+  const bits = bytes * 8;
+  const [divisor, unit] = bits < 1e6 ? [1e3, 'kb/s'] : bits < 1e9 ? [1e6, 'Mb/s'] : [1e9, 'Gb/s'];
+  return Number.isFinite(bits) ? String(Number((bits / divisor).toPrecision(3))) + FIXED_SPACE + unit : '–';
+}
+
+export function eventRate(number) {
+  const digits = number < 100 ? String(Number(number.toPrecision(2))) : grouped(Math.round(number));
+  return `${digits}${FIXED_SPACE}/${FIXED_SPACE}s`;
+}
+
 /** The two greatest units of a time in seconds. */
 export function duration(seconds) {
   const s = Math.round(seconds);

@@ -37,7 +37,17 @@ function gridOf(sfp) {
   grid.index = t => Math.floor((t + offsetAt(t)) / cell) - first * perRow;
   fillFigures(grid);
   fillStates(grid);
+  grid.shown = rowsToShow(grid);
   return grid;
+}
+
+/** The rows that have a record, or one beside: where nothing was recorded for long, nothing is drawn for long. */
+function rowsToShow(grid) {
+  const has = new Array(grid.rows).fill(false);
+  grid.records.forEach((record, i) => {
+    if (record) has[Math.floor(i / grid.perRow)] = true;
+  });
+  return [...has.keys()].filter(row => has[row] || has[row - 1] || has[row + 1]);
 }
 
 function fillFigures(grid) {
@@ -77,39 +87,42 @@ function diamond(pen, x, y, size, stroke) {
   pen.shape([[x, y - size], [x + size, y], [x, y + size], [x - size, y]], pen.colour.uncal, 1, stroke);
 }
 
-function drawCells(pen, grid, place, range, stops) {
-  const { width, height } = place;
+function drawCell(pen, grid, i, [x, y, width, height], { range, stops }) {
+  const value = grid.worst[i];
   const space = width > 4 ? 0.6 : 0;
-  const t0 = page.t0 + offsetAt(page.t0);
-  const t1 = page.t1 + offsetAt(page.t1);
-  grid.worst.forEach((value, i) => {
-    const x = LEFT + i % grid.perRow * width;
-    const y = TOP + Math.floor(i / grid.perRow) * height;
-    const t = (grid.first * grid.perRow + i) * grid.cell;
-    if (!Number.isNaN(value)) {
-      const share = (Math.log(Math.max(value, 1)) - range.low) / (range.high - range.low);
-      pen.rect(x, y, width - space, height - space, shade(share, stops));
-    } else if (grid.records[i]) {
-      pen.rect(x, y, width - space, height - space, pen.colour.listen);
-    } else if (t + grid.cell > t0 && t < t1) {
-      hatch(pen, x, y, width - space, height - space, pen.colour.dim, 4, 1, 0.7);
-    }
-    if (grid.unlocked[i]) {
-      const size = Math.min(3.4, height * 0.4, width * 0.45) + 0.6;
-      diamond(pen, x + width / 2, y + height / 2, size, width > 3 ? pen.colour.card : null);
+  const t = (grid.first * grid.perRow + i) * grid.cell;
+  if (!Number.isNaN(value)) {
+    const share = (Math.log(Math.max(value, 1)) - range.low) / (range.high - range.low);
+    pen.rect(x, y, width - space, height - space, shade(share, stops));
+  } else if (grid.records[i]) {
+    pen.rect(x, y, width - space, height - space, pen.colour.listen);
+  } else if (t + grid.cell > page.t0 + offsetAt(page.t0) && t < page.t1 + offsetAt(page.t1)) {
+    hatch(pen, x, y, width - space, height - space, pen.colour.dim, 4, 1, 0.7);
+  }
+  if (grid.unlocked[i] && grid.records[i]) {
+    const size = Math.min(3.4, height * 0.4, width * 0.45) + 0.6;
+    diamond(pen, x + width / 2, y + height / 2, size, width > 3 ? pen.colour.card : null);
+  }
+}
+
+function drawCells(pen, grid, { width, height }, look) {
+  grid.shown.forEach((row, n) => {
+    for (let i = 0; i < grid.perRow; i++) {
+      drawCell(pen, grid, row * grid.perRow + i, [LEFT + i * width, TOP + n * height, width, height], look);
     }
   });
 }
 
 function drawNames(pen, grid, place) {
   const { dim } = pen.colour;
-  for (let row = 0; row < grid.rows; row += place.height < 11 ? 2 : 1) {
+  for (let n = 0; n < grid.shown.length; n += place.height < 11 ? 2 : 1) {
+    const row = grid.shown[n];
     const date = new Date((grid.first + row) * grid.cell * grid.perRow * 1000);
     const t = date.getTime() / 1000;
     const name = day(t - offsetAt(t));
     const hours = date.getUTCHours();
-    const words = grid.long ? name : `${hours === 0 || row === 0 ? `${name.slice(0, 3)} ` : ''}${two(hours)}:00`;
-    pen.text(LEFT - 6, TOP + (row + 0.5) * place.height, words, dim, { align: 'right', size: 10 });
+    const words = grid.long ? name : `${hours === 0 || n === 0 ? `${name.slice(0, 3)} ` : ''}${two(hours)}:00`;
+    pen.text(LEFT - 6, TOP + (n + 0.5) * place.height, words, dim, { align: 'right', size: 10 });
   }
   const narrow = place.width * grid.perRow < 420;
   const every = (grid.long ? 18 : 10) * (narrow ? 2 : 1);
@@ -136,12 +149,12 @@ export function drawHeat() {
   const width = box.clientWidth;
   if (!width) return;
   const grid = gridOf(page.hasSfp[heat.sfp] ? heat.sfp : 1 - heat.sfp);
-  const place = { width: (width - LEFT - 4) / grid.perRow, height: Math.max(6, Math.min(14, 330 / grid.rows)) };
-  const bottom = TOP + grid.rows * place.height;
+  const place = { width: (width - LEFT - 4) / grid.perRow, height: Math.max(6, Math.min(14, 330 / grid.shown.length)) };
+  const bottom = TOP + grid.shown.length * place.height;
   const pen = new ScreenPen(box.querySelector('canvas'), width, bottom + 30);
   const stops = isDark() ? DARK_STOPS : LIGHT_STOPS;
   const range = colourRange(grid);
-  drawCells(pen, grid, place, range, stops);
+  drawCells(pen, grid, place, { range, stops });
   drawNames(pen, grid, place);
   drawKey(pen, bottom + 16, width, range, stops);
   byId('heatwho').textContent = `SFP ${'AB'[grid.sfp]}`;
@@ -154,8 +167,8 @@ function cellAt(event) {
   const place = byId('heat').getBoundingClientRect();
   const x = Math.floor((event.clientX - place.left - LEFT) / grid.width);
   const y = Math.floor((event.clientY - place.top - TOP) / grid.height);
-  if (x < 0 || x >= grid.perRow || y < 0 || y >= grid.rows) return null;
-  const i = y * grid.perRow + x;
+  if (x < 0 || x >= grid.perRow || y < 0 || y >= grid.shown.length) return null;
+  const i = grid.shown[y] * grid.perRow + x;
   const t = (grid.first * grid.perRow + i) * grid.cell;
   const { worst, records, unlocked } = grid;
   return { t: t - offsetAt(t - offsetAt(t)), value: worst[i], records: records[i], unlocked: unlocked[i] };

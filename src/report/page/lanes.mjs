@@ -29,7 +29,7 @@ function drawLane(pen, frame, row, runs, isUsual, paint) {
 
 function laneLabel(pen, frame, row) {
   if (row.label) {
-    const size = frame.left < 60 ? 9.5 : row.h < 13 ? 10 : 11;
+    const size = frame.left < 60 ? 9.5 : row.h < 14 ? 10 : 11;
     pen.text(frame.left - 8, row.y + row.h / 2, row.label, pen.colour.dim, { align: 'right', size });
   }
 }
@@ -149,10 +149,11 @@ export function drawFlags(pen, frame, row) {
   const groups = [];
   const shown = page.episodes.filter(e => !e.hidden && e.b >= frame.view.a && e.a <= frame.view.b);
   const apart = shown.length > 40 ? pen.width('×00', 11, 650) + 11 : 20;
+  const placeOf = x => Math.max(frame.left + apart / 2, Math.min(frame.right - apart / 2, x));
   for (const episode of shown) {
     const x = Math.max(frame.left, Math.min(frame.right, frame.x(Math.max(episode.a, frame.view.a))));
     const last = groups[groups.length - 1];
-    if (last && x - Math.max(last.x, frame.left + apart / 2) < apart) {
+    if (last && placeOf(x) - placeOf(last.x) < apart) {
       last.list.push(episode);
       last.severity = Math.max(last.severity, episode.severity);
     } else {

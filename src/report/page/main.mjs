@@ -1,6 +1,6 @@
 // Brings the page to life.
 
-import { CHOICES, drawTimeline, isSmall } from './timeline.mjs';
+import { CHOICES, isSmall } from './layout.mjs';
 import { Runs } from './runs.mjs';
 import { Store, bytesOfBase64, inflateRaw } from './decode.mjs';
 import { drawDays, setUpDays } from './days.mjs';
@@ -12,6 +12,7 @@ import {
   currentEpisode, followView, openEpisode, readEpisodes, renewTimes, setUpEpisodes, stepEpisode,
 } from './episodes.mjs';
 import { drawStrip, setUpStrip } from './strip.mjs';
+import { drawTimeline } from './timeline.mjs';
 import { fold } from './fold.mjs';
 import { setRecorderZone, setZone, zoneChoice } from './time.mjs';
 import { setUpKeys } from './keys.mjs';
@@ -195,8 +196,12 @@ function readPage() {
 }
 
 async function start() {
+  if (!CSS.supports('color', 'light-dark(#000, #fff)')) throw new Error('it does not know light-dark()');
   readPage();
-  if (!page.store.whole && !page.events.length) return;
+  if (!page.store.whole && !page.events.length) {
+    document.querySelector('.static figcaption').textContent = 'There is no telemetry and no event to draw.';
+    return;
+  }
   document.documentElement.classList.add('live');
   if (page.store.whole) await page.store.loadLevel(page.store.whole);
   else document.querySelector('.trio').hidden = true;

@@ -1,7 +1,8 @@
 // Panels of figures: offset, difference of the SFPs, path delay and others as bands, missing messages as bars.
 
+import { COUNTERS } from './fold.mjs';
 import { Scale } from './scales.mjs';
-import { axisNanoseconds, grouped, nanoseconds, percent } from './format.mjs';
+import { axisNanoseconds, grouped, nanoseconds } from './format.mjs';
 import { hatch } from './pens.mjs';
 import { page } from './state.mjs';
 
@@ -51,7 +52,8 @@ function drawValueAxis(pen, frame, row, scale) {
   const { colour: c } = pen;
   for (const { value, y } of scale.ticks(row.linear ? 18 : 30)) {
     pen.line(frame.left, y, frame.right, y, c.line, value === 0 ? 1.4 : 0.8);
-    const words = row.linear && Math.abs(value) < 1e5 ? `${grouped(value)} ns` : axisNanoseconds(value);
+    const nearby = row.linear && Math.abs(value) < 1e5 ? `${grouped(value)} ns` : axisNanoseconds(value);
+    const words = row.text ? row.text(value) : nearby;
     pen.text(frame.left - 6, y, words, c.dim, { align: 'right', size: 10.5 });
   }
   for (const [y, value] of [[scale.top, scale.above], [scale.bottom, scale.below]]) {
@@ -128,7 +130,7 @@ function drawBand(pen, frame, row, scale, { sfp, columns }) {
 }
 
 /** Names the worst of each stretch that lies in a strip at the edge. */
-function labelBeyond(pen, frame, scale, columns, upwards) {
+function labelBeyond(pen, frame, row, scale, columns, upwards) {
   const limit = upwards ? scale.above : scale.below;
   if (limit === null) return;
   const beyond = i => columns.measured(i)
@@ -139,7 +141,7 @@ function labelBeyond(pen, frame, scale, columns, upwards) {
   let worst = 0;
   const flush = () => {
     if (from < 0) return;
-    const words = axisNanoseconds(worst);
+    const words = (row.text || axisNanoseconds)(worst);
     const wide = pen.width(words, 10, 600);
     const x = frame.left + (from + last + 1) / 2 * frame.column;
     const y = upwards ? scale.edge.top + 7 : scale.edge.bottom - 7;
@@ -164,9 +166,10 @@ function labelBeyond(pen, frame, scale, columns, upwards) {
 }
 
 function drawRangeText(pen, frame, row, sets) {
+  const text = row.text || nanoseconds;
   const words = sets.map(({ sfp, columns }) => {
     const [low, high] = columns.range();
-    const range = low <= high ? `${nanoseconds(low)} … ${nanoseconds(high)}` : 'no value';
+    const range = low <= high ? `${text(low)} … ${text(high)}` : 'no value';
     return sets.length > 1 ? `${SFP_NAMES[sfp]} ${range}` : range;
   }).join('   ');
   const room = frame.width - pen.width(row.title, 12, 600) - 30;
@@ -189,8 +192,8 @@ export function drawBandPanel(pen, frame, row) {
   });
   drawLimitNames(pen, frame, limits);
   for (const { columns } of sets) {
-    labelBeyond(pen, frame, scale, columns, true);
-    labelBeyond(pen, frame, scale, columns, false);
+    labelBeyond(pen, frame, row, scale, columns, true);
+    labelBeyond(pen, frame, row, scale, columns, false);
   }
   drawRangeText(pen, frame, row, sets);
 }
@@ -198,56 +201,70 @@ export function drawBandPanel(pen, frame, row) {
 /** The share of messages that are due and didn't come. */
 export const missingShare = (due, got) => (due > 0 && due - got > 1e-6 ? 1 - got / due : 0);
 
-/** Shares of missing messages: SFP A upwards, SFP B downwards, by square root. */
-export function drawMissingPanel(pen, frame, row) {
-  const { top, height } = drawGround(pen, frame, row);
-  const sfps = row.sfps;
-  let most = 0.005;
-  const sets = sfps.map(sfp => {
-    const columns = frame.columns(sfp, 'off');
-    const sync = new Float64Array(columns.count);
-    const resp = new Float64Array(columns.count);
+/** Missing by the card's own counters: a message more or less is where a bucket ends. */
+function countedMissing(columns, i, due, got) {
+  const bucket = Math.max(1, columns.step[i] / columns.per);
+  return (due - got) * bucket > 1.5 ? missingShare(due, got) : 0;
+}
+
+/** Kinds of messages: the lane's name, what is folded, the share of column i that is missing. */
+export const MISSING_LANES = [
+  ['Sync', 'off', (c, i) => missingShare(c.syncsDue[i], c.syncs[i])],
+  ['Follow_Up', COUNTERS, (c, i) => countedMissing(c, i, c.followUpsDue[i], c.followUps[i])],
+  ['Delay_Resp', 'off', (c, i) => missingShare(c.respsDue[i], c.resps[i])],
+  ['Announce', COUNTERS, (c, i) => countedMissing(c, i, c.announcesDue[i] / 16, c.announces[i])],
+];
+
+/** What went wrong on the link and in the card, a second. */
+export const ERROR_LANES =
+    ['dropped', 'errors', 'discarded'].map(name => [name, COUNTERS, (c, i) => c[name][i] / c.per]);
+
+/** A lane's values, for each SFP: {label, most, bars}. */
+function measureLane(frame, row, [label, quantity, value]) {
+  let most = row.least;
+  const bars = row.sfps.map(sfp => {
+    const columns = frame.columns(sfp, quantity);
+    const values = new Float64Array(columns.count);
     for (let i = 0; i < columns.count; i++) {
-      sync[i] = missingShare(columns.syncsDue[i], columns.syncs[i]);
-      resp[i] = missingShare(columns.respsDue[i], columns.resps[i]);
-      most = Math.max(most, sync[i], resp[i]);
+      values[i] = value(columns, i);
+      most = Math.max(most, values[i]);
     }
-    return { sfp, sync, resp };
+    return { sfp, values };
   });
-  const size = sets.length > 1 ? height / 2 : height;
-  const middle = sfps.includes(0) ? top + size : top;
-  const length = share => Math.max(1, Math.sqrt(share / most) * size * 0.94);
-  pen.line(frame.left, middle, frame.right, middle, pen.colour.line, 1.2);
-  for (const { sfp, sync, resp } of sets) {
-    for (const [shares, alpha] of [[resp, 0.35], [sync, 0.95]]) {
-      const tops = new Float64Array(shares.length).fill(NaN);
-      const bottoms = new Float64Array(shares.length);
-      shares.forEach((share, i) => {
-        if (share <= 0) return;
-        tops[i] = sfp === 0 ? middle - length(share) : middle;
-        bottoms[i] = sfp === 0 ? middle : middle + length(share);
-      });
-      pen.columns(frame.left, frame.column, tops, bottoms, sfpColour(pen, sfp), alpha);
-    }
-    const y = sfp === 0 ? middle - size * 0.94 + 4 : middle + size * 0.94 - 4;
-    pen.text(frame.left - 6, y, percent(most), pen.colour.dim, { align: 'right', size: 10.5 });
+  return { label, most, bars };
+}
+
+function drawBarLane(pen, frame, { label, most, bars }, middle, size) {
+  pen.line(frame.left, middle, frame.right, middle, pen.colour.line, 1);
+  pen.text(frame.left - 6, middle, label, pen.colour.dim, { align: 'right', size: frame.left < 60 ? 8 : 10.5 });
+  for (const { sfp, values } of bars) {
+    const tops = new Float64Array(values.length).fill(NaN);
+    const bottoms = new Float64Array(values.length);
+    values.forEach((value, i) => {
+      if (value <= 0) return;
+      const length = Math.max(1, Math.sqrt(value / most) * size);
+      tops[i] = sfp === 0 ? middle - length : middle;
+      bottoms[i] = sfp === 0 ? middle : middle + length;
+    });
+    pen.columns(frame.left, frame.column, tops, bottoms, sfpColour(pen, sfp), 0.95);
   }
 }
 
-/** Lines of plain columns (rates, errors), both SFPs in one panel. */
-export function drawPlainPanel(pen, frame, row) {
+/**
+ * A lane of bars by square root for each kind, SFP A upwards, SFP B downwards. The lanes' scales are one, or each its
+ * own where `row.apart` says so.
+ */
+export function drawBarsPanel(pen, frame, row) {
   const { top, height } = drawGround(pen, frame, row);
-  let most = 1e-9;
-  const lines = row.sfps.flatMap(sfp => row.fields.map((field, dash) => {
-    const { extra } = frame.columns(sfp, 'off', { field, add: row.add });
-    for (const value of extra) if (value > most) most = value;
-    return { sfp, dash, extra };
-  }));
-  for (const { sfp, dash, extra } of lines) {
-    const points = [];
-    extra.forEach((value, i) => points.push(Number.isNaN(value) ? null
-      : [frame.left + (i + 0.5) * frame.column, top + height - 1 - value / most * (height - 6)]));
-    pen.poly(points, sfpColour(pen, sfp), 1.3, 1, dash ? [4, 3 * dash] : null);
+  const lanes = row.lanes.map(lane => measureLane(frame, row, lane));
+  const most = Math.max(...lanes.map(lane => lane.most));
+  const step = height / lanes.length;
+  lanes.forEach((lane, n) => {
+    drawBarLane(pen, frame, row.apart ? lane : { ...lane, most }, top + (n + 0.5) * step, step / 2 - 1.5);
+  });
+  const scales = row.apart ? lanes.map(lane => lane.most) : [most];
+  const words = `full bar ${scales.map(row.text).join(', ')}`;
+  if (pen.width(words) + pen.width(row.title, 12, 600) + 30 < frame.width) {
+    pen.text(frame.right, row.y + 10, words, pen.colour.dim, { align: 'right' });
   }
-  pen.text(frame.left - 6, top + 6, row.unit(most), pen.colour.dim, { align: 'right', size: 10 });
 }

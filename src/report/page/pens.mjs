@@ -1,14 +1,21 @@
 // Two pens with the same strokes: one for the screen's canvas, one that writes SVG for paper.
 
-import { PAPER_COLOURS, currentColours } from './theme.mjs';
+import { currentColours, isPaper, paperColours } from './theme.mjs';
 
 const FONT = 'system-ui, -apple-system, "Segoe UI", Roboto, "Noto Sans", "DejaVu Sans", sans-serif';
+
+/** As in the style sheet. */
+const WIDE_SCREEN = '(min-width: 2000px)';
+
+/** Letters grow with the page's own where the screen is wide. */
+export const letterScale = () => (!isPaper() && matchMedia(WIDE_SCREEN).matches ? 1.2 : 1);
 
 export class ScreenPen {
   constructor(canvas, width, height) {
     this.colour = currentColours();
-    this.ratio = this.colour === PAPER_COLOURS ? 3 : Math.min(3, window.devicePixelRatio || 1);
+    this.ratio = isPaper() ? 3 : Math.min(3, window.devicePixelRatio || 1);
     this.columnsPerPixel = this.ratio;
+    this.letters = letterScale();
     const [w, h] = [Math.round(width * this.ratio), Math.round(height * this.ratio)];
     if (canvas.width !== w || canvas.height !== h) {
       canvas.width = w;
@@ -82,7 +89,7 @@ export class ScreenPen {
 
   text(x, y, words, fill, { align = 'left', size = 11, weight = 400 } = {}) {
     const c = this.context;
-    c.font = `${weight} ${size}px ${FONT}`;
+    c.font = `${weight} ${size * this.letters}px ${FONT}`;
     c.textAlign = align;
     c.textBaseline = 'middle';
     c.fillStyle = fill;
@@ -90,7 +97,7 @@ export class ScreenPen {
   }
 
   width(words, size = 11, weight = 400) {
-    this.context.font = `${weight} ${size}px ${FONT}`;
+    this.context.font = `${weight} ${size * this.letters}px ${FONT}`;
     return this.context.measureText(words).width;
   }
 
@@ -114,7 +121,7 @@ export class PaperPen {
   constructor(width, height) {
     this.size = [width, height];
     this.parts = [];
-    this.colour = PAPER_COLOURS;
+    this.colour = paperColours();
     this.columnsPerPixel = 1;
   }
 

@@ -29,7 +29,9 @@ function open(id) {
 
 function gridLineX(pen, field, x, words, width = 0.8) {
   pen.line(x, field.top, x, field.base, pen.colour.line, width);
-  pen.text(x, field.base + 11, words, pen.colour.dim, { align: 'center', ...TICK_TEXT });
+  const half = pen.width(words, TICK_TEXT.size) / 2;
+  const inside = Math.min(x, field.end + FIELD.right - half);
+  pen.text(inside, field.base + 11, words, pen.colour.dim, { align: 'center', ...TICK_TEXT });
 }
 
 function gridLineY(pen, field, y, words) {

@@ -5,7 +5,7 @@ import { clock, timeRange } from './time.mjs';
 import { duration, grouped, nanoseconds, percent } from './format.mjs';
 import { Columns, fold } from './fold.mjs';
 import { SFP_NAMES, missingShare } from './panels.mjs';
-import { isSmall } from './timeline.mjs';
+import { isSmall } from './layout.mjs';
 import { byId, page } from './state.mjs';
 
 const WIDE = [['state', 'state'], ['master', 'grandmaster'], ['low', 'offset least'], ['average', 'average'],
@@ -26,7 +26,8 @@ export function cursorSpan(frame) {
   const { a, b } = page.view;
   const per = (b - a) / frame.count;
   const c = Math.min(frame.count - 1, Math.max(0, Math.floor((page.cursor - a) / per)));
-  const step = Math.max(0, ...Object.values(frame.folded).map(columns => columns.step[c]));
+  const usual = Object.values(frame.folded).filter(columns => !columns.isSide);
+  const step = Math.max(0, ...usual.map(columns => columns.step[c]));
   if (step >= per) {
     const from = page.meta.base + Math.floor((page.cursor - page.meta.base) / step) * step;
     return { a: from, b: from + step, column: c, step };
@@ -36,9 +37,9 @@ export function cursorSpan(frame) {
 
 /** Adds columns up; the averages weigh by messages. */
 export function total(columns, from = 0, to = columns.count) {
-  const sum = new Columns(1, columns.per * (to - from));
+  const sum = new Columns(1, columns.per * (to - from), columns.counts);
   for (let c = from; c < to; c++) {
-    for (const name of ['records', 'syncs', 'syncsDue', 'resps', 'respsDue']) sum[name][0] += columns[name][c];
+    for (const name of columns.counts) sum[name][0] += columns[name][c];
     if (!columns.measured(c)) continue;
     sum.low[0] = Math.min(sum.low[0], columns.low[c]);
     sum.high[0] = Math.max(sum.high[0], columns.high[c]);

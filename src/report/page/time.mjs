@@ -54,9 +54,11 @@ export function zoneName(t) {
   return `UTC${offset < 0 ? '−' : '+'}${two(Math.floor(size / 3600))}:${two(Math.floor(size % 3600 / 60))}`;
 }
 
-/** "Mon 29 Mar 01:59:30 – 03:00:30 UTC+01:00 / +02:00" */
+/** "Mon 29 Mar 01:59:30 – 03:00:30 UTC+01:00 / +02:00"; with the years where they differ. */
 export function timeRange(a, b) {
   const zones = zoneName(a) === zoneName(b) ? zoneName(a) : `${zoneName(a)} / ${zoneName(b).replace('UTC', '')}`;
+  const [from, to] = [a, b].map(t => local(t).getUTCFullYear());
+  if (from !== to) return `${day(a)} ${from} ${clock(a)} – ${day(b)} ${to} ${clock(b)} ${zones}`;
   if (b - a <= 1.01) return `${day(a)} ${clock(a)} ${zones}`;
   return `${day(a)} ${clock(a)} – ${day(a) === day(b) ? '' : `${day(b)} `}${clock(b)} ${zones}`;
 }

@@ -2,86 +2,11 @@
 
 import { ScreenPen, PaperPen } from './pens.mjs';
 import { clock, dateTime, day, isMidnight, offsetAt, timeTicks, zoneName } from './time.mjs';
-import { drawBandPanel, drawMissingPanel, drawPlainPanel } from './panels.mjs';
+import { drawBandPanel, drawBarsPanel } from './panels.mjs';
 import { drawCard, drawFlags, drawGenlock, drawMaster, drawState } from './lanes.mjs';
 import { fold } from './fold.mjs';
+import { layout } from './layout.mjs';
 import { byId, page } from './state.mjs';
-
-const LANE = 17;
-const TITLE_HEIGHT = 20;
-const NARROW_BELOW = 640;
-
-/** Panels that can be chosen: name, title, whether the data has it. */
-export const CHOICES = [
-  ['offset0', 'Offset, SFP A', () => page.hasSfp[0]],
-  ['offset1', 'Offset, SFP B', () => page.hasSfp[1]],
-  ['ab', 'Difference A − B', () => page.hasSfp[0] && page.hasSfp[1]],
-  ['path', 'Mean path delay', () => true],
-  ['missing', 'Messages missing', () => true],
-  ['toFollower', 'Master to follower delay', () => has('toFollowerAvg10')],
-  ['toMaster', 'Follower to master delay', () => has('toMasterAvg10')],
-  ['jitter', 'Origin time stamp jitter', () => has('jitterAvg10')],
-  ['respDelay', 'Delay_Req to Delay_Resp', () => has('respDelayAvg10')],
-  ['rates', 'Link rates', () => has('rx')],
-  ['errors', 'Dropped, errors, discarded', () => has('errors')],
-];
-
-const has = column => Boolean(page.store.levelWith(column));
-
-export const isSmall = width => width < NARROW_BELOW;
-
-/** Every row with its place, for a width; `gutter` is the room for labels on the left. */
-function layout(width, tall) {
-  const small = isSmall(width);
-  const rows = [];
-  let y = 0;
-  const add = (kind, h, gap, more = {}) => {
-    rows.push({ kind, y, h, ...more });
-    y += h + gap;
-  };
-  const { meta, panels, runs } = page;
-  const sfps = [0, 1].filter(sfp => page.hasSfp[sfp]);
-  add('flags', small ? 40 : 42, 2, { label: small ? '' : 'Incidents' });
-  if (runs.card.length) add('card', LANE, 3, { label: 'Card' });
-  if (runs.genlock.length) add('genlock', LANE, 3, { label: 'Genlock' });
-  for (const sfp of sfps) {
-    add('state', LANE, 1, { label: `SFP ${'AB'[sfp]}`, sfp });
-    add('master', 11, 5, { label: small ? 'GM' : `Master ${'AB'[sfp]}`, sfp });
-  }
-  const height = small ? 108 : Math.max(122, Math.min(230, tall * 0.105)) + 8;
-  const panel = (scale, more) => add('band', Math.round(height * scale), 6, { head: TITLE_HEIGHT, ...more });
-  const { limits } = meta;
-  for (const sfp of sfps) {
-    if (!panels[`offset${sfp}`]) continue;
-    panel(1, { quantity: 'off', sfps: [sfp], title: `Offset from master, SFP ${'AB'[sfp]}`,
-      spread: true, least: 30, limits: [limits.offsetWarn, limits.offsetFail] });
-  }
-  if (panels.ab && sfps.length === 2) {
-    panel(0.8, { quantity: 'ab', sfps: [2], least: 30, limits: [limits.abWarn, limits.abFail],
-      title: small ? 'A − B, average offset' : 'Difference of the SFPs’ average offset, A − B, same grandmaster' });
-  }
-  for (const sfp of panels.path ? sfps : []) {
-    panel(0.69, { quantity: 'path', sfps: [sfp], title: `Mean path delay, SFP ${'AB'[sfp]}`, linear: true });
-  }
-  if (panels.missing) {
-    const title = small ? 'Messages missing' : 'Messages missing: Sync solid, Delay_Resp pale; A upwards, B downwards';
-    add('missing', small ? 56 : 64, 6, { title, sfps, head: TITLE_HEIGHT });
-  }
-  for (const [name, title] of CHOICES.slice(5, 9)) {
-    if (!panels[name]) continue;
-    panel(0.8, { quantity: name, sfps, title: `${title}: A blue, B orange`, linear: name !== 'jitter' });
-  }
-  if (panels.rates) {
-    add('plain', 64, 6, { title: 'Link rates, greatest: receive solid, transmit dashed', sfps, head: TITLE_HEIGHT,
-      fields: ['rx', 'tx'], unit: most => `${(most * 8 / 1e9).toPrecision(3)} Gb/s` });
-  }
-  if (panels.errors) {
-    add('plain', 64, 6, { title: 'Dropped, errors, discarded', sfps, head: TITLE_HEIGHT,
-      fields: ['dropped', 'errors', 'discarded'], add: true, unit: most => most.toPrecision(2) });
-  }
-  add('axis', 34, 0);
-  return { rows, height: y, gutter: small ? 50 : 78 };
-}
 
 /** The picture's coordinates, and the folded columns that its panels share. */
 function frameOf(pen, width, gutter, view) {
@@ -92,9 +17,9 @@ function frameOf(pen, width, gutter, view) {
   return {
     view, left, width: wide, right: left + wide, count, column: wide / count, folded,
     x: t => left + (t - view.a) / (view.b - view.a) * wide,
-    columns: (sfp, quantity, options = {}) => {
-      const key = `${sfp}.${options.field || quantity}`;
-      folded[key] ??= fold(page.store, sfp, quantity, view.a, view.b, count, options);
+    columns: (sfp, quantity) => {
+      const key = `${sfp}.${quantity}`;
+      folded[key] ??= fold(page.store, sfp, quantity, view.a, view.b, count);
       return folded[key];
     },
   };
@@ -148,7 +73,7 @@ function drawTimeAxis(pen, frame, row, { step, ticks }) {
 
 const DRAW = {
   card: drawCard, genlock: drawGenlock, state: drawState, master: drawMaster,
-  band: drawBandPanel, missing: drawMissingPanel, plain: drawPlainPanel,
+  band: drawBandPanel, bars: drawBarsPanel,
 };
 
 function drawStack(pen, width, { rows, gutter }, view) {

@@ -24,6 +24,10 @@ ARGUMENTS = (
 )
 
 
+def program():
+    return os.environ["KESTRUNE_REPORT"].split()
+
+
 def start_browser():
     options = Options()
     for argument in ARGUMENTS:
@@ -36,13 +40,14 @@ class PageTest(unittest.TestCase):
     """Tests of a page that the program has written; one browser and one recording for all of a class."""
 
     maxDiff = None
+    write = staticmethod(recording.write)
 
     @classmethod
     def setUpClass(cls):
         folder = tempfile.TemporaryDirectory()
         cls.addClassCleanup(folder.cleanup)
         cls.prefix = os.path.join(folder.name, "studio1")
-        cls.seconds = recording.write(cls.prefix)
+        cls.seconds = cls.write(cls.prefix)
         cls.page = cls.prefix + ".html"
         cls.result = cls.report(cls.prefix)
         cls.browser = start_browser()
@@ -51,8 +56,7 @@ class PageTest(unittest.TestCase):
     @staticmethod
     def report(prefix, *options):
         """Runs the program; the page lies beside the files."""
-        program = os.environ["KESTRUNE_REPORT"].split()
-        command = [*program, prefix, "-o", prefix + ".html", *options]
+        command = [*program(), prefix, "-o", prefix + ".html", *options]
         return subprocess.run(command, capture_output=True, text=True, check=False)
 
     def open(

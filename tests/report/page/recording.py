@@ -1,4 +1,5 @@
-"""A recording of four hours over the spring change of clocks in Berlin, every value of which is known."""
+"""Recordings every value of which is known: four hours over the spring change of clocks in Berlin, and a month of which
+some minutes of every day were recorded."""
 
 import json
 import random
@@ -14,6 +15,11 @@ SPIKE = 3 * 3600 + 1234
 SPIKE_RANGE = (-321, 2251)
 GAP = (5000, 5060)  # SFP A has no records
 PLATEAU = (6000, 7000)  # SFP B is out of lock, 80 µs off
+QUIET_FOLLOW_UPS = (9000, 9300)  # SFP B receives three of four Follow_Up messages
+SLOW_LINK = 2222
+DAY = 86400
+DAYS = 30
+DAILY_SPIKE = 150  # seconds after the recording's time of day
 WORST = 318385151  # of a message, while SFP A locks for the first time
 MASTERS = (bytes.fromhex("080011fffe210001"), bytes.fromhex("080011fffe210002"))
 RATE = 8
@@ -45,15 +51,27 @@ class Second:
             self.high = WORST
         if sfp == 0 and t == SPIKE:
             average, (self.low, self.high) = 871, SPIKE_RANGE
+        if t > DAY and t % DAY == DAILY_SPIKE:
+            self.low, self.high = (-60, 2000 + t // DAY) if sfp == 0 else (-1500 - t // DAY, 60)
         self.sum = average * self.syncs + dice.randint(0, self.syncs)
         self.squares = spread * spread // 4 * self.syncs
         self.path = 1850 + sfp * 550 + dice.randint(-20, 20)
+        self.to_follower = (self.path - (4000 if t % 3600 == SPIKE % 3600 else 9), self.path + 9)
+        self.follow_ups = self.syncs
+        if sfp == 1 and QUIET_FOLLOW_UPS[0] <= t < QUIET_FOLLOW_UPS[1]:
+            self.follow_ups = self.syncs * 3 // 4
+        self.rate = 0 if t == SLOW_LINK else 1_250_000
         self.master = 0 if t < MASTER_CHANGE else 1
         self.clock_class = 7 if t >= CLASS_CHANGE else 6
 
     @property
     def average(self):
         return self.sum / self.syncs
+
+    @property
+    def expects(self):
+        """Is the port in a state in which messages are due?"""
+        return self.state >= 8
 
 
 def split(value):
@@ -78,35 +96,48 @@ def unit(sfp, t, second, counters):
         record[840:848] = master
         struct.pack_into("<6i", record, 848, second.low, second.path, 0, 0, 37, 1)
         struct.pack_into("<11i", record, 872, 0, 0, 1, 1, 1, 1, 0x20, -2, -3, 0, -3)
-    pm = struct.pack("<i", second.syncs) + figures(second.path - 9, second.path * second.syncs, second.path + 9, 0)
+    pm = struct.pack("<i", second.syncs) + figures(
+        second.to_follower[0], second.path * second.syncs, second.to_follower[1], 0
+    )
     pm += figures(-700, 0, 700, 0) + figures(second.low, second.sum, second.high, second.squares)
     pm += struct.pack("<i", second.resps) + figures(second.path - 9, second.path * second.resps, second.path + 9, 0)
     pm += figures(second.path - 9, second.path * second.resps, second.path + 9, 0) + figures(30_000, 44_000, 59_000, 0)
     record[112:312] = pm
     struct.pack_into("<10I", record, 916, *counters)
     struct.pack_into("<iI", record, 956, second.state, 1)
-    struct.pack_into("<6Q", record, 968, 1_250_000, 1_250_000, 800, 800, 0, 0)
+    struct.pack_into("<6Q", record, 968, 1_250_000, second.rate, 800, 800, 0, 0)
     return struct.pack("<q", BEGIN + t) + bytes(record)
 
 
-def write(prefix):
-    """Writes the files; returns the seconds of both SFPs as {t: Second}."""
+def write_raw_data(prefix, times):
+    """Returns the seconds of both SFPs as {t: Second}."""
     dice = random.Random(2059)
     seconds = ({}, {})
     with open(prefix + "_raw_data", "wb") as raw:
         announces = [0, 0]
         counts = [[0] * 4, [0] * 4]
-        for t in range(SECONDS):
+        for t in times:
             for sfp in (0, 1):
                 if sfp == 0 and GAP[0] <= t < GAP[1]:
                     continue
                 second = Second(sfp, t, dice)
                 seconds[sfp][BEGIN + t] = second
                 announces[sfp] += 4 if second.state != 4 else 0
-                for i, more in enumerate((second.syncs, second.syncs, RATE, second.resps)):
+                for i, more in enumerate((second.syncs, second.follow_ups, RATE, second.resps)):
                     counts[sfp][i] += more
                 sync, follow_up, request, response = counts[sfp]
                 raw.write(unit(sfp, t, second, (announces[sfp], 0, sync, follow_up, request, 0, response, 0, 0, 0)))
+    return seconds
+
+
+def write_month(prefix):
+    """Five minutes of every day, and no event log."""
+    return write_raw_data(prefix, (day * DAY + t for day in range(DAYS) for t in range(300)))
+
+
+def write(prefix):
+    """Four hours, with their event log."""
+    seconds = write_raw_data(prefix, range(SECONDS))
     with open(prefix + "_event_log.txt", "w") as log:
         for t, kind, members in documents():
             local = t + (7200 if t >= CHANGE_OF_CLOCKS else 3600)
