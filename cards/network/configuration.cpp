@@ -1,5 +1,6 @@
 #include "network/configuration.h"
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
 
@@ -27,10 +28,10 @@ std::optional<Failure> CheckInterfaces(const std::vector<std::string>& names) {
   const std::string variable = "the environment variable ZV_NET_INTERFACES ";
   if (names == std::vector<std::string>{""}) return Mistake(variable + "names no network interface");
   if (names.size() > mostInterfaces) return Mistake(variable + "names more than two network interfaces");
-  for (const std::string& name : names) {
-    if (name.empty() || name.size() > longestName) {
-      return Mistake(variable + "has '" + name + "' where the name of a network interface belongs");
-    }
+  const auto wrong = std::ranges::find_if(
+      names, [](const std::string& name) { return name.empty() || name.size() > longestName; });
+  if (wrong != names.end()) {
+    return Mistake(variable + "has '" + *wrong + "' where the name of a network interface belongs");
   }
   if (names.front() == names.back() && names.size() > 1) {
     return Mistake(variable + "names the network interface " + names.front() + " twice");
@@ -71,7 +72,6 @@ std::variant<Configuration, Failure> ReadConfiguration(
     const std::function<std::string(const char* name)>& variable) {
   Configuration read;
   read.interfaces = Split(variable("ZV_NET_INTERFACES"));
-  read.traceFile = variable("ZV_NET_TRACE");
   auto failure = CheckInterfaces(read.interfaces);
   const auto number = [&](const char* name, long least, long most, auto& value) {
     if (!failure) failure = ReadNumber(name, variable(name), least, most, value);

@@ -17,7 +17,6 @@ struct Configuration {
   bool passive = false;                 ///< sends nothing
   bool hardwareClock = false;           ///< the interface's clock stamps, not the system's
   double lockThreshold = 100'000;       ///< nanoseconds
-  std::string traceFile{};              ///< empty: none
 };
 
 /// `variable` gives the value of an environment variable; an empty one leaves the default.

@@ -20,23 +20,17 @@ std::int64_t MonotonicNow() { return ReadClock(CLOCK_MONOTONIC); }
 
 }  // namespace
 
-NetworkCard::NetworkCard(const Configuration& configuration, LinkWatch watch,
-                         std::unique_ptr<TraceFile> trace)
-    : configuration_(configuration), watch_(std::move(watch)), trace_(std::move(trace)) {
+NetworkCard::NetworkCard(const Configuration& configuration, LinkWatch watch)
+    : configuration_(configuration), watch_(std::move(watch)) {
   for (std::size_t sfp = 0; sfp < configuration_.interfaces.size(); ++sfp) {
-    interfaces_.push_back(std::make_unique<NetworkInterface>(configuration_, sfp, watch_, trace_.get()));
+    interfaces_.push_back(std::make_unique<NetworkInterface>(configuration_, sfp, watch_));
   }
 }
 
 std::variant<std::unique_ptr<NetworkCard>, Failure> NetworkCard::Open(const Configuration& configuration) {
   auto watch = LinkWatch::Open();
   if (!watch) return Failure{ZV_E_INTERFACE_BIND_FAILED, "the system has no socket to watch its links with"};
-  std::unique_ptr<TraceFile> trace;
-  if (!configuration.traceFile.empty()) {
-    trace = TraceFile::Open(configuration.traceFile);
-    if (!trace) return Failure{ZV_E_FAILED_TO_OPEN_FILE, configuration.traceFile + ": cannot be written"};
-  }
-  std::unique_ptr<NetworkCard> card(new NetworkCard(configuration, std::move(*watch), std::move(trace)));
+  std::unique_ptr<NetworkCard> card(new NetworkCard(configuration, std::move(*watch)));
   std::string names;
   for (const auto& interface : card->interfaces_) {
     if (auto failure = interface->Begin(MonotonicNow())) return std::move(*failure);

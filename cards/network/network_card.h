@@ -10,7 +10,6 @@
 #include "network/failure.h"
 #include "network/link_watch.h"
 #include "network/network_interface.h"
-#include "network/trace_file.h"
 
 namespace kestrune::network {
 
@@ -46,7 +45,7 @@ class NetworkCard final : public kit::Card {
     std::array<std::array<std::uint8_t, 2>, 2> sfpIp{};
   };
 
-  NetworkCard(const Configuration& configuration, LinkWatch watch, std::unique_ptr<TraceFile> trace);
+  NetworkCard(const Configuration& configuration, LinkWatch watch);
 
   void Wait(std::chrono::milliseconds longest) const;
   std::vector<TelemetryRecord> CloseSecond(std::int64_t now);
@@ -55,7 +54,6 @@ class NetworkCard final : public kit::Card {
 
   const Configuration configuration_;
   LinkWatch watch_;
-  const std::unique_ptr<TraceFile> trace_;
   std::vector<std::unique_ptr<NetworkInterface>> interfaces_;  ///< one or two
   kit::CardDescription description_;
   std::size_t selectedSfp_ = 0;

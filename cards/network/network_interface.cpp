@@ -1,6 +1,7 @@
 #include "network/network_interface.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <utility>
 
@@ -44,33 +45,30 @@ std::uint32_t SpeedCode(std::uint32_t megabitsPerSecond) {
 }  // namespace
 
 NetworkInterface::NetworkInterface(const Configuration& configuration, std::size_t sfp,
-                                   const LinkWatch& watch, TraceFile* trace)
-    : configuration_(configuration),
-      sfp_(sfp),
-      name_(configuration.interfaces.at(sfp)),
-      watch_(watch),
-      trace_(trace) {
+                                   const LinkWatch& watch)
+    : configuration_(configuration), sfp_(sfp), name_(configuration.interfaces.at(sfp)), watch_(watch) {
   record_.sfp = static_cast<std::uint8_t>(sfp);
 }
 
 std::optional<Failure> NetworkInterface::Begin(std::int64_t now) {
   link_ = watch_.Read(name_);
   if (!link_) return Failure{ZV_E_DEVICE_NOT_PRESENT, "there is no network interface " + name_};
+  if (link_->macAddress == Link().macAddress) {
+    return Failure{ZV_E_INVALID_PARAMETER, "network interface " + name_ + " has no MAC address"};
+  }
   if (auto failure = Open(*link_)) return failure;
   macAddress_ = HexText(link_->macAddress);
   speed_ = watch_.Speed(name_);
   counted_ = *link_;
   attended_ = now;
-  ptp::FollowerSettings settings{.portIdentity = MakePortIdentity(link_->macAddress, sfp_),
-                                 .domainNumber = configuration_.domainNumber,
-                                 .measuresDelay = !configuration_.passive,
-                                 .clockIsUtc = !configuration_.hardwareClock,
-                                 .pathDelayFilter = ptp::PathDelayFilter::Kind::MovingMedian,
-                                 .lockThreshold = configuration_.lockThreshold,
-                                 .unlockThreshold = 2 * configuration_.lockThreshold,
-                                 .calibrationThreshold = std::numeric_limits<double>::infinity()};
-  if (trace_ != nullptr) settings.tell = [this](const ptp::Sample& sample) { trace_->Write(name_, sample); };
-  port_.emplace(settings);
+  port_.emplace(ptp::FollowerSettings{.portIdentity = MakePortIdentity(link_->macAddress, sfp_),
+                                      .domainNumber = configuration_.domainNumber,
+                                      .measuresDelay = !configuration_.passive,
+                                      .clockIsUtc = !configuration_.hardwareClock,
+                                      .pathDelayFilter = ptp::PathDelayFilter::Kind::MovingMedian,
+                                      .lockThreshold = configuration_.lockThreshold,
+                                      .unlockThreshold = 2 * configuration_.lockThreshold,
+                                      .calibrationThreshold = std::numeric_limits<double>::infinity()});
   return std::nullopt;
 }
 
@@ -144,7 +142,6 @@ void NetworkInterface::CloseInterval(std::int64_t nanoseconds) {
   ptp::FillRecord(Follower(), record_);
   record_.state = static_cast<std::int32_t>(State());
   EnterLink(nanoseconds);
-  if (trace_ != nullptr) trace_->Write(name_, Follower().Counters());
 }
 
 void NetworkInterface::EnterLink(std::int64_t nanoseconds) {
@@ -152,7 +149,7 @@ void NetworkInterface::EnterLink(std::int64_t nanoseconds) {
   const double seconds = static_cast<double>(nanoseconds) / 1e9;
   const auto rate = [&](std::uint64_t before, std::uint64_t after) {
     const std::uint64_t octets = after > before ? after - before : 0;
-    return static_cast<std::uint64_t>(static_cast<double>(octets) / seconds + 0.5);
+    return static_cast<std::uint64_t>(std::llround(static_cast<double>(octets) / seconds));
   };
   record_.linkSpeed = SpeedCode(speed_);
   record_.linkTransmitRate = rate(counted_.octetsTransmitted, link.octetsTransmitted);

@@ -9,7 +9,6 @@
 #include "network/link_watch.h"
 #include "network/ptp_port.h"
 #include "network/stamped_socket.h"
-#include "network/trace_file.h"
 #include "sdk/telemetry_record.h"
 
 namespace kestrune::network {
@@ -18,9 +17,8 @@ namespace kestrune::network {
 /// nanoseconds on a clock that only goes forward.
 class NetworkInterface {
  public:
-  /// `sfp` is the SFP index. `watch` and `trace` outlive it; `trace` may be null.
-  NetworkInterface(const Configuration& configuration, std::size_t sfp, const LinkWatch& watch,
-                   TraceFile* trace);
+  /// `sfp` is the SFP index. `configuration` and `watch` outlive it.
+  NetworkInterface(const Configuration& configuration, std::size_t sfp, const LinkWatch& watch);
 
   /// Opens the interface, which must be there and ready, for the first time.
   std::optional<Failure> Begin(std::int64_t now);
@@ -62,7 +60,6 @@ class NetworkInterface {
   const std::size_t sfp_;
   const std::string name_;
   const LinkWatch& watch_;
-  TraceFile* const trace_;
 
   std::optional<Link> link_;  ///< none: there is no such interface now
   unsigned openIndex_ = 0;    ///< of the interface that the sockets are on

@@ -45,6 +45,8 @@ void Write(Integer value, std::span<std::uint8_t> octets, std::size_t at) {
   }
 }
 
+std::int32_t ReadSigned(std::uint8_t octet) { return octet < 0x80 ? octet : octet - 0x100; }
+
 ptp::PortIdentity ReadPortIdentity(Octets octets, std::size_t at) {
   return {Read<std::uint64_t>(octets, at), Read<std::uint16_t>(octets, at + 8)};
 }
@@ -65,7 +67,7 @@ Message ReadHeader(Octets octets) {
           .correctionField = Read<std::int64_t>(octets, 8),
           .sourcePortIdentity = ReadPortIdentity(octets, 20),
           .sequenceId = Read<std::uint16_t>(octets, 30),
-          .logMessageInterval = static_cast<std::int8_t>(octets[33])};
+          .logMessageInterval = ReadSigned(octets[33])};
 }
 
 ptp::AnnounceMessage ReadAnnounce(Octets octets, const Message& header) {

@@ -35,7 +35,7 @@ struct Message {
   std::int64_t correctionField;  ///< nanoseconds × 2^16
   ptp::PortIdentity sourcePortIdentity;
   std::uint16_t sequenceId;
-  std::int8_t logMessageInterval;
+  std::int32_t logMessageInterval;
   std::int64_t timestamp = 0;                  ///< in nanoseconds; 0 in a Signaling or Management message
   ptp::PortIdentity requestingPortIdentity{};  ///< of a Delay_Resp or Pdelay_Resp
   ptp::AnnounceMessage announce{};             ///< of an Announce, but for the sender's address

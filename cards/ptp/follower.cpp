@@ -96,7 +96,6 @@ std::optional<std::int64_t> Follower::Measure(const std::optional<SyncTimes>& ti
   measurements_.masterToFollowerDelay.Add(delay);
   measurements_.offsetFromMaster.Add(offset);
   ++syncsMeasured_;
-  if (settings_.tell) settings_.tell({.sequenceId = times->sequenceId, .masterToFollowerDelay = delay});
   if (step < 0) return offset;  // a later one has overtaken it
   lastSync_ = times;
   masterToFollower_ = static_cast<double>(delay);
@@ -157,10 +156,6 @@ void Follower::Measure(const DelayExchange& exchange) {
                                              exchange.localTransmitTimestamp);
   ++delaysMeasured_;
   pathDelay_.Add(sample);
-  if (!settings_.tell) return;
-  settings_.tell({.sequenceId = exchange.sequenceId,
-                  .followerToMasterDelay = followerToMaster,
-                  .meanPathDelay = std::llround(sample)});
 }
 
 bool Follower::Calibrated() const {

@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <deque>
-#include <functional>
 #include <optional>
 #include <vector>
 
@@ -29,14 +28,6 @@ enum class PortState : std::int32_t {
 /// A clock that is further from its master is not a follower's yet, in nanoseconds.
 inline constexpr double stepThreshold = 10'000;
 
-/// One Sync or one delay exchange measured, in nanoseconds.
-struct Sample {
-  std::uint16_t sequenceId;
-  std::optional<std::int64_t> masterToFollowerDelay{};  ///< of a Sync
-  std::optional<std::int64_t> followerToMasterDelay{};  ///< of a Delay_Req, with the next
-  std::int64_t meanPathDelay = 0;
-};
-
 /// What a follower is, for as long as it lives. Thresholds are of a second's mean offset, in nanoseconds.
 struct FollowerSettings {
   PortIdentity portIdentity{};  ///< the follower's own
@@ -47,7 +38,6 @@ struct FollowerSettings {
   double lockThreshold = 500;
   double unlockThreshold = 1'000;
   double calibrationThreshold = stepThreshold;  ///< a clock further away is not calibrated
-  std::function<void(const Sample&)> tell{};    ///< called for each sample, if it is there
 };
 
 /// What the follower has measured in one telemetry interval.

@@ -41,7 +41,7 @@ struct AnnounceMessage {
   std::uint8_t flagOctet0 = 0;       ///< FlagOctet0
   std::uint8_t flagOctet1 = 0;       ///< FlagOctet1
   std::int64_t correctionField = 0;  ///< as it stands on the wire: nanoseconds × 2^16
-  std::int8_t logMessageInterval = logAnnounceInterval;
+  std::int32_t logMessageInterval = logAnnounceInterval;
   std::int64_t originTimestamp = 0;
   std::int16_t currentUtcOffset = 0;  ///< seconds
   std::uint64_t grandmasterIdentity = 0;
@@ -58,7 +58,7 @@ struct SyncMessage {
   PortIdentity sourcePortIdentity;
   std::uint16_t sequenceId = 0;
   bool twoStepFlag = false;  ///< a Follow_Up brings the origin timestamp
-  std::int8_t logMessageInterval = logSyncInterval;
+  std::int32_t logMessageInterval = logSyncInterval;
   std::int64_t originTimestamp = 0;  ///< of a one-step master
   std::int64_t correction = 0;
   std::int64_t receiveTimestamp = 0;  ///< by the follower's clock
@@ -75,7 +75,7 @@ struct DelayRespMessage {
   PortIdentity sourcePortIdentity;
   PortIdentity requestingPortIdentity{};
   std::uint16_t sequenceId = 0;  ///< of the Delay_Req
-  std::int8_t logMessageInterval = logMinDelayReqInterval;
+  std::int32_t logMessageInterval = logMinDelayReqInterval;
   std::int64_t receiveTimestamp = 0;  ///< of the Delay_Req, by the master's clock
   std::int64_t correction = 0;
 };

@@ -28,7 +28,7 @@ constexpr std::int64_t Interval(std::int32_t logMessageInterval) {
 }
 
 /// What a message announces, or what holds without it: 0x7F announces nothing (IEEE 1588-2019, table 42).
-constexpr std::int32_t AnnouncedLog(std::int8_t logMessageInterval, std::int32_t otherwise) {
+constexpr std::int32_t AnnouncedLog(std::int32_t logMessageInterval, std::int32_t otherwise) {
   return logMessageInterval == 0x7F ? otherwise : logMessageInterval;
 }
 

@@ -53,10 +53,11 @@ std::vector<AnyBucket> MergedBuckets(std::vector<AnyBucket> buckets, std::int64_
 template <typename AnyBucket>
 bool AppendToSeries(std::vector<AnyBucket>& series, const AnyBucket& narrow, std::int64_t width,
                     std::size_t most) {
-  const std::int64_t start = BucketStart(narrow.start, width);
-  if (series.empty() || series.back().start != start) {
+  const bool fits =
+      !series.empty() && narrow.start >= series.back().start && narrow.start < series.back().start + width;
+  if (!fits) {
     series.emplace_back();
-    series.back().start = start;
+    series.back().start = BucketStart(narrow.start, width);
   }
   series.back().Merge(narrow);
   return series.size() >= most;

@@ -5,12 +5,6 @@
 
 namespace kestrune::report {
 
-void Stat::Merge(const Stat& other) {
-  if (other.count == 0) return;
-  const auto n = static_cast<double>(other.count);
-  Add(other.count, other.mean * n, other.least, other.greatest, other.m2);
-}
-
 double Stat::StandardDeviation() const { return count > 0 ? std::sqrt(m2 / static_cast<double>(count)) : 0; }
 
 std::int64_t Stat::Worst() const {

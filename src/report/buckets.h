@@ -20,6 +20,13 @@ enum Quantity : std::uint8_t {
   quantityCount
 };
 
+/// The nearest whole number, halves away from 0. At most 2^62 on either side.
+inline std::int64_t Rounded(double value) {
+  const auto whole = static_cast<std::int64_t>(value);
+  const double rest = value - static_cast<double>(whole);
+  return whole + (rest >= 0.5 ? 1 : 0) - (rest <= -0.5 ? 1 : 0);
+}
+
 /// Count, average, spread and exact extremes of weighed samples; merges without loss of the extremes.
 struct Stat {
   std::int64_t count = 0;  ///< messages; 0: nothing was measured, and nothing else here means anything
@@ -28,22 +35,26 @@ struct Stat {
   std::int64_t least = std::numeric_limits<std::int64_t>::max();
   std::int64_t greatest = std::numeric_limits<std::int64_t>::min();
 
-  /// Adds `messages` > 0 samples with this sum, these extremes and this summed squared deviation from their
-  /// own average.
-  void Add(std::int64_t messages, double sum, std::int64_t low, std::int64_t high, double squaredDeviation) {
-    const auto n = static_cast<double>(messages);
-    const auto before = static_cast<double>(count);
-    const double distance = sum / n - mean;
-    const double share = n / (before + n);
-    mean += distance * share;
-    m2 += std::max(0.0, squaredDeviation) + distance * distance * before * share;
-    count += messages;
-    least = std::min(least, low);
-    greatest = std::max(greatest, high);
+  /// Of `messages` > 0 samples with this sum, these extremes and this summed squared deviation from their own
+  /// average.
+  static Stat Of(std::int64_t messages, double sum, std::int64_t low, std::int64_t high,
+                 double squaredDeviation) {
+    return {messages, sum / static_cast<double>(messages), std::max(0.0, squaredDeviation), low, high};
   }
   /// Adds one sample.
-  void Add(std::int64_t value) { Add(1, static_cast<double>(value), value, value, 0); }
-  void Merge(const Stat& other);
+  void Add(std::int64_t value) { Merge({1, static_cast<double>(value), 0, value, value}); }
+  void Merge(const Stat& other) {
+    if (other.count == 0) return;
+    const auto before = static_cast<double>(count);
+    const auto added = static_cast<double>(other.count);
+    const double share = added / (before + added);
+    const double distance = other.mean - mean;
+    mean += distance * share;
+    m2 += other.m2 + distance * distance * before * share;
+    count += other.count;
+    least = std::min(least, other.least);
+    greatest = std::max(greatest, other.greatest);
+  }
   double StandardDeviation() const;
   /// Whichever extreme is farther from 0; 0 without samples.
   std::int64_t Worst() const;

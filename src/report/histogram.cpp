@@ -4,35 +4,28 @@
 #include <cmath>
 
 namespace kestrune::report {
-namespace {
 
-constexpr std::uint64_t exactBelow = 2048;
-constexpr std::uint64_t binsPerPower = exactBelow / 2;
-
-std::size_t IndexOf(std::uint64_t magnitude) {
+std::size_t Histogram::IndexOf(std::uint64_t magnitude) {
   if (magnitude < exactBelow) return static_cast<std::size_t>(magnitude);
   const auto shift = static_cast<std::uint64_t>(std::bit_width(magnitude) - std::bit_width(binsPerPower));
   const std::uint64_t bin = exactBelow + (shift - 1) * binsPerPower + ((magnitude >> shift) - binsPerPower);
   return static_cast<std::size_t>(bin);
 }
 
-double LowOf(std::size_t index) {
+double Histogram::LowOf(std::size_t index) {
   if (index < exactBelow) return static_cast<double>(index);
   const std::size_t beyond = index - exactBelow;
   return std::ldexp(static_cast<double>(binsPerPower + beyond % binsPerPower),
                     static_cast<int>(beyond / binsPerPower) + 1);
 }
 
-double MiddleOf(std::size_t index) {
+double Histogram::MiddleOf(std::size_t index) {
   return index < exactBelow ? static_cast<double>(index) : (LowOf(index) + LowOf(index + 1)) / 2;
 }
 
-}  // namespace
-
-void Histogram::Add(std::int64_t value) {
-  const auto bits = static_cast<std::uint64_t>(value);
+void Histogram::AddAnywhere(std::int64_t value) {
   auto& side = value < 0 ? below_ : above_;
-  const std::size_t index = IndexOf(value < 0 ? 0 - bits : bits);
+  const std::size_t index = IndexOf(Magnitude(value));
   if (index >= side.size()) side.resize(index + 256);
   ++side[index];
   ++count_;

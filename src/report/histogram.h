@@ -16,7 +16,17 @@ class Histogram {
     std::uint64_t count;
   };
 
-  void Add(std::int64_t value);
+  void Add(std::int64_t value) {
+    // What is usual is counted at once.
+    auto& side = value < 0 ? below_ : above_;
+    const std::uint64_t magnitude = Magnitude(value);
+    if (magnitude < exactBelow && magnitude < side.size()) {
+      ++side[magnitude];
+      ++count_;
+    } else {
+      AddAnywhere(value);
+    }
+  }
   std::uint64_t Count() const { return count_; }
   /// The least value (of a bin: its middle) that at least this share, 0 to 1, of all values doesn't exceed; 0
   /// when there are none.
@@ -27,6 +37,18 @@ class Histogram {
   std::vector<Bin> Bins() const;
 
  private:
+  static constexpr std::uint64_t exactBelow = 2048;
+  static constexpr std::uint64_t binsPerPower = exactBelow / 2;
+
+  static std::uint64_t Magnitude(std::int64_t value) {
+    const auto bits = static_cast<std::uint64_t>(value);
+    return value < 0 ? 0 - bits : bits;
+  }
+  static std::size_t IndexOf(std::uint64_t magnitude);
+  static double LowOf(std::size_t index);
+  static double MiddleOf(std::size_t index);
+  void AddAnywhere(std::int64_t value);
+
   std::vector<std::uint64_t> above_;
   std::vector<std::uint64_t> below_;
   std::uint64_t count_ = 0;

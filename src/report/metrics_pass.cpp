@@ -37,6 +37,7 @@ class Average {
 MetricsPass::MetricsPass(const MetricsMark& from, EventLog log, const Limits& limits)
     : limits_(limits), from_(from), marks_{from}, sums_(from.sums), watch_(recording_, limits_, this) {
   recording_.eventLog = std::move(log);
+  links_.emplace(recording_.eventLog);
   recording_.masters.assign(1, Master{});
   if (from.newest != 0) watch_.Resume(from.watch);
 }
@@ -69,12 +70,13 @@ std::int32_t MetricsPass::OnMaster(const Master& master) {
 }
 
 void MetricsPass::OnSecond(int sfp, TimedRecord& record) {
-  ForgetDueWithoutLink(recording_.eventLog, sfp, record.second);
+  links_->ForgetDueWithout(sfp, record.second);
   newest_ = std::max(newest_, record.second.start);
   watch_.OnSecond(sfp, record.second, record.state, record.master);
 }
 
-void MetricsPass::OnCheckpoint(std::uint64_t place, const std::array<std::int64_t, sfpCount>& last) {
+void MetricsPass::OnCheckpoint(std::uint64_t place, std::int64_t /*stamp*/,
+                               const std::array<std::int64_t, sfpCount>& last) {
   watch_.Settle();
   if (marks_.size() == 2) marks_.pop_front();
   marks_.push_back({place, last, newest_, watch_.Memory(), sums_});

@@ -47,7 +47,8 @@ class MetricsPass : public RecordWalk::Listener, public WatchListener {
   void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override;
   std::int32_t OnMaster(const Master& master) override;
   void OnSecond(int sfp, TimedRecord& record) override;
-  void OnCheckpoint(std::uint64_t place, const std::array<std::int64_t, sfpCount>& last) override;
+  void OnCheckpoint(std::uint64_t place, std::int64_t stamp,
+                    const std::array<std::int64_t, sfpCount>& last) override;
   void OnWatched(const WatchedSecond& second) override;
 
  private:
@@ -70,6 +71,7 @@ class MetricsPass : public RecordWalk::Listener, public WatchListener {
   bool cardLocked_ = false;
   int followed_ = 0;
   MetricsSums sums_;
+  std::optional<LoggedLinks> links_;  ///< of the recording's event log
   Watch watch_;
 };
 

@@ -18,9 +18,8 @@ std::size_t Index(int sfp) { return static_cast<std::size_t>(sfp); }
 /// Counts an interval of 2^-7 to 2^8 seconds.
 template <typename Counts>
 void CountInterval(std::int32_t log2, Counts& counts) {
-  const std::int32_t place = log2 + 7;
-  if (place >= 0 && place < static_cast<std::int32_t>(counts.size()))
-    ++counts[static_cast<std::size_t>(place)];
+  if (log2 >= -7 && log2 < static_cast<std::int32_t>(counts.size()) - 7)
+    ++counts[static_cast<std::size_t>(log2 + 7)];
 }
 
 /// The commonest interval as a rate a second; 0 when it is longer, or nothing was counted.
@@ -45,7 +44,10 @@ void AddExtremes(Extremes& extremes, bool first, const Bucket& second) {
 }  // namespace
 
 RawDataPass::RawDataPass(Recording& recording, const std::vector<RecordObserver*>& observers)
-    : recording_(recording), observers_(observers), starts_(recording.eventLog.starts) {
+    : recording_(recording),
+      observers_(observers),
+      links_(recording.eventLog),
+      starts_(recording.eventLog.starts) {
   recording_.masters.assign(1, Master{});
   std::ranges::sort(starts_);
 }
@@ -56,10 +58,7 @@ void RawDataPass::OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std
   const TelemetryRecord& record = unit.record;
   SfpState& state = sfps_[record.sfp];
   auto& lately = state.lately;
-  auto& stats = lately.byLock[record.state == 10 ? 1 : 0];
-  for (const Quantity quantity : {toFollower, originJitter, offset, pathDelay, toMaster, reqToResp}) {
-    AddFigures(record, quantity, stats[quantity]);
-  }
+  lately.byLock[record.state == 10 ? 1 : 0].Add(record.performanceMonitoring);
   lately.rates[0].Add(record.linkTransmitRate);
   lately.rates[1].Add(record.linkReceiveRate);
   if (++lately.records == recordsLately) MergeLately(record.sfp);
@@ -75,15 +74,16 @@ void RawDataPass::OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std
 void RawDataPass::MergeLately(int sfp) {
   SfpRecording& all = recording_.sfp[Index(sfp)];
   Lately& lately = sfps_[Index(sfp)].lately;
-  for (std::size_t q = 0; q < quantityCount; ++q) {
-    all.locked[q].Merge(lately.byLock[1][q]);
-    lately.byLock[0][q].Merge(lately.byLock[1][q]);
-    all.all[q].Merge(lately.byLock[0][q]);
+  for (const Quantity quantity : {toFollower, originJitter, offset, pathDelay, toMaster, reqToResp}) {
+    const Stat locked = lately.byLock[1].Of(quantity);
+    all.locked[quantity].Merge(locked);
+    all.all[quantity].Merge(lately.byLock[0].Of(quantity));
+    all.all[quantity].Merge(locked);
   }
   if (lately.records > 0) {
     const auto [transmit, receive] = lately.rates;
-    all.transmitRate.Add(lately.records, transmit.sum, transmit.least, transmit.greatest, 0);
-    all.receiveRate.Add(lately.records, receive.sum, receive.least, receive.greatest, 0);
+    all.transmitRate.Merge(Stat::Of(lately.records, transmit.sum, transmit.least, transmit.greatest, 0));
+    all.receiveRate.Merge(Stat::Of(lately.records, receive.sum, receive.least, receive.greatest, 0));
   }
   lately = {};
 }
@@ -136,7 +136,7 @@ std::int32_t RawDataPass::OnMaster(const Master& master) {
 
 void RawDataPass::OnSecond(int sfp, TimedRecord& record) {
   SfpRecording& all = recording_.sfp[Index(sfp)];
-  ForgetDueWithoutLink(recording_.eventLog, sfp, record.second);
+  links_.ForgetDueWithout(sfp, record.second);
   const Bucket& second = record.second;
   FollowTime(sfp, record);
   all.state.Set(second.start, record.state);
@@ -147,7 +147,6 @@ void RawDataPass::OnSecond(int sfp, TimedRecord& record) {
   DifferenceBucket difference;
   const std::uint64_t grandmaster = recording_.masters[Index(record.master)].grandmaster;
   if (pairs_.Add(sfp, second, grandmaster, difference)) {
-    recording_.difference.Merge(difference);
     if (AppendToSeries(recording_.differences, difference, recording_.bucketWidth, mostBuckets)) Widen();
   }
   for (RecordObserver* observer : observers_) observer->OnSecond(sfp, second, record.state, record.master);
@@ -192,11 +191,11 @@ void RawDataPass::CheckClock(int sfp, const TimedRecord& record, std::int64_t ho
 void RawDataPass::AddLocked(SfpRecording& all, const Bucket& second) {
   if (second.syncs > 0) {
     AddExtremes(all.offsetLocked, all.secondOffset.Count() == 0, second);
-    all.secondOffset.Add(std::llround(second.offset.mean));
+    all.secondOffset.Add(Rounded(second.offset.mean));
     const std::int64_t worst = second.offset.Worst();
     all.worstOffset.Add(worst < 0 ? -worst : worst);
   }
-  if (second.resps > 0) all.secondPath.Add(std::llround(second.path.mean));
+  if (second.resps > 0) all.secondPath.Add(Rounded(second.path.mean));
 }
 
 void RawDataPass::AddToSeries(int sfp, const Bucket& second) {
@@ -218,8 +217,9 @@ void RawDataPass::Widen() {
   while (merge() > mostBuckets / 2) recording_.bucketWidth = WiderBucket(recording_.bucketWidth);
 }
 
-void RawDataPass::OnCheckpoint(std::uint64_t place, const std::array<std::int64_t, sfpCount>& last) {
-  recording_.checkpoints.push_back({place, INT64_MAX, INT64_MIN, last});
+void RawDataPass::OnCheckpoint(std::uint64_t place, std::int64_t stamp,
+                               const std::array<std::int64_t, sfpCount>& last) {
+  recording_.checkpoints.push_back({place, stamp, INT64_MAX, INT64_MIN, 0, 0, last});
 }
 
 void RawDataPass::Finish() {
@@ -239,12 +239,22 @@ void RawDataPass::Finish() {
     records += all.records;
   }
   MergeBuckets(recording_.differences, recording_.bucketWidth);
+  for (const DifferenceBucket& bucket : recording_.differences) recording_.difference.Merge(bucket);
   recording_.base = BucketStart(recording_.first, 3600);
   recording_.smeared = stamps + records / 100 < records;
   recording_.syncRate = CommonRate(syncIntervals_);
   recording_.respRate = CommonRate(respIntervals_);
   CountMessagesDue();
   FindGaps();
+  IndexCheckpoints();
+}
+
+void RawDataPass::IndexCheckpoints() {
+  auto& all = recording_.checkpoints;
+  std::int64_t latest = INT64_MIN;
+  for (Checkpoint& checkpoint : all) checkpoint.latest = latest = std::max(latest, checkpoint.to);
+  std::int64_t earliest = INT64_MAX;
+  for (auto it = all.rbegin(); it != all.rend(); ++it) it->earliest = earliest = std::min(earliest, it->from);
 }
 
 void RawDataPass::CountMessagesDue() {

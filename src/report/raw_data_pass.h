@@ -21,7 +21,8 @@ class RawDataPass : public RecordWalk::Listener {
   void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override;
   std::int32_t OnMaster(const Master& master) override;
   void OnSecond(int sfp, TimedRecord& record) override;
-  void OnCheckpoint(std::uint64_t place, const std::array<std::int64_t, sfpCount>& last) override;
+  void OnCheckpoint(std::uint64_t place, std::int64_t stamp,
+                    const std::array<std::int64_t, sfpCount>& last) override;
 
   /// Behind the last second.
   void Finish();
@@ -42,7 +43,7 @@ class RawDataPass : public RecordWalk::Listener {
   /// What all records of a bucket's time add up to, apart by lock; merged into the whole now and then, which
   /// is quicker than adding each record twice.
   struct Lately {
-    std::array<std::array<Stat, quantityCount>, 2> byLock;
+    std::array<FigureTotals, 2> byLock;
     std::array<Rate, 2> rates;
     std::uint32_t records = 0;
   };
@@ -74,11 +75,13 @@ class RawDataPass : public RecordWalk::Listener {
   void KeepGap(const Stretch& gap);
   std::optional<Stretch> PauseWithin(const Stretch& gap) const;
   std::int64_t LeaptOver(const Stretch& gap);
+  void IndexCheckpoints();
   void CountMessagesDue();
 
   Recording& recording_;
   const std::vector<RecordObserver*>& observers_;
   std::array<SfpState, sfpCount> sfps_;
+  LoggedLinks links_;
   DifferencePairs pairs_;
   std::int64_t lastStamp_ = INT64_MIN;
   std::uint64_t place_ = 0;

@@ -66,7 +66,7 @@ void ReadRawData(const ReadOptions& options, const std::vector<RecordObserver*>&
 class SecondCollector : public RecordWalk::Listener {
  public:
   SecondCollector(const Recording& recording, std::int64_t from, std::int64_t to, Seconds& seconds)
-      : recording_(recording), from_(from), to_(to), seconds_(seconds) {}
+      : recording_(recording), from_(from), to_(to), seconds_(seconds), links_(recording.eventLog) {}
 
   std::int32_t OnMaster(const Master& master) override {
     const auto& masters = recording_.masters;
@@ -76,7 +76,7 @@ class SecondCollector : public RecordWalk::Listener {
   }
 
   void OnSecond(int sfp, TimedRecord& record) override {
-    ForgetDueWithoutLink(recording_.eventLog, sfp, record.second);
+    links_.ForgetDueWithout(sfp, record.second);
     const Bucket& second = record.second;
     const auto master = static_cast<std::size_t>(std::max(record.master, 0));
     DifferenceBucket difference;
@@ -91,6 +91,7 @@ class SecondCollector : public RecordWalk::Listener {
   std::int64_t from_;
   std::int64_t to_;
   Seconds& seconds_;
+  LoggedLinks links_;
   DifferencePairs pairs_;
 };
 
@@ -118,9 +119,10 @@ std::optional<std::int64_t> LastTime(const std::string& rawDataFile) {
   if (times.empty()) return std::nullopt;
   // A wild stamp or two don't move the median.
   std::ranges::sort(times);
-  const std::int64_t median = times[times.size() / 2];
-  constexpr std::int64_t close = 3600;
-  return *std::prev(std::ranges::upper_bound(times, median + close));
+  constexpr std::int64_t close = 60;
+  auto last = times.size() / 2;
+  while (last + 1 < times.size() && times[last + 1] <= times[last] + close) ++last;
+  return times[last];
 }
 
 Seconds ReadSeconds(const Recording& recording, std::int64_t from, std::int64_t to) {
@@ -129,17 +131,21 @@ Seconds ReadSeconds(const Recording& recording, std::int64_t from, std::int64_t 
   if (!file.Open(recording.rawDataFile)) return seconds;
   const auto& all = recording.checkpoints;
   const auto overlaps = [&](const Checkpoint& c) { return c.from < to && c.to > from; };
-  for (std::size_t i = 0; i < all.size();) {
+  const auto first = std::ranges::partition_point(all, [&](const Checkpoint& c) { return c.latest <= from; });
+  const auto last = std::ranges::partition_point(all, [&](const Checkpoint& c) { return c.earliest < to; });
+  const auto end = static_cast<std::size_t>(last - all.begin());
+  for (auto i = static_cast<std::size_t>(first - all.begin()); i < end;) {
     if (!overlaps(all[i])) {
       ++i;
       continue;
     }
     std::size_t behind = i;
-    while (behind < all.size() && overlaps(all[behind])) ++behind;
+    while (behind < end && overlaps(all[behind])) ++behind;
     SecondCollector collector(recording, from, to, seconds);
     RecordWalk walk(collector, recording.options.from, recording.options.to);
     walk.Restart(all[i]);
-    UnitReader reader(file, all[i].place, behind < all.size() ? all[behind].place : recording.rawDataBytes);
+    UnitReader reader(file, all[i].place, behind < all.size() ? all[behind].place : recording.rawDataBytes,
+                      all[i].stamp);
     for (auto units = reader.Next(); !units.empty(); units = reader.Next()) walk.Take(units, reader.Place());
     walk.Finish();
     i = behind;

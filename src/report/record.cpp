@@ -36,52 +36,66 @@ std::uint32_t Due(std::int32_t log2, std::uint32_t scale) {
   return log2 < 8 ? scale >> log2 : 0;
 }
 
-double AverageOf(const QuantityFigures& figures, std::int32_t count) {
-  return static_cast<double>(Nanoseconds(figures.sum.seconds, figures.sum.nanoseconds)) / count;
-}
-
 bool SameBytes(const void* left, const void* right, std::size_t from, std::size_t to) {
   const auto* a = static_cast<const std::byte*>(left);
   const auto* b = static_cast<const std::byte*>(right);
   return std::memcmp(a + from, b + from, to - from) == 0;
 }
 
-void AddTo(Stat& stat, const QuantityFigures& figures, std::int32_t count) {
-  stat.Add(count, static_cast<double>(Nanoseconds(figures.sum.seconds, figures.sum.nanoseconds)),
-           Nanoseconds(figures.minimum.seconds, figures.minimum.nanoseconds),
-           Nanoseconds(figures.maximum.seconds, figures.maximum.nanoseconds),
-           static_cast<double>(Nanoseconds(figures.summedSquaredDeviation.seconds,
-                                           figures.summedSquaredDeviation.nanoseconds)));
+/// A quantity's value: its parts together, in nanoseconds (the summed squared deviation in their squares).
+std::int64_t ToNanoseconds(const SecondsNanoseconds& value) {
+  return value.seconds * nanosecondsPerSecond + value.nanoseconds;
+}
+
+/// A record's figures, of `count` > 0 messages.
+Stat StatOf(const QuantityFigures& figures, std::int32_t count) {
+  return Stat::Of(count, static_cast<double>(ToNanoseconds(figures.sum)), ToNanoseconds(figures.minimum),
+                  ToNanoseconds(figures.maximum),
+                  static_cast<double>(ToNanoseconds(figures.summedSquaredDeviation)));
 }
 
 }  // namespace
 
-const QuantityFigures& FiguresOf(const TelemetryRecord& record, Quantity quantity) {
-  const PerformanceMonitoring& all = record.performanceMonitoring;
-  switch (quantity) {
-    case toFollower:
-      return all.masterToFollowerDelay;
-    case originJitter:
-      return all.originTimestampJitter;
-    case pathDelay:
-      return all.meanPathDelay;
-    case toMaster:
-      return all.followerToMasterDelay;
-    case reqToResp:
-      return all.delayReqToDelayRespDelay;
-    default:
-      return all.offsetFromMaster;
+void FigureTotals::Add(const PerformanceMonitoring& record) {
+  AddGroup(groups_[0], record.numberOfSyncSinceLastTelemetry,
+           {&record.masterToFollowerDelay, &record.originTimestampJitter, &record.offsetFromMaster});
+  AddGroup(groups_[1], record.numberOfDelayRespSinceLastTelemetry,
+           {&record.meanPathDelay, &record.followerToMasterDelay, &record.delayReqToDelayRespDelay});
+}
+
+void FigureTotals::AddGroup(Group& group, std::int32_t messages,
+                            const std::array<const QuantityFigures*, quantitiesPerGroup>& figures) {
+  if (messages <= 0) return;
+  const auto count = static_cast<double>(messages);
+  const double share = 1 / count;
+  if (group.messages == 0) {
+    for (std::size_t i = 0; i < quantitiesPerGroup; ++i)
+      group.totals[i].about = ToNanoseconds(figures[i]->sum) / messages;
   }
+  group.messages += messages;
+  for (std::size_t i = 0; i < quantitiesPerGroup; ++i)
+    AddQuantity(group.totals[i], count, share, *figures[i]);
 }
 
-std::int32_t CountOf(const TelemetryRecord& record, Quantity quantity) {
-  const PerformanceMonitoring& all = record.performanceMonitoring;
-  return quantity <= offset ? all.numberOfSyncSinceLastTelemetry : all.numberOfDelayRespSinceLastTelemetry;
+inline void FigureTotals::AddQuantity(Totals& totals, double messages, double share,
+                                      const QuantityFigures& figures) {
+  const double sum =
+      static_cast<double>(ToNanoseconds(figures.sum)) - static_cast<double>(totals.about) * messages;
+  totals.sum += sum;
+  totals.squares +=
+      sum * sum * share + std::max(0.0, static_cast<double>(ToNanoseconds(figures.summedSquaredDeviation)));
+  totals.least = std::min(totals.least, ToNanoseconds(figures.minimum));
+  totals.greatest = std::max(totals.greatest, ToNanoseconds(figures.maximum));
 }
 
-void AddFigures(const TelemetryRecord& record, Quantity quantity, Stat& stat) {
-  const std::int32_t count = CountOf(record, quantity);
-  if (count > 0) AddTo(stat, FiguresOf(record, quantity), count);
+Stat FigureTotals::Of(Quantity quantity) const {
+  const Group& group = groups_[quantity / quantitiesPerGroup];
+  if (group.messages == 0) return {};
+  const Totals& totals = group.totals[quantity % quantitiesPerGroup];
+  const auto messages = static_cast<double>(group.messages);
+  const double average = totals.sum / messages;
+  return {group.messages, static_cast<double>(totals.about) + average,
+          std::max(0.0, totals.squares - totals.sum * average), totals.least, totals.greatest};
 }
 
 Master MasterOf(const TelemetryRecord& record) {
@@ -165,20 +179,21 @@ void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket
   const PerformanceMonitoring& all = record.performanceMonitoring;
   if (const std::int32_t syncs = all.numberOfSyncSinceLastTelemetry; syncs > 0) {
     second.syncs = static_cast<std::uint32_t>(syncs);
-    AddTo(second.offset, all.offsetFromMaster, syncs);
-    if (second.locked > 0) second.worstSecond = AverageOf(all.offsetFromMaster, syncs);
+    second.offset = StatOf(all.offsetFromMaster, syncs);
+    if (second.locked > 0) second.worstSecond = second.offset.mean;
   }
   if (const std::int32_t resps = all.numberOfDelayRespSinceLastTelemetry; resps > 0) {
     second.resps = static_cast<std::uint32_t>(resps);
-    AddTo(second.path, all.meanPathDelay, resps);
+    second.path = StatOf(all.meanPathDelay, resps);
   }
 }
 
-void ForgetDueWithoutLink(const EventLog& log, int sfp, Bucket& second) {
-  const Runs& links = log.link[static_cast<std::size_t>(sfp)];
-  if (links.Empty()) return;
-  const std::int32_t link = links.At(second.start);
-  if (link == 0 || link == log.linkUp) return;
+LoggedLinks::LoggedLinks(const EventLog& log)
+    : up_(log.linkUp), links_{RunCursor(log.link[0]), RunCursor(log.link[1])} {}
+
+void LoggedLinks::ForgetDueWithout(int sfp, Bucket& second) {
+  const std::int32_t link = links_[static_cast<std::size_t>(sfp)].At(second.start, 0);
+  if (link == 0 || link == up_) return;
   second.syncsDue = 0;
   second.respsDue = 0;
   second.followUpsDue = 0;
@@ -197,10 +212,9 @@ bool DifferencePairs::Add(int sfp, const Bucket& second, std::uint64_t grandmast
   const Second& other = seconds_[static_cast<std::size_t>(1 - sfp)][place];
   if (other.time != mine.time || other.grandmaster != grandmaster) return false;
   const double tenths = (sfp == 0 ? mine.average - other.average : other.average - mine.average) * 10;
-  if (!(std::fabs(tenths) < 9e18)) return false;
-  difference = {};
-  difference.start = second.start;
-  difference.all.Add(std::llround(tenths));
+  if (!(std::fabs(tenths) < 4e18)) return false;
+  const std::int64_t whole = Rounded(tenths);
+  difference = {second.start, {1, static_cast<double>(whole), 0, whole, whole}, {}};
   if (mine.locked && other.locked) difference.locked = difference.all;
   return true;
 }

@@ -2,26 +2,42 @@
 
 #include <array>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
+#include "files/period_statistics.h"
 #include "files/raw_data.h"
+#include "report/excursions.h"
 #include "report/recording.h"
 
 namespace kestrune::report {
 
-/// A quantity's value: its parts together, in nanoseconds (the summed squared deviation in their squares).
-constexpr std::int64_t Nanoseconds(std::int32_t seconds, std::int32_t nanoseconds) {
-  return std::int64_t{seconds} * 1'000'000'000 + nanoseconds;
-}
+/// The figures of some hundred records of one SFP, added up without a division for each quantity.
+class FigureTotals {
+ public:
+  /// Figures that no message weighs are left out.
+  void Add(const PerformanceMonitoring& record);
+  Stat Of(Quantity quantity) const;
 
-/// The figures of a quantity in a record.
-const QuantityFigures& FiguresOf(const TelemetryRecord& record, Quantity quantity);
+ private:
+  struct Totals {
+    std::int64_t about = 0;  ///< some average, so that little is lost when squares are added
+    double sum = 0;          ///< of the messages' differences from it
+    double squares = 0;      ///< and of their squares
+    std::int64_t least = std::numeric_limits<std::int64_t>::max();
+    std::int64_t greatest = std::numeric_limits<std::int64_t>::min();
+  };
+  struct Group {
+    std::int64_t messages = 0;
+    std::array<Totals, quantitiesPerGroup> totals;
+  };
 
-/// The messages that weigh a quantity in a record; not positive when it has no figures.
-std::int32_t CountOf(const TelemetryRecord& record, Quantity quantity);
+  static void AddGroup(Group& group, std::int32_t messages,
+                       const std::array<const QuantityFigures*, quantitiesPerGroup>& figures);
+  static void AddQuantity(Totals& totals, double messages, double share, const QuantityFigures& figures);
 
-/// Adds a record's figures of a quantity, if it has any.
-void AddFigures(const TelemetryRecord& record, Quantity quantity, Stat& stat);
+  std::array<Group, 2> groups_;
+};
 
 Master MasterOf(const TelemetryRecord& record);
 
@@ -50,7 +66,16 @@ bool HasMaster(std::int32_t state);
 void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket& second);
 
 /// Nothing is due while the event log says that the SFP has no link.
-void ForgetDueWithoutLink(const EventLog& log, int sfp, Bucket& second);
+class LoggedLinks {
+ public:
+  /// `log` must outlive this and stay as it is.
+  explicit LoggedLinks(const EventLog& log);
+  void ForgetDueWithout(int sfp, Bucket& second);
+
+ private:
+  std::int32_t up_;
+  std::array<RunCursor, sfpCount> links_;
+};
 
 /// Pairs the seconds of both SFPs and tells the difference of their average offsets.
 class DifferencePairs {

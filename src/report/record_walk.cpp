@@ -7,8 +7,8 @@
 namespace kestrune::report {
 namespace {
 
-bool IsNear(std::int64_t before, std::int64_t stamp, std::int64_t backward, std::int64_t forward) {
-  return stamp >= before - backward && stamp <= before + forward;
+bool IsNear(std::int64_t before, std::int64_t stamp, std::int64_t seconds) {
+  return stamp >= before - seconds && stamp <= before + seconds;
 }
 
 /// The time properties and the counters.
@@ -48,7 +48,7 @@ void RecordWalk::Take(std::span<const RawDataUnit> units, std::uint64_t place) {
 void RecordWalk::Offer(const RawDataUnit& unit, std::uint64_t place) {
   if (unit.epochTime < from_ || unit.epochTime >= to_) {
     ++outsideRange_;
-  } else if (anyStamp_ && IsNear(stamp_, unit.epochTime, backward, forward)) {
+  } else if (anyStamp_ && IsNear(stamp_, unit.epochTime, near)) {
     wildStamps_ += held_.size();
     held_.clear();
     Accept(unit, place);
@@ -59,12 +59,16 @@ void RecordWalk::Offer(const RawDataUnit& unit, std::uint64_t place) {
 
 /// A stamp far from the one before is believed when others of about its time follow.
 void RecordWalk::Hold(const RawDataUnit& unit, std::uint64_t place) {
-  if (!held_.empty() && !IsNear(held_.back().unit.epochTime, unit.epochTime, backward, forward)) {
+  if (!held_.empty() && !IsNear(held_.back().unit.epochTime, unit.epochTime, near)) {
     wildStamps_ += held_.size();
     held_.clear();
   }
   held_.push_back({unit, place});
-  if (held_.size() >= (anyStamp_ ? company : companyAtEnd)) Release();
+  if (held_.size() >= CompanyNeeded(unit.epochTime)) Release();
+}
+
+std::size_t RecordWalk::CompanyNeeded(std::int64_t stamp) const {
+  return !anyStamp_ || (stamp > stamp_ && IsNear(stamp_, stamp, pause)) ? lessCompany : company;
 }
 
 void RecordWalk::Release() {
@@ -73,7 +77,8 @@ void RecordWalk::Release() {
 }
 
 void RecordWalk::Accept(const RawDataUnit& unit, std::uint64_t place) {
-  if (sinceCheckpoint_ >= unitsPerCheckpoint && unit.epochTime != stamp_ && MayStop()) Checkpoint(place);
+  if (sinceCheckpoint_ >= unitsPerCheckpoint && unit.epochTime != stamp_ && MayStop())
+    Checkpoint(place, unit.epochTime);
   ++sinceCheckpoint_;
   anyStamp_ = true;
   stamp_ = unit.epochTime;
@@ -83,18 +88,18 @@ void RecordWalk::Accept(const RawDataUnit& unit, std::uint64_t place) {
 /// Is this a good place for a checkpoint, which settles all seconds? Not for ever is there a better one to
 /// wait for.
 bool RecordWalk::MayStop() const {
-  return sinceCheckpoint_ >= 4 * unitsPerCheckpoint ||
+  return sinceCheckpoint_ >= unitsAtMost ||
          std::ranges::all_of(sfps_, [](const SfpState& sfp) { return sfp.retimer.IsEven(); });
 }
 
-void RecordWalk::Checkpoint(std::uint64_t place) {
+void RecordWalk::Checkpoint(std::uint64_t place, std::int64_t stamp) {
   std::array<std::int64_t, sfpCount> last{};
   for (int sfp = 0; sfp < sfpCount; ++sfp) {
     Retimer& retimer = sfps_[static_cast<std::size_t>(sfp)].retimer;
     retimer.Flush([&](TimedRecord& record) { listener_.OnSecond(sfp, record); });
     last[static_cast<std::size_t>(sfp)] = retimer.Last();
   }
-  listener_.OnCheckpoint(place, last);
+  listener_.OnCheckpoint(place, stamp, last);
   sinceCheckpoint_ = 0;
 }
 
@@ -117,7 +122,7 @@ void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
 }
 
 void RecordWalk::Finish() {
-  if (!anyStamp_ || held_.size() >= companyAtEnd) {
+  if (!anyStamp_ || held_.size() >= lessCompany) {
     Release();
   } else {
     wildStamps_ += held_.size();

@@ -27,8 +27,9 @@ class RecordWalk {
     virtual std::int32_t OnMaster(const Master& master) = 0;
     /// `record` may be changed.
     virtual void OnSecond(int sfp, TimedRecord& record) = 0;
-    /// No record is held back; a later walk may begin with the unit at `place`.
-    virtual void OnCheckpoint(std::uint64_t /*place*/, const std::array<std::int64_t, sfpCount>& /*last*/) {}
+    /// No record is held back; a later walk may begin with the unit at `place`, of this stamp.
+    virtual void OnCheckpoint(std::uint64_t /*place*/, std::int64_t /*stamp*/,
+                              const std::array<std::int64_t, sfpCount>& /*last*/) {}
   };
 
   /// Stamps outside [from, to) are left out.
@@ -56,18 +57,20 @@ class RecordWalk {
     std::int32_t master = 0;
   };
 
-  static constexpr std::int64_t forward = 3600;  ///< a stamp this much later, in seconds, needs company
-  static constexpr std::int64_t backward = 60;
-  static constexpr std::size_t company = 64;  ///< units of about the same time
-  static constexpr std::size_t companyAtEnd = 8;
-  static constexpr std::uint64_t unitsPerCheckpoint = 512;
+  static constexpr std::int64_t near = 60;  ///< seconds; a stamp further from the one before needs company
+  static constexpr std::int64_t pause = 3600;
+  static constexpr std::size_t company = 64;     ///< units of about the same time
+  static constexpr std::size_t lessCompany = 8;  ///< within `pause`, at the beginning and at the end
+  static constexpr std::uint64_t unitsPerCheckpoint = 128;
+  static constexpr std::uint64_t unitsAtMost = 2048;  ///< from one checkpoint to the next
 
   void Offer(const RawDataUnit& unit, std::uint64_t place);
   void Hold(const RawDataUnit& unit, std::uint64_t place);
+  std::size_t CompanyNeeded(std::int64_t stamp) const;
   void Release();
   void Accept(const RawDataUnit& unit, std::uint64_t place);
   bool MayStop() const;
-  void Checkpoint(std::uint64_t place);
+  void Checkpoint(std::uint64_t place, std::int64_t stamp);
   void AddRecord(const RawDataUnit& unit, std::uint64_t place);
 
   Listener& listener_;

@@ -130,8 +130,11 @@ struct SfpRecording {
 /// Where reading single seconds may begin: the state of the pass at a unit.
 struct Checkpoint {
   std::uint64_t place = 0;                    ///< byte of a unit
+  std::int64_t stamp = 0;                     ///< of that unit
   std::int64_t from = 0;                      ///< least second of the units from here to the next checkpoint
   std::int64_t to = 0;                        ///< first second beyond them
+  std::int64_t latest = 0;                    ///< greatest `to` up to here; to find a time quickly
+  std::int64_t earliest = 0;                  ///< least `from` from here on
   std::array<std::int64_t, sfpCount> last{};  ///< second of the last record before, by SFP
 };
 

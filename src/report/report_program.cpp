@@ -4,6 +4,8 @@
 #include <fstream>
 #include <iostream>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include "platform/clock.h"
 #include "platform/console.h"
@@ -68,15 +70,36 @@ bool IsOneOfTheFiles(const Work& work, const std::string& output) {
   return false;
 }
 
+std::string PageName(const Options& options) {
+  return options.output.empty() ? PrefixOf(options.prefix) + pageEnding : options.output;
+}
+
 bool AreOutputsSafe(const Work& work) {
   const Options& options = work.options;
-  for (const std::string* output :
-       {&options.output, &options.json, &options.csv, &options.mended, &options.metrics}) {
-    if (output->empty() || !IsOneOfTheFiles(work, *output)) continue;
-    PrintError(*output + " is one of the files that are read");
-    return false;
+  std::vector<std::string> before;
+  for (const std::string& output :
+       {PageName(options), options.json, options.csv, options.mended, options.metrics}) {
+    if (output.empty()) continue;
+    if (IsOneOfTheFiles(work, output)) {
+      PrintError(output + " is one of the files that are read");
+      return false;
+    }
+    const auto isSame = [&](const std::string& other) {
+      return other == output || IsSameFile(NativePath(other), NativePath(output));
+    };
+    if (std::ranges::any_of(before, isSame)) {
+      PrintError("two outputs would go to " + output);
+      return false;
+    }
+    before.push_back(output);
   }
   return true;
+}
+
+/// What goes to standard output goes there alone.
+bool IsStandardOutputTaken(const Options& options) {
+  return options.json == standardOutput || options.csv == standardOutput ||
+         options.mended == standardOutput || options.output == standardOutput;
 }
 
 bool TakeLimits(Work& work) {
@@ -116,7 +139,7 @@ bool WriteMendedCopy(const Work& work) {
     result = WriteMended(work.names.rawData, output);
     return result.good;
   });
-  if (good && work.options.mended != standardOutput) {
+  if (good && !IsStandardOutputTaken(work.options)) {
     PrintToConsole(work.options.mended + ": " + std::to_string(result.units) + " units; " +
                    std::to_string(result.bytes) + " bytes left out, of " + std::to_string(result.places) +
                    " places and the end\n");
@@ -151,9 +174,9 @@ PageFacts MakeFacts(const Work& work, const Judgement& judgement) {
   return facts;
 }
 
-bool WritePageFile(const std::string& name, const std::string& page) {
+bool WritePageFile(const std::string& name, const std::string& page, bool silent) {
   const bool good = WriteFile(name, [&](std::ostream& output) -> bool { return !!(output << page); });
-  if (good && name != standardOutput) {
+  if (good && !silent) {
     PrintToConsole("Page: " + name + " (" + std::to_string((page.size() + 999) / 1000) + " kB)\n");
   }
   return good;
@@ -164,9 +187,7 @@ bool WritePage(const Work& work, const Judgement& judgement) {
   kainjow::mustache::data model = MakePageModel(judgement, HeadingOf(work));
   const PageParts parts{pageTemplate, pageStyle, pageScript, pageScriptHash};
   const std::string page = RenderPage(parts, model, work.recording, work.stability, work.side, facts);
-  const std::string name =
-      work.options.output.empty() ? PrefixOf(work.options.prefix) + pageEnding : work.options.output;
-  return WritePageFile(name, page);
+  return WritePageFile(PageName(work.options), page, IsStandardOutputTaken(work.options));
 }
 
 bool WriteOutputs(const Work& work, const Judgement& judgement) {
@@ -181,10 +202,8 @@ bool WriteOutputs(const Work& work, const Judgement& judgement) {
       return !!(output << JsonText(judgement, HeadingOf(work)));
     });
   }
-  // What goes to standard output goes there alone.
-  const bool isTaken = options.json == standardOutput || options.csv == standardOutput ||
-                       options.mended == standardOutput || options.output == standardOutput;
-  if (!isTaken) PrintToConsole(SummaryText(judgement, BaseName(PrefixOf(options.prefix))));
+  if (!IsStandardOutputTaken(options))
+    PrintToConsole(SummaryText(judgement, BaseName(PrefixOf(options.prefix))));
   return WritePage(work, judgement) && good;
 }
 
@@ -196,6 +215,7 @@ int Report(Work& work) {
   watch.Finish();
   selfCheck.Finish();
   work.side.Finish();
+  work.stability.Finish();
   const Recording& recording = work.recording;
   if (!recording.rawDataPresent && !recording.eventLog.present && !recording.periodLines.present) {
     PrintError("no file of " + work.options.prefix + " can be read");
@@ -226,7 +246,7 @@ int ReportFleet(const Options& options) {
   const std::string name = options.label.empty() ? "Plant" : options.label;
   if (output != standardOutput) PrintToConsole(FleetSummary(machines));
   const std::string page = RenderFleetPage(machines, name, KESTRUNE_VERSION, SystemClock().EpochSeconds());
-  return WritePageFile(output, page) ? FleetExitStatus(machines) : statusOfErrors;
+  return WritePageFile(output, page, output == standardOutput) ? FleetExitStatus(machines) : statusOfErrors;
 }
 
 }  // namespace

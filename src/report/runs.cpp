@@ -4,9 +4,8 @@
 
 namespace kestrune::report {
 
-void Runs::Set(std::int64_t time, std::int32_t value) {
+void Runs::Change(std::int64_t time, std::int32_t value) {
   if (!runs_.empty()) {
-    if (runs_.back().value == value) return;
     time = std::max(time, runs_.back().from);
     if (time == runs_.back().from) {
       runs_.back().value = value;

@@ -21,7 +21,9 @@ class Runs {
 
   /// From `time` on the value is this. Times of rising order; one before the last run's is taken for the last
   /// run's.
-  void Set(std::int64_t time, std::int32_t value);
+  void Set(std::int64_t time, std::int32_t value) {
+    if (runs_.empty() || runs_.back().value != value) Change(time, value);
+  }
   /// The value at a time; `before` for one before the first run.
   std::int32_t At(std::int64_t time, std::int32_t before = 0) const;
   const std::vector<Run>& All() const { return runs_; }
@@ -30,6 +32,8 @@ class Runs {
   std::uint64_t Dropped() const { return dropped_; }
 
  private:
+  void Change(std::int64_t time, std::int32_t value);
+
   std::vector<Run> runs_;
   std::uint64_t dropped_ = 0;
 };

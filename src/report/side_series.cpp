@@ -11,7 +11,9 @@ namespace {
 constexpr std::int64_t minute = 60;
 constexpr std::int32_t followerLocked = 10;
 
-std::int64_t Value(const SecondsNanoseconds& parts) { return Nanoseconds(parts.seconds, parts.nanoseconds); }
+std::int64_t Value(const SecondsNanoseconds& parts) {
+  return parts.seconds * nanosecondsPerSecond + parts.nanoseconds;
+}
 
 }  // namespace
 
@@ -66,7 +68,7 @@ void SideSeries::Close(std::size_t sfp) {
   bucket.locked = read.locked;
   for (std::size_t q = 0; q < sideQuantityCount; ++q) {
     const Sum& sum = read.sums[q];
-    if (sum.count > 0) bucket.figures[q].Add(sum.count, sum.sum, sum.least, sum.greatest, 0);
+    if (sum.count > 0) bucket.figures[q] = Stat::Of(sum.count, sum.sum, sum.least, sum.greatest, 0);
   }
   read = {};
   if (AppendToSeries(series_[sfp], bucket, width_, mostBuckets)) Widen();

@@ -12,78 +12,114 @@ constexpr std::uint64_t fewestWindows = 32;
 }  // namespace
 
 void StabilityMeter::Add(std::int64_t second, double value) {
-  if (last_ != std::numeric_limits<std::int64_t>::min()) {
-    if (second <= last_ || second - last_ > longestHole) {
-      Begin();
-    } else {
-      for (std::int64_t missing = last_ + 1; missing < second; ++missing) Push(0, {none, -none, 0, false});
+  const bool any = last_ != std::numeric_limits<std::int64_t>::min();
+  if (!any || second <= last_ || second - last_ > longestHole) {
+    Begin();
+  } else {
+    for (std::int64_t at = last_ + 1; at < second; ++at) {
+      ++missing_;
+      Push(none, -none);
     }
   }
   last_ = second;
-  Push(0, {value, value, value, true});
+  sum_ += value;
+  Push(value, value);
+}
+
+void StabilityMeter::Push(double least, double greatest) {
+  levels_[0].Add(least, greatest, sum_, missing_);
+  if (levels_[0].added == batch) Measure(0);
+}
+
+void StabilityMeter::Finish() {
+  for (std::size_t level = 0; level < levelCount; ++level) Measure(level);
 }
 
 /// Forgets the last blocks, not what was measured.
 void StabilityMeter::Begin() {
-  for (Level& level : levels_) {
-    level.blocks = 0;
-    level.hasHalf = false;
-  }
+  Finish();
+  for (Level& level : levels_) level.Begin();
+  sum_ = 0;
+  missing_ = 0;
 }
 
-void StabilityMeter::Push(std::size_t index, const Block& block) {
+/// Measures a level's new blocks. Two of them are one of the next level.
+void StabilityMeter::Measure(std::size_t index) {
   Level& level = levels_[index];
-  AddPlace(level, block);
+  if (level.added == 0) return;
+  level.WidenWindows();
   // What a finer level has measured isn't measured again.
-  for (std::size_t i = index == 0 ? 1 : windowCount - 1; i < windowCount; ++i) MeasureRange(level, i);
-  for (std::size_t i = index == 0 ? 0 : windowCount - 2; i < windowCount - 1; ++i) MeasureDeviation(level, i);
-  if (level.hasHalf && index + 1 < levelCount) {
-    Push(index + 1, {std::min(level.half.low, block.low), std::max(level.half.high, block.high),
-                     level.half.sum + block.sum, level.half.whole && block.whole});
+  for (std::size_t i = index == 0 ? 1 : windowCount - 1; i < windowCount; ++i) level.MeasureRange(i);
+  for (std::size_t i = index == 0 ? 0 : windowCount - 2; i < windowCount - 1; ++i) level.MeasureDeviation(i);
+  if (index + 1 < levelCount) {
+    Level& next = levels_[index + 1];
+    for (std::size_t i = history + (level.blocks + 1) % 2; i < level.End(); i += 2)
+      next.Add(level.low[1][i], level.high[1][i], level.sum[i], level.missing[i]);
+    if (next.added > batch / 2) Measure(index + 1);
   }
-  level.half = block;
-  level.hasHalf = !level.hasHalf;
+  level.KeepHistory();
+}
+
+void StabilityMeter::Level::Begin() {
+  for (Series& series : low) series.fill(none);
+  for (Series& series : high) series.fill(-none);
+  sum.fill(0);
+  missing.fill(0);
+  added = 0;
+  blocks = 0;
+}
+
+void StabilityMeter::Level::Add(double least, double greatest, double sumSoFar, double missingSoFar) {
+  const std::size_t at = End();
+  low[0][at] = least;
+  high[0][at] = greatest;
+  sum[at] = sumSoFar;
+  missing[at] = missingSoFar;
+  ++added;
 }
 
 /// A window is two of half its length.
-void StabilityMeter::AddPlace(Level& level, const Block& block) {
-  Place place;
-  place.low[0] = block.low;
-  place.high[0] = block.high;
-  for (std::size_t i = 1; i < windowCount; ++i) {
-    const std::uint64_t half = std::uint64_t{1} << (i - 1);
-    const bool isLong = level.blocks >= 2 * half - 1 && level.blocks >= half;
-    const Place& before = isLong ? level.Ago(half - 1) : place;
-    place.low[i] = std::min(place.low[i - 1], before.low[i - 1]);
-    place.high[i] = std::max(place.high[i - 1], before.high[i - 1]);
-  }
-  place.sum = block.sum;
-  place.missing = block.whole ? 0 : 1;
-  if (level.blocks > 0) {
-    place.sum += level.Ago(0).sum;
-    place.missing += level.Ago(0).missing;
-  }
-  level.ring[level.blocks++ % ringLength] = place;
-}
-
-void StabilityMeter::MeasureRange(Level& level, std::size_t window) {
-  if (level.blocks < std::uint64_t{1} << window) return;
-  const Place& place = level.Ago(0);
-  if (place.high[window] > place.low[window]) {
-    level.range[window] = std::max(level.range[window], place.high[window] - place.low[window]);
+void StabilityMeter::Level::WidenWindows() {
+  for (std::size_t window = 1; window < windowCount; ++window) {
+    const std::size_t half = std::size_t{1} << (window - 1);
+    for (std::size_t i = history; i < End(); ++i) {
+      low[window][i] = std::min(low[window - 1][i], low[window - 1][i - half]);
+      high[window][i] = std::max(high[window - 1][i], high[window - 1][i - half]);
+    }
   }
 }
 
-/// The second difference of the sums of three windows in a row, the last of which ends with the newest block.
-void StabilityMeter::MeasureDeviation(Level& level, std::size_t window) {
-  const std::uint64_t length = std::uint64_t{1} << window;
-  if (level.blocks <= 3 * length) return;
-  const Place& end = level.Ago(0);
-  const Place& begin = level.Ago(3 * length);
-  if (end.missing != begin.missing) return;
-  const double difference = end.sum - 3 * level.Ago(length).sum + 3 * level.Ago(2 * length).sum - begin.sum;
-  level.deviation[window].squares += difference * difference;
-  ++level.deviation[window].count;
+void StabilityMeter::Level::MeasureRange(std::size_t window) {
+  double most = range[window];
+  for (std::size_t i = Behind((std::uint64_t{1} << window) - 1); i < End(); ++i)
+    most = std::max(most, high[window][i] - low[window][i]);
+  range[window] = most;
+}
+
+/// The second difference of the sums of three windows in a row, the last of which ends with each new block.
+void StabilityMeter::Level::MeasureDeviation(std::size_t window) {
+  const std::size_t length = std::size_t{1} << window;
+  Deviation measured = deviation[window];
+  for (std::size_t i = Behind(3 * length); i < End(); ++i) {
+    if (missing[i] != missing[i - 3 * length]) continue;
+    const double difference = sum[i] - 3 * sum[i - length] + 3 * sum[i - 2 * length] - sum[i - 3 * length];
+    measured.squares += difference * difference;
+    ++measured.count;
+  }
+  deviation[window] = measured;
+}
+
+/// Moves what later blocks look back to before the place of the first of them.
+void StabilityMeter::Level::KeepHistory() {
+  const auto keep = [this](Series& series) {
+    std::copy_n(series.begin() + static_cast<std::ptrdiff_t>(added), history, series.begin());
+  };
+  for (Series& series : low) keep(series);
+  for (Series& series : high) keep(series);
+  keep(sum);
+  keep(missing);
+  blocks += added;
+  added = 0;
 }
 
 StabilityMeter::Curve StabilityMeter::Mtie() const {
@@ -93,8 +129,7 @@ StabilityMeter::Curve StabilityMeter::Mtie() const {
   };
   for (std::size_t i = 1; i < windowCount; ++i) add(std::exp2(i), levels_[0].range[i]);
   for (std::size_t level = 1; level < levelCount; ++level) {
-    if (levels_[level].blocks >= ringLength / 2)
-      add(std::exp2(level + 4), levels_[level].range[windowCount - 1]);
+    if (levels_[level].blocks >= longest) add(std::exp2(level + 4), levels_[level].range[windowCount - 1]);
   }
   return curve;
 }
@@ -117,6 +152,10 @@ StabilityMeter::Curve StabilityMeter::Tdev() const {
 void Stability::OnSecond(int sfp, const Bucket& second, std::int32_t /*state*/, std::int32_t /*master*/) {
   if (second.locked == 0 || second.syncs == 0) return;
   meters_[static_cast<std::size_t>(sfp)].Add(second.start, second.offset.mean);
+}
+
+void Stability::Finish() {
+  for (StabilityMeter& meter : meters_) meter.Finish();
 }
 
 }  // namespace kestrune::report

@@ -23,6 +23,9 @@ class StabilityMeter {
   /// behind begins a new series.
   void Add(std::int64_t second, double value);
 
+  /// Measures what was added last; before the curves are asked for.
+  void Finish();
+
   /// Maximum time interval error: the greatest range within a window.
   Curve Mtie() const;
   /// Time deviation. Only windows without a missing second; observation times with too few of them are left
@@ -32,46 +35,49 @@ class StabilityMeter {
  private:
   static constexpr double none = std::numeric_limits<double>::infinity();
   static constexpr std::size_t levelCount = 24;
-  static constexpr std::size_t ringLength = 32;
   static constexpr std::size_t windowCount = 5;  ///< 1, 2, 4, 8, 16 blocks
+  static constexpr std::size_t longest = 1 << (windowCount - 1);
+  static constexpr std::size_t history = 24;  ///< three windows of 8 blocks
+  static constexpr std::size_t batch = 64;    ///< blocks that are measured at a time
 
-  /// 2^level seconds.
-  struct Block {
-    double low = none;
-    double high = -none;
-    double sum = 0;
-    bool whole = true;  ///< has every second a value?
-  };
-  /// What is known at a block's end.
-  struct Place {
-    std::array<double, windowCount> low{};  ///< of the window of 1, 2, 4… blocks that ends here
-    std::array<double, windowCount> high{};
-    double sum = 0;             ///< of all blocks so far
-    std::uint64_t missing = 0;  ///< blocks so far that aren't whole
-  };
+  /// A figure of each block: of those that have been measured, as far as they are still needed, then of the
+  /// new ones.
+  using Series = std::array<double, history + batch>;
   struct Deviation {
     double squares = 0;
     std::uint64_t count = 0;
   };
+  /// Blocks of 2^level seconds.
   struct Level {
-    std::array<Place, ringLength> ring;
-    std::uint64_t blocks = 0;
-    Block half;  ///< the first half of the next level's block
-    bool hasHalf = false;
+    std::array<Series, windowCount> low;  ///< of the window of 1, 2, 4… blocks that ends here
+    std::array<Series, windowCount> high;
+    Series sum;                               ///< of all seconds so far
+    Series missing;                           ///< seconds without a value so far
+    std::size_t added = 0;                    ///< new blocks
+    std::uint64_t blocks = 0;                 ///< that have been measured
     std::array<double, windowCount> range{};  ///< by window
     std::array<Deviation, windowCount> deviation;
 
-    /// At the end of the block so many blocks ago; 0 is the newest.
-    const Place& Ago(std::uint64_t count) const { return ring[(blocks - 1 - count) % ringLength]; }
+    void Begin();
+    void Add(double least, double greatest, double sumSoFar, double missingSoFar);
+    void WidenWindows();
+    void MeasureRange(std::size_t window);
+    void MeasureDeviation(std::size_t window);
+    void KeepHistory();
+    /// The first new block that has so many before it.
+    std::size_t Behind(std::uint64_t others) const {
+      return history + (blocks < others ? static_cast<std::size_t>(others - blocks) : 0);
+    }
+    std::size_t End() const { return history + added; }
   };
 
-  void Push(std::size_t level, const Block& block);
-  static void AddPlace(Level& level, const Block& block);
-  static void MeasureRange(Level& level, std::size_t window);
-  static void MeasureDeviation(Level& level, std::size_t window);
+  void Push(double least, double greatest);
+  void Measure(std::size_t level);
   void Begin();
 
-  std::array<Level, levelCount> levels_;
+  double sum_ = 0;      ///< of the series
+  double missing_ = 0;  ///< likewise, seconds
+  std::vector<Level> levels_{levelCount};
   std::int64_t last_ = std::numeric_limits<std::int64_t>::min();
 };
 
@@ -79,6 +85,8 @@ class StabilityMeter {
 class Stability : public RecordObserver {
  public:
   void OnSecond(int sfp, const Bucket& second, std::int32_t state, std::int32_t master) override;
+  /// Behind the last second.
+  void Finish();
   const StabilityMeter& Of(int sfp) const { return meters_[static_cast<std::size_t>(sfp)]; }
 
  private:

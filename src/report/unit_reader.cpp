@@ -42,8 +42,12 @@ bool LooksLikeUnit(const RawDataUnit& unit) {
          AreFigures(figures.meanPathDelay) && unit.record.state >= 0 && unit.record.state <= highestState;
 }
 
-UnitReader::UnitReader(const InputFile& file, std::uint64_t begin, std::uint64_t end)
-    : file_(file), fileAt_(begin), end_(end), buffer_(std::make_unique<RawDataUnit[]>(unitsPerRead)) {}
+UnitReader::UnitReader(const InputFile& file, std::uint64_t begin, std::uint64_t end, std::int64_t time)
+    : file_(file),
+      fileAt_(begin),
+      end_(end),
+      buffer_(std::make_unique<RawDataUnit[]>(unitsPerRead)),
+      lastTime_(time) {}
 
 /// Moves what is left to the buffer's begin, which is aligned, and reads on behind it.
 void UnitReader::Fill() {
@@ -66,10 +70,10 @@ std::size_t UnitReader::CountUnits(std::size_t from) const {
   std::int64_t before = lastTime_;
   for (; from + unitSize <= filled_; from += unitSize, ++count) {
     const std::int64_t time = TimeAt(Data() + from);
+    if (!IsTime(time)) break;
     if (time < before - closeTime || time > before + closeTime) {
       RawDataUnit unit;
       std::memcpy(&unit, Data() + from, unitSize);
-      if (!IsTime(time)) break;
       // An SFP of another number is the card's affair as long as the rest is sound.
       unit.record.sfp = std::min<std::uint8_t>(unit.record.sfp, 1);
       if (!LooksLikeUnit(unit)) break;
@@ -94,6 +98,11 @@ bool UnitReader::ContinuesAt(std::size_t from) const {
     before = time;
   }
   return count > 0;
+}
+
+/// Would a unit here begin with the last bytes of the one before, as its time would not go on from there?
+bool UnitReader::IsForged(std::size_t from) const {
+  return from > unitSize - sizeof(std::int64_t) && TimeAt(Data() + from) < TimeAt(Data()) - 1;
 }
 
 void UnitReader::Skip(std::size_t bytes) {
@@ -142,7 +151,7 @@ std::span<const RawDataUnit> UnitReader::Next() {
     }
     // One unit, and none behind it. When others begin within it, it is torn.
     std::size_t at = 1;
-    while (at < unitSize && !ContinuesAt(at)) ++at;
+    while (at < unitSize && (IsForged(at) || !ContinuesAt(at))) ++at;
     if (at < unitSize) {
       Skip(at);
     } else {

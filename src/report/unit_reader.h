@@ -27,8 +27,11 @@ bool LooksLikeUnit(const RawDataUnit& unit);
 /// other again.
 class UnitReader {
  public:
-  /// Reads [begin, end) of `file`, which outlives the reader. `begin` is a unit's place.
-  UnitReader(const InputFile& file, std::uint64_t begin, std::uint64_t end);
+  static constexpr std::int64_t noTime = 0;
+
+  /// Reads [begin, end) of `file`, which outlives the reader. `begin` is a unit's place, `time` the stamp of
+  /// that unit when it is known to be one.
+  UnitReader(const InputFile& file, std::uint64_t begin, std::uint64_t end, std::int64_t time = noTime);
 
   /// The next units, one behind the other without a gap; empty at the end. Valid until the next call.
   std::span<const RawDataUnit> Next();
@@ -41,13 +44,14 @@ class UnitReader {
 
  private:
   static constexpr std::size_t unitSize = sizeof(RawDataUnit);
-  static constexpr std::size_t unitsPerRead = 64;
+  static constexpr std::size_t unitsPerRead = 128;
   static constexpr std::size_t unitsToTrust = 3;  ///< off the grid
 
   const std::byte* Data() const { return reinterpret_cast<const std::byte*>(buffer_.get()); }
   void Fill();
   std::size_t CountUnits(std::size_t from) const;
   bool ContinuesAt(std::size_t from) const;
+  bool IsForged(std::size_t from) const;
   void Resume();
   void Skip(std::size_t bytes);
   std::span<const RawDataUnit> Yield(std::size_t count);
@@ -58,7 +62,7 @@ class UnitReader {
   std::unique_ptr<RawDataUnit[]> buffer_;
   std::size_t begin_ = 0;  ///< bytes of the buffer that are yet to be yielded: [begin_, filled_)
   std::size_t filled_ = 0;
-  std::int64_t lastTime_ = 0;  ///< stamp of the last unit
+  std::int64_t lastTime_;  ///< stamp of the last unit
   std::uint64_t place_ = 0;
   std::uint64_t tornBytes_ = 0;
   std::vector<SkippedBytes> skipped_;

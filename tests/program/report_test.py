@@ -285,6 +285,8 @@ class ReportTest(unittest.TestCase):
             (("--limits", "absent.json"), "run", 4),
             (("-o", "run_raw_data"), "run", 4),
             (("-o", "absent/page.html"), "run", 4),
+            (("--json", "-", "--csv", "-"), "run", 4),
+            (("--json", "same", "--csv", "same"), "run", 4),
             (("--from", "2030-01-01"), "run", 3),
             (("--last", "1m", "--label", "<studio>"), "run_raw_data", 2),
         )
@@ -293,6 +295,8 @@ class ReportTest(unittest.TestCase):
                 found = self.report(*arguments, name=name)
                 self.assertEqual(found[0], status, found)
                 self.assertEqual(bool(found[2]), status == 4, found)
+        for option in ("--json", "--csv", "--mended"):
+            self.assertNotIn("Page", self.report(option, "-")[1])
         self.assertIn("&lt;studio&gt;", (self.folder / "run_report.html").read_text("utf-8"))
         self.assertEqual((self.folder / "run_raw_data").stat().st_size % UNIT, 0)
 

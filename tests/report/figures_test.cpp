@@ -48,6 +48,7 @@ TEST(Stability, KnownSeriesHaveKnownCurves) {
     step.Add(second, second < 9000 ? 0 : 500);
     noise.Add(second, normal(random));
   }
+  for (StabilityMeter* meter : {&ramp, &step, &noise}) meter->Finish();
   for (const auto& [seconds, range] : ramp.Mtie()) EXPECT_NEAR(range, 2 * (seconds - 1), 1e-6);
   for (const auto& [seconds, deviation] : ramp.Tdev()) EXPECT_NEAR(deviation, 0, 1e-6);
   EXPECT_EQ(step.Mtie().size(), 14);

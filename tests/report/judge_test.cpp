@@ -193,7 +193,7 @@ TEST(Judgement, SurvivesRunsClocksSetBackAndMissingFiles) {
   Bucket second;
   second.records = second.locked = 1;
   second.syncs = 8;
-  second.offset.Add(8, 8 * 100.0, 90, 110, 0);
+  second.offset = Stat::Of(8, 8 * 100.0, 90, 110, 0);
   for (std::int64_t i = 0; i < 400; ++i) {
     const std::int64_t back = i < 200 ? 0 : 150;  // set back by 150 s, with seconds that come twice
     for (int sfp = 0; sfp < sfpCount; ++sfp) {

@@ -82,8 +82,8 @@ void Scene::PlaySide(std::int64_t time, int sfp, const Side& side) {
   second.respsDue = hasMaster ? 8 : 0;
   const auto add = [](Stat& stat, std::uint32_t count, double mean) {
     if (count > 0)
-      stat.Add(count, mean * count, static_cast<std::int64_t>(mean) - 20,
-               static_cast<std::int64_t>(mean) + 20, 0);
+      stat = Stat::Of(count, mean * count, static_cast<std::int64_t>(mean) - 20,
+                      static_cast<std::int64_t>(mean) + 20, 0);
   };
   add(second.offset, side.syncs, side.offset);
   add(second.path, side.resps, side.path);
