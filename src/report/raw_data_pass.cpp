@@ -19,7 +19,7 @@ std::size_t Index(int sfp) { return static_cast<std::size_t>(sfp); }
 template <typename Counts>
 void CountInterval(std::int32_t log2, Counts& counts) {
   if (log2 >= -7 && log2 < static_cast<std::int32_t>(counts.size()) - 7)
-    ++counts[static_cast<std::size_t>(log2 + 7)];
+    ++counts[static_cast<std::size_t>(log2 + std::int64_t{7})];
 }
 
 /// The commonest interval as a rate a second; 0 when it is longer, or nothing was counted.
@@ -254,7 +254,7 @@ void RawDataPass::IndexCheckpoints() {
   std::int64_t latest = INT64_MIN;
   for (Checkpoint& checkpoint : all) checkpoint.latest = latest = std::max(latest, checkpoint.to);
   std::int64_t earliest = INT64_MAX;
-  for (auto it = all.rbegin(); it != all.rend(); ++it) it->earliest = earliest = std::min(earliest, it->from);
+  for (std::size_t i = all.size(); i-- > 0;) all[i].earliest = earliest = std::min(earliest, all[i].from);
 }
 
 void RawDataPass::CountMessagesDue() {
