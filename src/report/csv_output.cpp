@@ -68,20 +68,22 @@ void WriteSteps(Seconds& seconds, std::int64_t step, std::int64_t from, std::int
 
 bool WriteCsv(const Recording& recording, std::int64_t step, std::ostream& output) {
   output << header;
+  SecondsReader reader(recording);
+  Seconds seconds;
   const std::int64_t first = BucketStart(recording.first, step);
   const std::int64_t chunk = std::max(step, secondsPerRead / step * step);
   for (std::int64_t from = first; from < recording.end; from += chunk) {
     const std::int64_t to = std::min(from + chunk, BucketStart(recording.end - 1, step) + step);
-    Seconds seconds;
     if (step % recording.bucketWidth == 0) {
       // No need to look at the seconds.
+      seconds = {};
       for (std::size_t k = 0; k < sfpCount; ++k) {
         for (const Bucket& bucket : recording.sfp[k].buckets) {
           if (bucket.start >= from && bucket.start < to) seconds.sfp[k].push_back(bucket);
         }
       }
     } else {
-      seconds = ReadSeconds(recording, from, to);
+      reader.Read(from, to, seconds);
     }
     WriteSteps(seconds, step, from, to, output);
   }

@@ -2,15 +2,17 @@
 
 #include <algorithm>
 #include <span>
+#include <thread>
 
 #include "report/bucket_series.h"
+#include "report/hand_over.h"
 
 namespace kestrune::report {
 namespace {
 
 constexpr std::size_t secondsPerChunk = 4 * 3600;
 constexpr std::size_t wideRowsPerChunk = 2880;  // two days of minutes
-constexpr std::int64_t longestRead = 4 * 3600;
+constexpr std::int64_t longestRead = 2 * 3600;
 constexpr std::int64_t readThrough = 600;  // seconds that are sooner read than skipped
 
 /// The part of a rising series that lies in [from, to).
@@ -27,6 +29,16 @@ Seconds PartOf(const Seconds& all, std::int64_t from, std::int64_t to) {
   for (std::size_t k = 0; k < sfpCount; ++k) CopyPart(all.sfp[k], from, to, part.sfp[k]);
   CopyPart(all.differences, from, to, part.differences);
   return part;
+}
+
+/// How many of these parts lie so near to each other that they are read in one go.
+std::size_t CountReadTogether(std::span<const Stretch> parts) {
+  std::size_t count = 1;
+  while (count < parts.size() && parts[count].from - parts[count - 1].to <= readThrough &&
+         parts[count].to - parts[0].from <= longestRead) {
+    ++count;
+  }
+  return count;
 }
 
 }  // namespace
@@ -133,15 +145,28 @@ PageLevel PackSideLevel(const Recording& recording, const SideSeries& side, std:
 PageLevel PackParts(const Recording& recording, const std::vector<Stretch>& parts, std::int64_t width,
                     int perNanosecond) {
   LevelPacker packer(recording.base, width, perNanosecond, secondsPerChunk);
-  for (std::size_t i = 0; i < parts.size();) {
-    std::size_t behind = i + 1;
-    while (behind < parts.size() && parts[behind].from - parts[behind - 1].to <= readThrough &&
-           parts[behind].to - parts[i].from <= longestRead) {
-      ++behind;
+  struct Batch {
+    std::span<const Stretch> parts;
+    Seconds seconds;
+  };
+  HandOver<Batch> handOver;
+  std::thread thread([&] {
+    SecondsReader reader(recording);
+    Batch batch;
+    for (std::span<const Stretch> left = parts; !left.empty();) {
+      batch.parts = left.first(CountReadTogether(left));
+      reader.Read(batch.parts.front().from, batch.parts.back().to, batch.seconds);
+      left = left.subspan(batch.parts.size());
+      handOver.Put(batch);
     }
-    const Seconds read = ReadSeconds(recording, parts[i].from, parts[behind - 1].to);
-    for (; i < behind; ++i) packer.Add(parts[i].from, parts[i].to, PartOf(read, parts[i].from, parts[i].to));
+    handOver.End();
+  });
+  Batch batch;
+  while (handOver.Take(batch)) {
+    for (const Stretch& part : batch.parts)
+      packer.Add(part.from, part.to, PartOf(batch.seconds, part.from, part.to));
   }
+  thread.join();
   return packer.Finish();
 }
 

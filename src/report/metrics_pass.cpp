@@ -75,11 +75,10 @@ void MetricsPass::OnSecond(int sfp, TimedRecord& record) {
   watch_.OnSecond(sfp, record.second, record.state, record.master);
 }
 
-void MetricsPass::OnCheckpoint(std::uint64_t place, std::int64_t /*stamp*/,
-                               const std::array<std::int64_t, sfpCount>& last) {
+void MetricsPass::OnCheckpoint(const Checkpoint& checkpoint) {
   watch_.Settle();
   if (marks_.size() == 2) marks_.pop_front();
-  marks_.push_back({place, last, newest_, watch_.Memory(), sums_});
+  marks_.push_back({checkpoint.place, checkpoint.last, newest_, watch_.Memory(), sums_});
 }
 
 const MetricsMark& MetricsPass::Mark() const {

@@ -47,8 +47,7 @@ class MetricsPass : public RecordWalk::Listener, public WatchListener {
   void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override;
   std::int32_t OnMaster(const Master& master) override;
   void OnSecond(int sfp, TimedRecord& record) override;
-  void OnCheckpoint(std::uint64_t place, std::int64_t stamp,
-                    const std::array<std::int64_t, sfpCount>& last) override;
+  void OnCheckpoint(const Checkpoint& checkpoint) override;
   void OnWatched(const WatchedSecond& second) override;
 
  private:

@@ -107,7 +107,7 @@ Verdict JudgeLastDay(const FileNames& names, const Limits& limits, std::int64_t 
   Recording recording;
   Watch watch(recording, limits);
   SelfCheck selfCheck(recording);
-  ReadRecording(names, options, {&watch, &selfCheck}, recording);
+  ReadRecording(names, options, {{&selfCheck}, {&watch}}, recording);
   watch.Finish();
   selfCheck.Finish();
   return JudgeRecording(recording, watch, selfCheck, limits).verdict;

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::int64_t widestSlot = 600;
 constexpr std::int64_t usualSlot = 60;
-constexpr std::int64_t secondsPerPart = 4 * 3600;
+constexpr std::int64_t secondsPerPart = 2 * 3600;
 constexpr std::int64_t mostWideBuckets = 100'000;
 constexpr std::int64_t mostSideBuckets = 10'000;
 constexpr int gravest = 3;

@@ -4,31 +4,15 @@
 #include <cmath>
 
 #include "report/bucket_series.h"
+#include "report/unit_totals.h"
 
 namespace kestrune::report {
 namespace {
 
 constexpr std::int32_t noTelemetry = 0;
-constexpr std::uint32_t recordsLately = 256;
-constexpr std::int64_t suspiciousHole = 10;    // seconds
-constexpr std::int64_t startBeforeRecord = 2;  // seconds that a start document may be behind the first record
+constexpr std::int64_t suspiciousHole = 10;  // seconds
 
 std::size_t Index(int sfp) { return static_cast<std::size_t>(sfp); }
-
-/// Counts an interval of 2^-7 to 2^8 seconds.
-template <typename Counts>
-void CountInterval(std::int32_t log2, Counts& counts) {
-  if (log2 >= -7 && log2 < static_cast<std::int32_t>(counts.size()) - 7)
-    ++counts[static_cast<std::size_t>(log2 + std::int64_t{7})];
-}
-
-/// The commonest interval as a rate a second; 0 when it is longer, or nothing was counted.
-template <typename Counts>
-std::int32_t CommonRate(const Counts& counts) {
-  const auto most = std::max_element(counts.begin(), counts.end());
-  const auto log2 = static_cast<std::int32_t>(most - counts.begin()) - 7;
-  return *most > 0 && log2 <= 0 ? 1 << -log2 : 0;
-}
 
 void AddExtremes(Extremes& extremes, bool first, const Bucket& second) {
   if (first || second.offset.least < extremes.least) {
@@ -43,95 +27,13 @@ void AddExtremes(Extremes& extremes, bool first, const Bucket& second) {
 
 }  // namespace
 
-RawDataPass::RawDataPass(Recording& recording, const std::vector<RecordObserver*>& observers)
+RawDataPass::RawDataPass(Recording& recording, const std::vector<SecondObserver*>& observers)
     : recording_(recording),
       observers_(observers),
       links_(recording.eventLog),
       starts_(recording.eventLog.starts) {
   recording_.masters.assign(1, Master{});
   std::ranges::sort(starts_);
-}
-
-void RawDataPass::OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) {
-  for (RecordObserver* observer : observers_) observer->OnUnit(unit);
-  place_ = place;
-  const TelemetryRecord& record = unit.record;
-  SfpState& state = sfps_[record.sfp];
-  auto& lately = state.lately;
-  lately.byLock[record.state == 10 ? 1 : 0].Add(record.performanceMonitoring);
-  lately.rates[0].Add(record.linkTransmitRate);
-  lately.rates[1].Add(record.linkReceiveRate);
-  if (++lately.records == recordsLately) MergeLately(record.sfp);
-  CountMessages(record.sfp, steps);
-  CountInterval(record.logSyncInterval, syncIntervals_);
-  CountInterval(record.logMinDelayReqInterval, respIntervals_);
-  if (unit.epochTime != state.stamp) ++state.stamps;
-  state.stamp = unit.epochTime;
-  recording_.sfp[record.sfp].linkSpeed.Set(unit.epochTime, static_cast<std::int32_t>(record.linkSpeed));
-  FollowRuns(unit, place);
-}
-
-void RawDataPass::MergeLately(int sfp) {
-  SfpRecording& all = recording_.sfp[Index(sfp)];
-  Lately& lately = sfps_[Index(sfp)].lately;
-  for (const Quantity quantity : {toFollower, originJitter, offset, pathDelay, toMaster, reqToResp}) {
-    const Stat locked = lately.byLock[1].Of(quantity);
-    all.locked[quantity].Merge(locked);
-    all.all[quantity].Merge(lately.byLock[0].Of(quantity));
-    all.all[quantity].Merge(locked);
-  }
-  if (lately.records > 0) {
-    const auto [transmit, receive] = lately.rates;
-    all.transmitRate.Merge(Stat::Of(lately.records, transmit.sum, transmit.least, transmit.greatest, 0));
-    all.receiveRate.Merge(Stat::Of(lately.records, receive.sum, receive.least, receive.greatest, 0));
-  }
-  lately = {};
-}
-
-void RawDataPass::CountMessages(int sfp, const CounterSteps& steps) {
-  MessageCounts& counts = recording_.sfp[Index(sfp)].messages;
-  counts.announcesForeign += steps.announcesForeign;
-  counts.delayReqsSent += steps.delayReqsSent;
-  counts.delayRespsReceived += steps.delayResps;
-}
-
-/// A run begins with its first record behind its start document, and where the time stamps go back.
-void RawDataPass::FollowRuns(const RawDataUnit& unit, std::uint64_t place) {
-  const std::int64_t stamp = unit.epochTime;
-  bool begins = recording_.runs.empty();
-  while (nextStart_ < starts_.size() && starts_[nextStart_] <= stamp + startBeforeRecord) {
-    begins |= lastStamp_ <= starts_[nextStart_];
-    ++nextStart_;
-  }
-  if (lastStamp_ != INT64_MIN && stamp < lastStamp_ - 1) AddClockStep(lastStamp_, stamp - lastStamp_);
-  if (begins && recording_.runs.size() < Recording::listLimit) {
-    recording_.runs.push_back({stamp, stamp + 1, place, 0});
-  }
-  RecorderRun& run = recording_.runs.back();
-  ++run.records;
-  run.to = std::max(run.to, stamp + 1);
-  lastStamp_ = stamp;
-}
-
-void RawDataPass::AddClockStep(std::int64_t at, std::int64_t by) {
-  auto& steps = by > 0 ? leaps_ : recording_.clockSteps;
-  const auto isTold = [&](const ClockStep& step) {
-    return std::llabs(step.at - at) <= 5 && std::llabs(step.by - by) <= 5;
-  };
-  if (steps.size() < mostClockSteps && std::ranges::none_of(steps, isTold)) steps.push_back({at, by, place_});
-}
-
-std::int32_t RawDataPass::OnMaster(const Master& master) {
-  if (master.grandmaster == 0) return 0;
-  auto& masters = recording_.masters;
-  const auto known = std::find(masters.rbegin(), masters.rend(), master);
-  if (known != masters.rend()) return static_cast<std::int32_t>(masters.rend() - known) - 1;
-  if (masters.size() == mostMasters) {
-    ++recording_.mastersDropped;
-    return static_cast<std::int32_t>(mostMasters) - 1;
-  }
-  masters.push_back(master);
-  return static_cast<std::int32_t>(masters.size()) - 1;
 }
 
 void RawDataPass::OnSecond(int sfp, TimedRecord& record) {
@@ -149,7 +51,7 @@ void RawDataPass::OnSecond(int sfp, TimedRecord& record) {
   if (pairs_.Add(sfp, second, grandmaster, difference)) {
     if (AppendToSeries(recording_.differences, difference, recording_.bucketWidth, mostBuckets)) Widen();
   }
-  for (RecordObserver* observer : observers_) observer->OnSecond(sfp, second, record.state, record.master);
+  for (SecondObserver* observer : observers_) observer->OnSecond(sfp, second, record.state, record.master);
 }
 
 /// What is missing before a record, and where the clock went.
@@ -185,7 +87,7 @@ void RawDataPass::CheckClock(int sfp, const TimedRecord& record, std::int64_t ho
   if (hole <= suspiciousHole || state.packetsASecond == 0 || record.packets <= state.packets) return;
   const auto passed = static_cast<std::int64_t>((record.packets - state.packets) / state.packetsASecond);
   if (passed < hole / 2 && passed <= hole - suspiciousHole)
-    AddClockStep(state.seen, hole + 1 - std::max<std::int64_t>(passed, 1));
+    AddClockStep(leaps_, {state.seen, hole + 1 - std::max<std::int64_t>(passed, 1), record.place});
 }
 
 void RawDataPass::AddLocked(SfpRecording& all, const Bucket& second) {
@@ -217,17 +119,14 @@ void RawDataPass::Widen() {
   while (merge() > mostBuckets / 2) recording_.bucketWidth = WiderBucket(recording_.bucketWidth);
 }
 
-void RawDataPass::OnCheckpoint(std::uint64_t place, std::int64_t stamp,
-                               const std::array<std::int64_t, sfpCount>& last) {
-  recording_.checkpoints.push_back({place, stamp, INT64_MAX, INT64_MIN, 0, 0, last});
+void RawDataPass::OnCheckpoint(const Checkpoint& checkpoint) {
+  recording_.checkpoints.push_back(checkpoint);
+  recording_.checkpoints.back().from = INT64_MAX;
+  recording_.checkpoints.back().to = INT64_MIN;
 }
 
 void RawDataPass::Finish() {
-  std::uint64_t stamps = 0;
-  std::uint64_t records = 0;
-  for (int k = 0; k < sfpCount; ++k) {
-    MergeLately(k);
-    SfpRecording& all = recording_.sfp[Index(k)];
+  for (SfpRecording& all : recording_.sfp) {
     if (all.records == 0) continue;
     MergeBuckets(all.buckets, recording_.bucketWidth);
     all.state.Set(all.end, noTelemetry);
@@ -235,15 +134,10 @@ void RawDataPass::Finish() {
     const bool none = recording_.end == 0;
     recording_.first = none ? all.first : std::min(recording_.first, all.first);
     recording_.end = none ? all.end : std::max(recording_.end, all.end);
-    stamps += sfps_[Index(k)].stamps;
-    records += all.records;
   }
   MergeBuckets(recording_.differences, recording_.bucketWidth);
   for (const DifferenceBucket& bucket : recording_.differences) recording_.difference.Merge(bucket);
   recording_.base = BucketStart(recording_.first, 3600);
-  recording_.smeared = stamps + records / 100 < records;
-  recording_.syncRate = CommonRate(syncIntervals_);
-  recording_.respRate = CommonRate(respIntervals_);
   CountMessagesDue();
   FindGaps();
   IndexCheckpoints();
@@ -297,7 +191,7 @@ std::int64_t RawDataPass::LeaptOver(const Stretch& gap) {
     return std::llabs(step.at + 1 - gap.from) <= near && step.by <= gap.to - gap.from + near;
   });
   if (leap == leaps_.end()) return 0;
-  if (recording_.clockSteps.size() < mostClockSteps) recording_.clockSteps.push_back(*leap);
+  AddClockStep(recording_.clockSteps, *leap);
   return std::min(leap->by, gap.to - gap.from);
 }
 

@@ -5,7 +5,9 @@
 #include "report/raw_data_pass.h"
 #include "report/record_walk.h"
 #include "report/recording.h"
+#include "report/seconds_thread.h"
 #include "report/unit_reader.h"
+#include "report/unit_totals.h"
 
 namespace kestrune::report {
 namespace {
@@ -31,14 +33,47 @@ std::uint64_t CountOtherSfps(std::span<const RawDataUnit> units) {
       std::ranges::count_if(units, [](const RawDataUnit& unit) { return unit.record.sfp >= sfpCount; }));
 }
 
-void ReadRawData(const ReadOptions& options, const std::vector<RecordObserver*>& observers,
-                 Recording& recording) {
+/// What the walk through the raw data finds: units are looked at here and now, their seconds go on to a
+/// thread.
+class WholeWalk : public RecordWalk::Listener {
+ public:
+  WholeWalk(Recording& recording, const Observers& observers)
+      : units_(observers.units), totals_(recording), pass_(recording, observers.seconds), thread_(pass_) {}
+
+  void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override {
+    for (UnitObserver* observer : units_) observer->OnUnit(unit);
+    totals_.OnUnit(unit, steps, place);
+  }
+  std::int32_t OnMaster(const Master& master) override {
+    const std::size_t known = totals_.Masters().size();
+    const std::int32_t number = totals_.NumberOf(master);
+    if (totals_.Masters().size() > known) thread_.AddMaster(master);
+    return number;
+  }
+  void OnSecond(int sfp, TimedRecord& record) override { thread_.AddSecond(sfp, record); }
+  void OnCheckpoint(const Checkpoint& checkpoint) override { thread_.AddCheckpoint(checkpoint); }
+
+  /// Behind the last unit.
+  void Finish() {
+    thread_.Finish();
+    totals_.Finish();
+    pass_.Finish();
+  }
+
+ private:
+  const std::vector<UnitObserver*>& units_;
+  UnitTotals totals_;
+  RawDataPass pass_;
+  SecondsThread thread_;
+};
+
+void ReadRawData(const ReadOptions& options, const Observers& observers, Recording& recording) {
   InputFile file;
   if (!file.Open(recording.rawDataFile)) return;
   recording.rawDataPresent = true;
   recording.rawDataBytes = static_cast<std::uint64_t>(std::max<std::int64_t>(file.Size(), 0));
-  RawDataPass pass(recording, observers);
-  RecordWalk walk(pass, options.from, options.to);
+  WholeWalk whole(recording, observers);
+  RecordWalk walk(whole, options.from, options.to);
   UnitReader reader(file, options.place, recording.rawDataBytes);
   std::uint64_t told = 0;
   std::int64_t time = 0;
@@ -56,7 +91,7 @@ void ReadRawData(const ReadOptions& options, const std::vector<RecordObserver*>&
   AddDamage(reader, time, recording);
   recording.tornBytes = reader.TornBytes();
   walk.Finish();
-  pass.Finish();
+  whole.Finish();
   recording.wildStamps = walk.WildStamps();
   recording.outsideRange = walk.OutsideRange();
   if (options.progress != nullptr) options.progress(recording.rawDataBytes, recording.rawDataBytes);
@@ -97,8 +132,8 @@ class SecondCollector : public RecordWalk::Listener {
 
 }  // namespace
 
-void ReadRecording(const FileNames& names, const ReadOptions& options,
-                   const std::vector<RecordObserver*>& observers, Recording& recording) {
+void ReadRecording(const FileNames& names, const ReadOptions& options, const Observers& observers,
+                   Recording& recording) {
   recording.eventLog = ReadEventLog(names.eventLog, recording.zone);
   recording.periodLines = ReadPeriodLines(names.periodLines, recording.zone);
   recording.rawDataFile = names.rawData;
@@ -125,11 +160,15 @@ std::optional<std::int64_t> LastTime(const std::string& rawDataFile) {
   return times[last];
 }
 
-Seconds ReadSeconds(const Recording& recording, std::int64_t from, std::int64_t to) {
-  Seconds seconds;
-  InputFile file;
-  if (!file.Open(recording.rawDataFile)) return seconds;
-  const auto& all = recording.checkpoints;
+SecondsReader::SecondsReader(const Recording& recording) : recording_(recording) {
+  open_ = file_.Open(recording.rawDataFile);
+}
+
+void SecondsReader::Read(std::int64_t from, std::int64_t to, Seconds& seconds) {
+  for (auto& buckets : seconds.sfp) buckets.clear();
+  seconds.differences.clear();
+  if (!open_) return;
+  const auto& all = recording_.checkpoints;
   const auto overlaps = [&](const Checkpoint& c) { return c.from < to && c.to > from; };
   const auto first = std::ranges::partition_point(all, [&](const Checkpoint& c) { return c.latest <= from; });
   const auto last = std::ranges::partition_point(all, [&](const Checkpoint& c) { return c.earliest < to; });
@@ -141,18 +180,21 @@ Seconds ReadSeconds(const Recording& recording, std::int64_t from, std::int64_t 
     }
     std::size_t behind = i;
     while (behind < end && overlaps(all[behind])) ++behind;
-    SecondCollector collector(recording, from, to, seconds);
-    RecordWalk walk(collector, recording.options.from, recording.options.to);
-    walk.Restart(all[i]);
-    UnitReader reader(file, all[i].place, behind < all.size() ? all[behind].place : recording.rawDataBytes,
-                      all[i].stamp);
-    for (auto units = reader.Next(); !units.empty(); units = reader.Next()) walk.Take(units, reader.Place());
-    walk.Finish();
+    ReadFrom(all[i], behind < all.size() ? all[behind].place : recording_.rawDataBytes, {from, to}, seconds);
     i = behind;
   }
   for (auto& buckets : seconds.sfp) MergeBuckets(buckets, 1);
   MergeBuckets(seconds.differences, 1);
-  return seconds;
+}
+
+void SecondsReader::ReadFrom(const Checkpoint& checkpoint, std::uint64_t end, const Stretch& wanted,
+                             Seconds& seconds) {
+  SecondCollector collector(recording_, wanted.from, wanted.to, seconds);
+  RecordWalk walk(collector, recording_.options.from, recording_.options.to);
+  walk.Restart(checkpoint);
+  UnitReader reader(file_, checkpoint.place, end, checkpoint.stamp);
+  for (auto units = reader.Next(); !units.empty(); units = reader.Next()) walk.Take(units, reader.Place());
+  walk.Finish();
 }
 
 }  // namespace kestrune::report

@@ -93,13 +93,15 @@ bool RecordWalk::MayStop() const {
 }
 
 void RecordWalk::Checkpoint(std::uint64_t place, std::int64_t stamp) {
-  std::array<std::int64_t, sfpCount> last{};
+  report::Checkpoint checkpoint;
+  checkpoint.place = place;
+  checkpoint.stamp = stamp;
   for (int sfp = 0; sfp < sfpCount; ++sfp) {
     Retimer& retimer = sfps_[static_cast<std::size_t>(sfp)].retimer;
     retimer.Flush([&](TimedRecord& record) { listener_.OnSecond(sfp, record); });
-    last[static_cast<std::size_t>(sfp)] = retimer.Last();
+    checkpoint.last[static_cast<std::size_t>(sfp)] = retimer.Last();
   }
-  listener_.OnCheckpoint(place, stamp, last);
+  listener_.OnCheckpoint(checkpoint);
   sinceCheckpoint_ = 0;
 }
 
@@ -112,6 +114,7 @@ void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
   FillSecond(record, steps, timed.second);
   timed.state = record.state;
   timed.packets = record.linkPacketsReceived;
+  timed.place = place;
   if (!state.any || !HasSameMaster(state.before, record)) state.master = listener_.OnMaster(MasterOf(record));
   timed.master = state.master;
   state.before.bestMasterLastPtpAnnouncePacket = record.bestMasterLastPtpAnnouncePacket;

@@ -27,9 +27,8 @@ class RecordWalk {
     virtual std::int32_t OnMaster(const Master& master) = 0;
     /// `record` may be changed.
     virtual void OnSecond(int sfp, TimedRecord& record) = 0;
-    /// No record is held back; a later walk may begin with the unit at `place`, of this stamp.
-    virtual void OnCheckpoint(std::uint64_t /*place*/, std::int64_t /*stamp*/,
-                              const std::array<std::int64_t, sfpCount>& /*last*/) {}
+    /// No record is held back; a later walk may begin here. The times of what follows aren't known yet.
+    virtual void OnCheckpoint(const report::Checkpoint& /*checkpoint*/) {}
   };
 
   /// Stamps outside [from, to) are left out.

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "files/raw_data.h"
+#include "platform/input_file.h"
 #include "report/buckets.h"
 #include "report/event_log.h"
 #include "report/histogram.h"
@@ -199,16 +200,26 @@ struct Recording {
   std::uint64_t Records() const { return sfp[0].records + sfp[1].records; }
 };
 
-/// Sees every record while the raw data is read; called by the thread that reads.
-class RecordObserver {
+/// Sees every record while the raw data is read, in the thread that called for it.
+class UnitObserver {
  public:
-  virtual ~RecordObserver() = default;
+  virtual ~UnitObserver() = default;
   /// A whole unit of SFP 0 or 1 with a sound stamp, in the order of the file.
-  virtual void OnUnit(const RawDataUnit& /*unit*/) {}
+  virtual void OnUnit(const RawDataUnit& unit) = 0;
+};
+
+/// Sees the second of every record, in a thread of its own that lags behind the reading one.
+class SecondObserver {
+ public:
+  virtual ~SecondObserver() = default;
   /// A record in the second that was found for it, SFP by SFP in rising order except where the clock was set
   /// back; a second may come twice. `master` is an index into `Recording::masters`.
-  virtual void OnSecond(int /*sfp*/, const Bucket& /*second*/, std::int32_t /*state*/,
-                        std::int32_t /*master*/) {}
+  virtual void OnSecond(int sfp, const Bucket& second, std::int32_t state, std::int32_t master) = 0;
+};
+
+struct Observers {
+  std::vector<UnitObserver*> units;
+  std::vector<SecondObserver*> seconds;
 };
 
 /// The names of a run's three files, as the operating system opens them.
@@ -220,9 +231,10 @@ struct FileNames {
 
 /// Reads all three files, any of which may be missing. First the two texts, then one pass through the raw
 /// data, which `observers` see; by then `eventLog`, `periodLines` and `zone` of `recording` are filled, so
-/// that observers may look at them. What a growing file gains meanwhile isn't read.
-void ReadRecording(const FileNames& names, const ReadOptions& options,
-                   const std::vector<RecordObserver*>& observers, Recording& recording);
+/// that observers may look at them, and those of seconds at `masters` too. What a growing file gains
+/// meanwhile isn't read.
+void ReadRecording(const FileNames& names, const ReadOptions& options, const Observers& observers,
+                   Recording& recording);
 
 /// The time of the last record of a raw data file, as far as its end can be trusted; nothing without one.
 std::optional<std::int64_t> LastTime(const std::string& rawDataFile);
@@ -233,8 +245,26 @@ struct Seconds {
   std::vector<DifferenceBucket> differences;
 };
 
-/// Re-reads [from, to) of the raw data; the buckets are a second wide and add up to the recording's. Reads a
-/// megabyte more on either side.
-Seconds ReadSeconds(const Recording& recording, std::int64_t from, std::int64_t to);
+/// Reads parts of the raw data once more. One for each thread.
+class SecondsReader {
+ public:
+  /// The recording is complete, and outlives this.
+  explicit SecondsReader(const Recording& recording);
+  /// The seconds of [from, to); the buckets are a second wide and add up to the recording's. None when the
+  /// file can't be read any more.
+  void Read(std::int64_t from, std::int64_t to, Seconds& seconds);
+  Seconds Read(std::int64_t from, std::int64_t to) {
+    Seconds seconds;
+    Read(from, to, seconds);
+    return seconds;
+  }
+
+ private:
+  void ReadFrom(const Checkpoint& checkpoint, std::uint64_t end, const Stretch& wanted, Seconds& seconds);
+
+  const Recording& recording_;
+  InputFile file_;
+  bool open_;
+};
 
 }  // namespace kestrune::report

@@ -210,7 +210,7 @@ bool WriteOutputs(const Work& work, const Judgement& judgement) {
 int Report(Work& work) {
   Watch watch(work.recording, work.limits);
   SelfCheck selfCheck(work.recording);
-  ReadRecording(work.names, MakeReadOptions(work), {&watch, &selfCheck, &work.stability, &work.side},
+  ReadRecording(work.names, MakeReadOptions(work), {{&selfCheck, &work.side}, {&watch, &work.stability}},
                 work.recording);
   watch.Finish();
   selfCheck.Finish();

@@ -15,6 +15,7 @@ struct TimedRecord {
   std::int32_t state = 0;
   std::int32_t master = 0;    ///< index into `Recording::masters`
   std::uint64_t packets = 0;  ///< received on the link, by the card's counter
+  std::uint64_t place = 0;    ///< byte of the file
 };
 
 /// Gives each record of one SFP the second that it tells of. A time stamp has whole seconds and is when a

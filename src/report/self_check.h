@@ -12,7 +12,7 @@ namespace kestrune::report {
 
 /// Computes the recorder's period lines once more from the raw data. The line doesn't tell which record was
 /// its last, so any record near its time may be; all 50 figures have to be those of the line.
-class SelfCheck : public RecordObserver {
+class SelfCheck : public UnitObserver {
  public:
   /// What was found wrong.
   struct Difference {

@@ -34,7 +34,7 @@ struct SideBucket {
 };
 
 /// Collects the side quantities while the raw data is read, at most `mostBuckets` and one for each SFP.
-class SideSeries : public RecordObserver {
+class SideSeries : public UnitObserver {
  public:
   static constexpr std::size_t mostBuckets = 8192;
 

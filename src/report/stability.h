@@ -82,7 +82,7 @@ class StabilityMeter {
 };
 
 /// Measures the average offset of each SFP's locked seconds.
-class Stability : public RecordObserver {
+class Stability : public SecondObserver {
  public:
   void OnSecond(int sfp, const Bucket& second, std::int32_t state, std::int32_t master) override;
   /// Behind the last second.

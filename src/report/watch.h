@@ -86,7 +86,7 @@ struct WatchMemory {
 
 /// What is judged second by second, gathered while the raw data is read. Looks at the recording's event log,
 /// which is complete by then, and at its masters, which grow meanwhile.
-class Watch : public RecordObserver {
+class Watch : public SecondObserver {
  public:
   /// The recording must outlive the watch, and so must the listener, if there is one.
   Watch(const Recording& recording, const Limits& limits, WatchListener* listener = nullptr);

@@ -134,7 +134,7 @@ TEST_F(MetricsTest, GrowByWhateverPiecesToWhatTheWholeGives) {
 
   Recording recording;
   Watch watch(recording, DefaultLimits());
-  ReadRecording(files_.Names(), {}, {&watch}, recording);
+  ReadRecording(files_.Names(), {}, {{}, {&watch}}, recording);
   watch.Finish();
   std::int64_t unlocked = 0;
   std::int64_t changes = 0;

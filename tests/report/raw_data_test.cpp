@@ -107,7 +107,7 @@ TEST(RawData, WhatOnlyLooksLikeAUnitIsNone) {
   files.WriteRawData(BytesOf(strange));
   const Recording recording = files.Read();
   EXPECT_EQ(Records(recording), 200);
-  EXPECT_EQ(ReadSeconds(recording, begin, begin + 100).sfp[0].size(), 100);
+  EXPECT_EQ(SecondsReader(recording).Read(begin, begin + 100).sfp[0].size(), 100);
 }
 
 TEST(RawData, LongerStretchesOfAnotherTimeAreBelieved) {
@@ -203,7 +203,7 @@ TEST(RawData, BucketsAreTheMergeOfTheirSeconds) {
   const RunFiles files;
   files.WriteRawData(BytesOf(units));
   const Recording recording = files.Read();
-  const Seconds seconds = ReadSeconds(recording, recording.first, recording.end);
+  const Seconds seconds = SecondsReader(recording).Read(recording.first, recording.end);
   for (std::size_t k = 0; k < sfpCount; ++k) {
     ASSERT_EQ(seconds.sfp[k].size(), 4871);
     std::size_t next = 0;
@@ -230,7 +230,7 @@ TEST(RawData, BucketsAreTheMergeOfTheirSeconds) {
   }
   EXPECT_EQ(recording.difference.all.count, 4871);
   // Part of it, from the middle of the file.
-  const Seconds part = ReadSeconds(recording, begin + 2500, begin + 2600);
+  const Seconds part = SecondsReader(recording).Read(begin + 2500, begin + 2600);
   ASSERT_EQ(part.sfp[1].size(), 100);
   EXPECT_EQ(part.sfp[1].front().start, begin + 2500);
   EXPECT_EQ(part.differences.size(), 100);

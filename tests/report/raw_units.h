@@ -70,7 +70,7 @@ class RunFiles {
   void WriteRawData(const std::string& bytes) const {
     std::ofstream(Names().rawData, std::ios::binary | std::ios::trunc) << bytes;
   }
-  Recording Read(const ReadOptions& options = {}, const std::vector<RecordObserver*>& observers = {}) const {
+  Recording Read(const ReadOptions& options = {}, const Observers& observers = {}) const {
     Recording recording;
     ReadRecording(Names(), options, observers, recording);
     return recording;
