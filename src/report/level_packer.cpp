@@ -31,6 +31,13 @@ Seconds PartOf(const Seconds& all, std::int64_t from, std::int64_t to) {
   return part;
 }
 
+Seconds BucketsOf(const Recording& recording, std::int64_t from, std::int64_t to) {
+  Seconds part;
+  for (std::size_t k = 0; k < sfpCount; ++k) CopyPart(recording.sfp[k].buckets, from, to, part.sfp[k]);
+  CopyPart(recording.differences, from, to, part.differences);
+  return part;
+}
+
 /// How many of these parts lie so near to each other that they are read in one go.
 std::size_t CountReadTogether(std::span<const Stretch> parts) {
   std::size_t count = 1;
@@ -107,11 +114,10 @@ PageLevel LevelPacker::Finish() {
 
 PageLevel PackWhole(const Recording& recording, std::int64_t width) {
   LevelPacker packer(recording.base, width, 10, wideRowsPerChunk);
-  const Seconds all{{recording.sfp[0].buckets, recording.sfp[1].buckets}, recording.differences};
   const std::int64_t step = width * static_cast<std::int64_t>(wideRowsPerChunk);
   for (std::int64_t from = recording.base; from < recording.end; from += step) {
     const std::int64_t to = std::min(from + step, recording.end);
-    packer.Add(from, to, PartOf(all, from, to));
+    packer.Add(from, to, BucketsOf(recording, from, to));
   }
   return packer.Finish();
 }

@@ -176,7 +176,7 @@ std::string PackChunk(std::span<const PackedRow> rows, int parts) {
 
 std::string Deflate(const std::string& bytes) {
   z_stream stream{};
-  if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY) !=
+  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY) !=
       Z_OK) {
     return {};
   }

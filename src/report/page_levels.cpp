@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <span>
 
 #include "report/bucket_series.h"
 #include "report/level_packer.h"
@@ -146,29 +147,50 @@ PageLevel FinestSide(const Recording& recording, const SideSeries& side, std::si
   return level;
 }
 
-/// As many of the foremost slots as fit, found in a few attempts: what a slot costs depends on what is in it.
-PageLevel PackSlots(const Recording& recording, const std::vector<std::int64_t>& slots, std::int64_t slot,
-                    std::size_t room) {
-  constexpr double usualBytes = 12;  // a second
+using Slots = std::span<const std::int64_t>;
+
+PageLevel PackSeconds(const Recording& recording, Slots slots, std::int64_t slot) {
+  return PackParts(recording, Join({slots.begin(), slots.end()}, slot, recording), 1, 1);
+}
+
+/// How many of the foremost slots will fit. What a slot takes depends on what is in it, and what matters most
+/// is the most restless: some of each stretch of the list are tried.
+std::size_t CountFitting(const Recording& recording, Slots slots, std::int64_t slot, std::size_t room) {
+  constexpr std::size_t stretches = 12;
+  constexpr std::size_t triedPerStretch = 60;
+  const std::size_t most = std::min(slots.size(), room / static_cast<std::size_t>(slot));  // a byte a second
+  const std::size_t length = std::max(most / stretches, triedPerStretch);
+  double left = static_cast<double>(room);
+  for (std::size_t first = 0; first < most; first += length) {
+    const std::size_t count = std::min(length, most - first);
+    std::vector<std::int64_t> tried;
+    for (std::size_t i = 0; i < count; i += std::max<std::size_t>(count / triedPerStretch, 1))
+      tried.push_back(slots[first + i]);
+    const double perSlot =
+        static_cast<double>(PackSeconds(recording, tried, slot).Bytes()) / static_cast<double>(tried.size());
+    const double fitting = left / perSlot;
+    if (fitting < static_cast<double>(count)) return first + static_cast<std::size_t>(fitting);
+    left -= perSlot * static_cast<double>(count);
+  }
+  return most;
+}
+
+/// As many of the foremost slots as fit. Packed together they may take less than it seemed, or more.
+PageLevel PackSlots(const Recording& recording, Slots slots, std::int64_t slot, std::size_t room) {
   constexpr int attempts = 3;
-  constexpr double mostGrowth = 2.5;  // an attempt takes as long as what it packs
   PageLevel best;
   std::size_t fitting = 0;
-  double perSlot = usualBytes * static_cast<double>(slot);
-  std::size_t most = slots.size();
-  for (int attempt = 0; attempt < attempts && best.Bytes() <= room * 3 / 4; ++attempt) {
-    const auto more = static_cast<std::size_t>(static_cast<double>(room - best.Bytes()) / perSlot);
-    const std::size_t count = std::min(most, fitting + more);
+  std::size_t share = 95;  // of a hundred
+  for (int attempt = 0; attempt < attempts && best.Bytes() < room * 2 / 3; ++attempt) {
+    const std::size_t left = (room - best.Bytes()) * share / 100;
+    const std::size_t count = fitting + CountFitting(recording, slots.subspan(fitting), slot, left);
     if (count == fitting) break;
-    const std::vector<std::int64_t> chosen(slots.begin(), slots.begin() + static_cast<std::ptrdiff_t>(count));
-    PageLevel level = PackParts(recording, Join(chosen, slot, recording), 1, 1);
-    perSlot = static_cast<double>(level.Bytes()) / static_cast<double>(count) * 1.05;
-    if (level.Bytes() > room) {
-      most = count - (count - fitting) / 4;
-    } else {
+    PageLevel level = PackSeconds(recording, slots.first(count), slot);
+    if (level.Bytes() <= room) {
       best = std::move(level);
       fitting = count;
-      most = std::min(slots.size(), static_cast<std::size_t>(static_cast<double>(count) * mostGrowth));
+    } else {
+      share /= 2;
     }
   }
   return best;
@@ -226,7 +248,7 @@ std::vector<PageLevel> UsualLevels(const Recording& recording, const std::vector
   const std::int64_t slot = SlotOf(levels.front());
   PageLevel fine =
       PackSlots(recording, FindInterest(recording, episodes, slot).Ordered(), slot, left * 7 / 10);
-  left -= std::min(left, fine.Bytes());
+  left -= fine.Bytes();
   PageLevel tens = PackAllTens(recording, left);
   if (tens.chunks.empty()) tens = PackTens(recording, episodes, left);
   if (!tens.chunks.empty()) levels.push_back(std::move(tens));

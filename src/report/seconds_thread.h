@@ -40,7 +40,7 @@ class SecondsThread {
     void Clear();
   };
 
-  static constexpr std::size_t secondsPerBatch = 1024;
+  static constexpr std::size_t secondsPerBatch = 2048;
 
   void TakeAll();
   void Pass(Batch& batch);
