@@ -170,6 +170,8 @@ std::vector<std::string> RecordingNotes(const Recording& recording) {
   note(recording.damagedBytes, "byte left out there", "bytes left out there");
   note(recording.tornBytes, "byte behind the last whole unit", "bytes behind the last whole unit");
   note(recording.otherSfp, "unit of neither SFP", "units of neither SFP");
+  note(recording.implausible, "unit with impossible contents left out",
+       "units with impossible contents left out");
   note(recording.wildStamps, "unit with a wild time stamp left out", "units with wild time stamps left out");
   note(recording.doubledSeconds, "second with a second record", "seconds with a second record");
   note(recording.clockSteps.size(), "step of the recorder's clock", "steps of the recorder's clock");

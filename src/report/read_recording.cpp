@@ -58,6 +58,7 @@ void ReadRawData(const ReadOptions& options, const std::vector<RecordObserver*>&
   walk.Finish();
   pass.Finish();
   recording.wildStamps = walk.WildStamps();
+  recording.implausible = walk.Implausible();
   recording.outsideRange = walk.OutsideRange();
   if (options.progress != nullptr) options.progress(recording.rawDataBytes, recording.rawDataBytes);
 }

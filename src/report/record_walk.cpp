@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "report/unit_reader.h"
+
 namespace kestrune::report {
 namespace {
 
@@ -49,6 +51,8 @@ void RecordWalk::Offer(const RawDataUnit& unit, std::uint64_t place) {
   if (unit.epochTime < from_ || unit.epochTime >= to_) {
     ++outsideRange_;
   } else if (anyStamp_ && IsNear(stamp_, unit.epochTime, near)) {
+  } else if (!IsPlausible(unit.record)) {
+    ++implausible_;
     wildStamps_ += held_.size();
     held_.clear();
     Accept(unit, place);

@@ -34,7 +34,7 @@ class RecordWalk {
 
   /// Stamps outside [from, to) are left out.
   RecordWalk(Listener& listener, std::int64_t from, std::int64_t to);
-  /// Goes on at a checkpoint. Before the first unit.
+  /// Goes on at a checkpoint, as the first walk did. Before the first unit.
   void Restart(const Checkpoint& checkpoint);
 
   /// Units that follow each other in the file, the first one at `place`.
@@ -46,6 +46,7 @@ class RecordWalk {
   std::uint64_t OutsideRange() const { return outsideRange_; }
 
  private:
+  std::uint64_t Implausible() const { return implausible_; }
   struct Held {
     RawDataUnit unit;
     std::uint64_t place;
@@ -87,3 +88,4 @@ class RecordWalk {
 };
 
 }  // namespace kestrune::report
+  std::uint64_t implausible_ = 0;

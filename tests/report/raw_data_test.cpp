@@ -97,17 +97,17 @@ TEST(RawData, WhatOnlyLooksLikeAUnitIsNone) {
   EXPECT_EQ(lost.damagedBytes, 1023);
   EXPECT_EQ(Records(lost), 199);
   EXPECT_TRUE(lost.clockSteps.empty());
-  // Figures and intervals beyond all bounds behind a sound stamp, in seconds that are read once more.
+  // Contents that no card delivers behind sound stamps: overwritten, or of two torn units.
   auto strange = MakeUnits(begin, begin + 100);
-  for (RawDataUnit& unit : strange) {
-    if (unit.epochTime >= begin + 1) unit.record.state = 11;
-    unit.record.logSyncInterval = unit.record.logMinDelayReqInterval = INT32_MAX;
-  }
-  const RunFiles files;
-  files.WriteRawData(BytesOf(strange));
-  const Recording recording = files.Read();
-  EXPECT_EQ(Records(recording), 200);
-  EXPECT_EQ(ReadSeconds(recording, begin, begin + 100).sfp[0].size(), 100);
+  strange[20].record.logSyncInterval = INT32_MAX;
+  strange[21].record.bestMasterLastPtpAnnouncePacket.grandmasterClockClass = 1'178'679'462;
+  strange[22].record.performanceMonitoring.offsetFromMaster.sum.nanoseconds = INT32_MAX;
+  std::string bytes = BytesOf(strange);
+  bytes.erase(61 * sizeof(RawDataUnit) + 324, 700);
+  bytes.erase(60 * sizeof(RawDataUnit) + 700, 324);
+  const Recording recording = ReadBytes(bytes);
+  EXPECT_EQ(recording.implausible, 4);
+  EXPECT_EQ(Records(recording), 195);
 }
 
 TEST(RawData, LongerStretchesOfAnotherTimeAreBelieved) {
