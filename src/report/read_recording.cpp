@@ -145,9 +145,10 @@ Seconds ReadSeconds(const Recording& recording, std::int64_t from, std::int64_t 
     SecondCollector collector(recording, from, to, seconds);
     RecordWalk walk(collector, recording.options.from, recording.options.to);
     walk.Restart(all[i]);
-    UnitReader reader(file, all[i].place, behind < all.size() ? all[behind].place : recording.rawDataBytes,
-                      all[i].stamp);
-    for (auto units = reader.Next(); !units.empty(); units = reader.Next()) walk.Take(units, reader.Place());
+    if (behind < all.size()) walk.StopAt(all[behind].place);
+    UnitReader reader(file, all[i].place, recording.rawDataBytes, all[i].stamp);
+    for (auto units = reader.Next(); !units.empty() && !walk.HasStopped(); units = reader.Next())
+      walk.Take(units, reader.Place());
     walk.Finish();
     i = behind;
   }

@@ -36,6 +36,9 @@ class RecordWalk {
   RecordWalk(Listener& listener, std::int64_t from, std::int64_t to);
   /// Goes on at a checkpoint, as the first walk did. Before the first unit.
   void Restart(const Checkpoint& checkpoint);
+  /// Ends where the first walk made a checkpoint: the unit at `place` doesn't count any more.
+  void StopAt(std::uint64_t place) { stopAt_ = place; }
+  bool HasStopped() const { return stopped_; }
 
   /// Units that follow each other in the file, the first one at `place`.
   void Take(std::span<const RawDataUnit> units, std::uint64_t place);
@@ -43,10 +46,10 @@ class RecordWalk {
   void Finish();
 
   std::uint64_t WildStamps() const { return wildStamps_; }
+  std::uint64_t Implausible() const { return implausible_; }
   std::uint64_t OutsideRange() const { return outsideRange_; }
 
  private:
-  std::uint64_t Implausible() const { return implausible_; }
   struct Held {
     RawDataUnit unit;
     std::uint64_t place;
@@ -79,13 +82,15 @@ class RecordWalk {
   std::int64_t to_;
   bool anyStamp_ = false;
   bool atCheckpoint_ = false;
+  bool stopped_ = false;
+  std::uint64_t stopAt_ = UINT64_MAX;
   std::int64_t stamp_ = 0;  ///< of the last unit that counts
   std::vector<Held> held_;  ///< units of one time far from `stamp_`
   std::uint64_t sinceCheckpoint_ = unitsPerCheckpoint;
   std::uint64_t wildStamps_ = 0;
+  std::uint64_t implausible_ = 0;
   std::uint64_t outsideRange_ = 0;
   std::array<SfpState, sfpCount> sfps_;
 };
 
 }  // namespace kestrune::report
-  std::uint64_t implausible_ = 0;

@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
 #include "report/raw_units.h"
 #include "report/recording.h"
+#include "report/retimer.h"
 
 namespace kestrune::report {
 namespace {
@@ -108,6 +110,38 @@ TEST(RawData, WhatOnlyLooksLikeAUnitIsNone) {
   const Recording recording = ReadBytes(bytes);
   EXPECT_EQ(recording.implausible, 4);
   EXPECT_EQ(Records(recording), 195);
+}
+
+TEST(RawData, SecondsReadOnceMoreAreThoseOfTheFirstTime) {
+  // Ten seconds of an earlier time stand in front of the fourth checkpoint.
+  auto units = MakeUnits(begin, begin + 400);
+  for (std::size_t i = 384; i < 404; ++i) units[i].epochTime -= 100;
+  const RunFiles files;
+  files.WriteRawData(BytesOf(units));
+  const Recording recording = files.Read();
+  EXPECT_EQ(recording.wildStamps, 20);
+  for (std::int64_t length = 10; length < 400; length += 10) {
+    const Seconds seconds = ReadSeconds(recording, begin, begin + length);
+    for (const std::vector<Bucket>& sfp : seconds.sfp) {
+      std::int64_t records = 0;
+      for (const Bucket& second : sfp) records += second.records;
+      EXPECT_EQ(records, length - std::clamp(length - 192, std::int64_t{0}, std::int64_t{10})) << length;
+    }
+  }
+}
+
+TEST(RawData, SecondsGoBackWithTheClock) {
+  Retimer retimer;
+  std::vector<std::int64_t> seconds;
+  const auto emit = [&](const TimedRecord& record) { seconds.push_back(record.second.start); };
+  const auto commit = [&](std::initializer_list<std::int64_t> stamps) {
+    for (const std::int64_t stamp : stamps) retimer.Commit(stamp, emit);
+  };
+  commit({100, 101, 102});
+  retimer.Flush(emit);
+  commit({60, 61, 62, 20, 21});
+  retimer.Flush(emit);
+  EXPECT_THAT(seconds, ElementsAre(100, 101, 102, 60, 61, 62, 20, 21));
 }
 
 TEST(RawData, LongerStretchesOfAnotherTimeAreBelieved) {
