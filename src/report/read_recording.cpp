@@ -77,9 +77,9 @@ class SecondCollector : public RecordWalk::Listener {
   }
 
   void OnSecond(int sfp, TimedRecord& record) override {
-    links_.ForgetDueWithout(sfp, record.second);
-    const Bucket& second = record.second;
     const auto master = static_cast<std::size_t>(std::max(record.master, 0));
+    links_.SettleDue(sfp, recording_.masters[master], record);
+    const Bucket& second = record.second;
     DifferenceBucket difference;
     const bool isPair = pairs_.Add(sfp, second, recording_.masters[master].grandmaster, difference);
     if (second.start < from_ || second.start >= to_) return;

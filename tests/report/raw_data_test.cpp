@@ -270,6 +270,18 @@ TEST(RawData, BucketsAreTheMergeOfTheirSeconds) {
   EXPECT_EQ(part.differences.size(), 100);
 }
 
+TEST(RawData, MessagesAreDueAtLongIntervalsToo) {
+  auto units = MakeUnits(begin, begin + 200);
+  for (RawDataUnit& unit : units) {
+    unit.record.logMinDelayReqInterval = 2;
+    unit.record.logSyncInterval = 1;
+    if (unit.epochTime >= begin + 100) unit.record.state = 4;  // listening: nothing is due
+  }
+  const Recording recording = ReadUnits(units);
+  EXPECT_EQ(recording.sfp[0].messages.respsDue, 25);
+  EXPECT_EQ(recording.sfp[1].messages.syncsDue, 50);
+}
+
 TEST(RawData, OffsetsOfTaiStayExact) {
   // 37 s: sums of squares would lose the nanoseconds.
   std::vector<RawDataUnit> units;
