@@ -178,6 +178,8 @@ std::vector<std::string> RecordingNotes(const Recording& recording) {
   const auto note = [&](std::uint64_t count, std::string_view one, std::string_view many) {
     if (count > 0) notes.push_back(CountText(static_cast<std::int64_t>(count), one, many));
   };
+  for (const std::string& name : recording.unreadable)
+    notes.push_back(name + " is there and could not be read");
   note(recording.damagedPlaces, "damaged place in the raw data", "damaged places in the raw data");
   note(recording.damagedBytes, "byte left out there", "bytes left out there");
   note(recording.tornBytes, "byte behind the last whole unit", "bytes behind the last whole unit");

@@ -193,6 +193,7 @@ struct Recording {
 
   ReadOptions options;  ///< with which it was read
   std::vector<Checkpoint> checkpoints;
+  std::vector<std::string> unreadable;  ///< names of files that are there and could not be read
 
   static constexpr std::size_t listLimit = 10'000;
 
