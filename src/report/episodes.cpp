@@ -23,13 +23,23 @@ bool KnownByTheMinute(Cause cause) {
          cause == Cause::Jitter;
 }
 
-/// Starts, and changes of what a master tells, are episodes of their own, whatever happens beside them.
+/// Changes of what a master tells are episodes of their own, whatever happens beside them.
 bool StandsAlone(Cause cause) {
   return cause == Cause::UtcOffset || cause == Cause::MasterData || cause == Cause::ClockClass ||
          cause == Cause::Profile || cause == Cause::SelfCheck || cause == Cause::Damage;
 }
 
+/// A start explains what is harmless and over with it; the rest only began at the same time, as when a range
+/// of a recording begins in the middle of it.
+bool Outlasts(const Finding& finding, const Finding& start) {
+  return finding.cause != Cause::Start && (finding.severity > Severity::Info || finding.to > start.to + near);
+}
+
 bool BelongTogether(const Episode& episode, const Finding& finding) {
+  for (const Finding& other : episode.findings) {
+    if (other.cause == Cause::Start && Outlasts(finding, other)) return false;
+    if (finding.cause == Cause::Start && Outlasts(other, finding)) return false;
+  }
   const bool alone = StandsAlone(finding.cause) || StandsAlone(episode.WhatCaused());
   if (alone && finding.cause != episode.WhatCaused()) return false;
   return std::ranges::any_of(episode.findings, [&](const Finding& other) {
@@ -112,14 +122,17 @@ bool CauseFirst(const Finding& left, const Finding& right) {
   return std::tie(left.cause, left.from) < std::tie(right.cause, right.from);
 }
 
-double WeightOf(const Finding& finding, const Limits& limits) {
-  const auto rule = RuleOf(finding.cause);
-  if (!rule || finding.severity <= Severity::Info) return 0;
-  const Limit& limit = limits[*rule];
-  const double bound = TextOf(*rule).warnUnit == TextOf(*rule).failUnit
+double WeightOf(Rule rule, double value, const Limits& limits) {
+  const Limit& limit = limits[rule];
+  const double bound = TextOf(rule).warnUnit == TextOf(rule).failUnit
                            ? limit.fail.value_or(limit.warn.value_or(1))
                            : limit.warn.value_or(1);
-  return std::fabs(finding.value) / std::max(bound, 1.0);
+  return std::fabs(value) / std::max(bound, 1.0);
+}
+
+double WeightOf(const Finding& finding, const Limits& limits) {
+  const auto rule = RuleOf(finding.cause);
+  return rule && finding.severity > Severity::Info ? WeightOf(*rule, finding.value, limits) : 0;
 }
 
 bool IsWorse(const Episode& left, const Episode& right) {
@@ -196,6 +209,19 @@ std::vector<Episode> JoinFindings(std::vector<Finding> findings, const Limits& l
   for (Episode& episode : episodes) Finish(episode, limits);
   std::ranges::stable_sort(episodes, {}, &Episode::from);
   return episodes;
+}
+
+void Raise(Episode& episode, Rule rule, Severity severity, double value, const Limits& limits) {
+  bool shows = false;
+  for (Finding& finding : episode.findings) {
+    if (!Shows(finding.cause, rule)) continue;
+    shows = true;
+    finding.severity = std::max(finding.severity, severity);
+  }
+  if (!shows || severity < episode.severity) return;
+  const double before = severity > episode.severity ? 0 : episode.weight;
+  episode.severity = severity;
+  episode.weight = std::max(before, WeightOf(rule, value, limits));
 }
 
 std::string TitleOf(const Episode& episode, const Recording& recording) {

@@ -28,6 +28,10 @@ struct Episode {
 /// episode.
 std::vector<Episode> JoinFindings(std::vector<Finding> findings, const Limits& limits);
 
+/// What a rule judges may be the sum of much that is harmless by itself: an episode that shows it weighs at
+/// least what the rule found, `value` in the unit of the limit that warns.
+void Raise(Episode& episode, Rule rule, Severity severity, double value, const Limits& limits);
+
 /// "SFP A: no signal", "Grandmaster changes to …21-00-02, 40 times".
 std::string TitleOf(const Episode& episode, const Recording& recording);
 

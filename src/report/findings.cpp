@@ -132,7 +132,8 @@ class Finder {
     }
   }
 
-  /// Calls tell(from, to, value, valueBefore) for the runs within the recording.
+  /// Calls tell(run, stretch, valueBefore) for the runs within the recording, with the stretch of it that
+  /// they have; the value before is -1 where the run began before the recording.
   template <typename Tell>
   void ForEachRun(const Runs& runs, Tell tell) const {
     const std::vector<Run>& all = runs.All();
@@ -140,18 +141,20 @@ class Finder {
     for (std::size_t i = 0; i < all.size(); ++i) {
       const std::int64_t to = i + 1 < all.size() ? all[i + 1].from : end;
       if (to <= recording_.first || all[i].from > end) continue;
-      tell(all[i].from, std::max(to, all[i].from + 1), all[i].value, i > 0 ? all[i - 1].value : -1);
+      const std::int64_t from = std::max(all[i].from, recording_.first);
+      const bool changes = i > 0 && all[i].from >= recording_.first;
+      tell(all[i], Stretch{from, std::max(to, from + 1)}, changes ? all[i - 1].value : -1);
     }
   }
 
   void FindLink(int sfp) {
     const EventLog& log = recording_.eventLog;
     const std::int32_t up = NumberOf(log, linkIsUp);
-    ForEachRun(log.link[static_cast<std::size_t>(sfp)], [&](std::int64_t from, std::int64_t to,
-                                                            std::int32_t value, int) {
-      if (value == up) return;
-      const auto seconds = static_cast<double>(to - from);
-      Add({Cause::Link, sfp, from, to, Judged(Rule::Redundancy, seconds), seconds, from, up, value});
+    ForEachRun(log.link[static_cast<std::size_t>(sfp)], [&](const Run& run, const Stretch& down, int) {
+      if (run.value == up) return;
+      const auto seconds = static_cast<double>(down.to - down.from);
+      Add({Cause::Link, sfp, down.from, down.to, Judged(Rule::Redundancy, seconds), seconds, down.from, up,
+           run.value});
     });
   }
 
@@ -260,6 +263,7 @@ class Finder {
       const Severity severity = kind == announceMessage
                                     ? Severity::Info
                                     : Judged(Rule::MessagesMissing, losses.All()[kind].MissingShare() * 100);
+      bool shown = false;
       for (const Excursion& excursion : losses.Minutes(kind).All()) {
         const bool chance = excursion.seconds <= minuteLength && excursion.worst < 0.03;
         if (chance) continue;
@@ -268,7 +272,12 @@ class Finder {
                         excursion.worstAt, kind,     kind};
         finding.seconds = excursion.seconds;
         Add(finding);
+        shown = true;
       }
+      if (shown || severity <= Severity::Info) continue;
+      // No minute stands out, but all of them together are too many.
+      const Excursion& worst = losses.WorstMinute(kind);
+      Add({Cause::Loss, sfp, worst.from, worst.to, severity, worst.worst * 100, worst.from, kind, kind});
     }
   }
 
@@ -305,15 +314,15 @@ class Finder {
   void FindCardChanges() {
     const EventLog& log = recording_.eventLog;
     const std::int32_t locked = NumberOf(log, lockedGenlock);
-    ForEachRun(log.genlock, [&](std::int64_t from, std::int64_t to, std::int32_t value, int) {
-      if (value == locked || IsStart(from)) return;
-      Add({Cause::Genlock, -1, from, to, Severity::Info, static_cast<double>(to - from), from, locked,
-           value});
+    ForEachRun(log.genlock, [&](const Run& run, const Stretch& out, int) {
+      if (run.value == locked || IsStart(run.from)) return;
+      Add({Cause::Genlock, -1, out.from, out.to, Severity::Info, static_cast<double>(out.to - out.from),
+           out.from, locked, run.value});
     });
     const auto addChanges = [&](Cause cause, const Runs& runs) {
-      ForEachRun(runs, [&](std::int64_t from, std::int64_t, std::int32_t value, std::int32_t before) {
-        if (before >= 0 && before != value)
-          Add({cause, -1, from, from + 1, Severity::Info, 1, from, before, value});
+      ForEachRun(runs, [&](const Run& run, const Stretch&, std::int32_t before) {
+        if (before < 0 || before == run.value) return;
+        Add({cause, -1, run.from, run.from + 1, Severity::Info, 1, run.from, before, run.value});
       });
     };
     addChanges(Cause::GenlockSource, log.genlockSource);
@@ -360,6 +369,10 @@ std::optional<Rule> RuleOf(Cause cause) {
     default:
       return std::nullopt;
   }
+}
+
+bool Shows(Cause cause, Rule rule) {
+  return RuleOf(cause) == rule || (cause == Cause::Grandmaster && rule == Rule::GrandmasterChanges);
 }
 
 std::vector<Finding> FindAll(const Evidence& evidence, const SelfCheck& selfCheck, const Limits& limits) {

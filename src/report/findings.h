@@ -61,6 +61,9 @@ struct Finding {
 /// The rule that a finding's value is measured by; none for what isn't judged.
 std::optional<Rule> RuleOf(Cause cause);
 
+/// Does a finding of this cause show what a rule judges?
+bool Shows(Cause cause, Rule rule);
+
 /// All findings, in the order of time. Few, however much was found: beyond some thousands, the same thing
 /// within an hour is one finding with a count.
 std::vector<Finding> FindAll(const Evidence& evidence, const SelfCheck& selfCheck, const Limits& limits);

@@ -31,7 +31,7 @@ int EpisodeAt(const std::vector<Episode>& episodes, Rule rule, std::int64_t time
     const Episode& episode = episodes[i];
     if (time < episode.from - margin || time > episode.to + margin) continue;
     const bool ofRule = std::ranges::any_of(episode.findings, [&](const Finding& finding) {
-      return RuleOf(finding.cause) == rule && time >= finding.from - margin && time <= finding.to + margin;
+      return Shows(finding.cause, rule) && time >= finding.from - margin && time <= finding.to + margin;
     });
     if (ofRule) return static_cast<int>(i);
     if (found < 0) found = static_cast<int>(i);
@@ -134,7 +134,11 @@ std::string_view VerdictText(Verdict verdict) {
 int ExitStatus(Verdict verdict) { return static_cast<int>(verdict); }
 
 std::string Check::ValueText() const {
-  return measure.measured ? report::ValueText(measure.value, TextOf(rule).warnUnit) : "no data";
+  if (!measure.measured) return "no data";
+  const RuleText& text = TextOf(rule);
+  const bool fails = severity == Severity::Fail && text.failUnit != text.warnUnit;
+  return fails ? report::ValueText(measure.inFailUnit, text.failUnit)
+               : report::ValueText(measure.value, text.warnUnit);
 }
 
 Judgement JudgeRecording(const Recording& recording, const Watch& watch, const SelfCheck& selfCheck,
@@ -145,13 +149,21 @@ Judgement JudgeRecording(const Recording& recording, const Watch& watch, const S
   judgement.watch = &watch;
   judgement.selfCheck = &selfCheck;
   const Evidence evidence(recording, watch, limits);
-  judgement.episodes = JoinFindings(FindAll(evidence, selfCheck, limits), limits);
-  judgement.episodesLeftOut = LeaveOutMildest(judgement.episodes, mostEpisodes);
-  judgement.worst = WorstOf(judgement.episodes, worstEpisodes);
+  std::vector<Episode>& episodes = judgement.episodes;
+  episodes = JoinFindings(FindAll(evidence, selfCheck, limits), limits);
   for (const RuleText& text : RuleTexts()) {
-    Check check = MakeCheck(text.rule, evidence, limits);
-    if (check.measure.at >= 0) check.episode = EpisodeAt(judgement.episodes, text.rule, check.measure.at);
-    judgement.checks[static_cast<std::size_t>(text.rule)] = std::move(check);
+    Check& check = judgement.checks[static_cast<std::size_t>(text.rule)];
+    check = MakeCheck(text.rule, evidence, limits);
+    if (check.severity <= Severity::Info || check.measure.at < 0) continue;
+    const int episode = EpisodeAt(episodes, check.rule, check.measure.at);
+    if (episode < 0) continue;
+    Raise(episodes[static_cast<std::size_t>(episode)], check.rule, check.severity, check.measure.value,
+          limits);
+  }
+  judgement.episodesLeftOut = LeaveOutMildest(episodes, mostEpisodes);
+  judgement.worst = WorstOf(episodes, worstEpisodes);
+  for (Check& check : judgement.checks) {
+    if (check.measure.at >= 0) check.episode = EpisodeAt(episodes, check.rule, check.measure.at);
   }
   judgement.relocks = RelocksOf(watch);
   judgement.changes = ChangesOf(recording, selfCheck);
@@ -166,10 +178,14 @@ std::vector<std::string> RecordingNotes(const Recording& recording) {
   const auto note = [&](std::uint64_t count, std::string_view one, std::string_view many) {
     if (count > 0) notes.push_back(CountText(static_cast<std::int64_t>(count), one, many));
   };
+  for (const std::string& name : recording.unreadable)
+    notes.push_back(name + " is there and could not be read");
   note(recording.damagedPlaces, "damaged place in the raw data", "damaged places in the raw data");
   note(recording.damagedBytes, "byte left out there", "bytes left out there");
   note(recording.tornBytes, "byte behind the last whole unit", "bytes behind the last whole unit");
   note(recording.otherSfp, "unit of neither SFP", "units of neither SFP");
+  note(recording.implausible, "unit with impossible contents left out",
+       "units with impossible contents left out");
   note(recording.wildStamps, "unit with a wild time stamp left out", "units with wild time stamps left out");
   note(recording.doubledSeconds, "second with a second record", "seconds with a second record");
   note(recording.clockSteps.size(), "step of the recorder's clock", "steps of the recorder's clock");

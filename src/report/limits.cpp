@@ -74,7 +74,9 @@ std::string ReadRule(const rapidjson::Value& value, const RuleText& rule, Limit&
   if (!value.IsObject()) return "is no object such as {\"warn\": 1, \"fail\": 2}";
   const bool namesSource = value.HasMember(sourceKey);
   const Limit before = limit;
+  std::set<std::string_view> read;
   for (const auto& member : value.GetObject()) {
+    if (!read.insert(Text(member.name)).second) return Quoted(Text(member.name)) + " stands there twice";
     const std::string wrong = ReadMember(Text(member.name), member.value, rule, limit);
     if (!wrong.empty()) return Quoted(Text(member.name)) + ' ' + wrong;
   }

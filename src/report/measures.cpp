@@ -159,8 +159,9 @@ Measure MeasureMessages(const Evidence& evidence) {
       detail.append(MessageKindText(kind)).append(" ").append(PercentText(tally.MissingShare()));
       if (measure.measured && percent <= measure.value) continue;
       const auto& minutes = losses.Minutes(kind).All();
-      const auto worst = std::ranges::max_element(minutes, {}, &Excursion::seconds);
-      measure = Measured(percent, worst == minutes.end() ? -1 : worst->from, sfp, "");
+      const auto longest = std::ranges::max_element(minutes, {}, &Excursion::seconds);
+      const Excursion& shown = longest == minutes.end() ? losses.WorstMinute(kind) : *longest;
+      measure = Measured(percent, tally.Missing() > 0 ? shown.from : -1, sfp, "");
     }
   }
   measure.detail = detail;

@@ -70,7 +70,7 @@ std::int32_t MetricsPass::OnMaster(const Master& master) {
 }
 
 void MetricsPass::OnSecond(int sfp, TimedRecord& record) {
-  links_->ForgetDueWithout(sfp, record.second);
+  links_->SettleDue(sfp, recording_.masters[static_cast<std::size_t>(record.master)], record);
   newest_ = std::max(newest_, record.second.start);
   watch_.OnSecond(sfp, record.second, record.state, record.master);
 }

@@ -84,6 +84,10 @@ void LossTracker::Finish() {
     if (tally.Missing() >= leastMissing && tally.MissingShare() >= leastShare) {
       minutes_[kind].Add(minute_, minuteLength, tally.MissingShare());
     }
+    if (tally.Missing() > mostMissing_[kind]) {
+      mostMissing_[kind] = tally.Missing();
+      worst_[kind] = {minute_, minute_ + minuteLength, tally.MissingShare(), minute_, minuteLength};
+    }
   }
   inMinute_ = {};
 }

@@ -85,6 +85,8 @@ class LossTracker {
   const MessageTallies& All() const { return all_; }
   /// Minutes that lack 1 % and at least 5 messages; the value is the share of the kind.
   const Excursions& Minutes(MessageKind kind) const { return minutes_[kind]; }
+  /// The one that lacks most messages; meaningless where none is missing.
+  const Excursion& WorstMinute(MessageKind kind) const { return worst_[kind]; }
 
  private:
   MessageTallies all_;
@@ -92,6 +94,8 @@ class LossTracker {
   std::int64_t minute_ = 0;
   std::array<Excursions, messageKinds> minutes_ = {Excursions(120), Excursions(120), Excursions(120),
                                                    Excursions(120)};
+  std::array<Excursion, messageKinds> worst_;
+  std::array<double, messageKinds> mostMissing_{};
 };
 
 /// The average difference of the SFPs' offsets, A − B, minute by minute.

@@ -134,6 +134,8 @@ OptionsResult ParseOptions(int argc, const char* const* argv, const std::string&
     app.parse(argc, argv);
     if (options.prefix.empty() && options.fleet.empty() && !options.printLimits)
       throw CLI::RequiredError("prefix");
+    if (options.from && options.to && *options.from >= *options.to)
+      throw CLI::ValidationError("--to", "nothing lies between --from and --to");
   } catch (const CLI::ParseError& error) {
     std::ostringstream out;
     std::ostringstream err;

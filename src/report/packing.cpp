@@ -176,8 +176,8 @@ std::string PackChunk(std::span<const PackedRow> rows, int parts) {
 
 std::string Deflate(const std::string& bytes) {
   z_stream stream{};
-  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY) !=
-      Z_OK) {
+  if (deflateInit2(&stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL,
+                   Z_DEFAULT_STRATEGY) != Z_OK) {
     return {};
   }
   std::string deflated(deflateBound(&stream, static_cast<uLong>(bytes.size())), '\0');

@@ -38,7 +38,7 @@ RawDataPass::RawDataPass(Recording& recording, const std::vector<SecondObserver*
 
 void RawDataPass::OnSecond(int sfp, TimedRecord& record) {
   SfpRecording& all = recording_.sfp[Index(sfp)];
-  links_.ForgetDueWithout(sfp, record.second);
+  links_.SettleDue(sfp, recording_.masters[Index(record.master)], record);
   const Bucket& second = record.second;
   FollowTime(sfp, record);
   all.state.Set(second.start, record.state);

@@ -13,6 +13,7 @@ namespace kestrune::report {
 namespace {
 
 constexpr std::uint64_t progressBytes = 16 << 20;
+constexpr std::uint64_t unitsBehind = 16;
 
 void AddDamage(UnitReader& reader, std::int64_t time, Recording& recording) {
   for (const SkippedBytes& skipped : reader.TakeSkipped()) {
@@ -93,6 +94,7 @@ void ReadRawData(const ReadOptions& options, const Observers& observers, Recordi
   walk.Finish();
   whole.Finish();
   recording.wildStamps = walk.WildStamps();
+  recording.implausible = walk.Implausible();
   recording.outsideRange = walk.OutsideRange();
   if (options.progress != nullptr) options.progress(recording.rawDataBytes, recording.rawDataBytes);
 }
@@ -111,9 +113,9 @@ class SecondCollector : public RecordWalk::Listener {
   }
 
   void OnSecond(int sfp, TimedRecord& record) override {
-    links_.ForgetDueWithout(sfp, record.second);
-    const Bucket& second = record.second;
     const auto master = static_cast<std::size_t>(std::max(record.master, 0));
+    links_.SettleDue(sfp, recording_.masters[master], record);
+    const Bucket& second = record.second;
     DifferenceBucket difference;
     const bool isPair = pairs_.Add(sfp, second, recording_.masters[master].grandmaster, difference);
     if (second.start < from_ || second.start >= to_) return;
@@ -180,7 +182,8 @@ void SecondsReader::Read(std::int64_t from, std::int64_t to, Seconds& seconds) {
     }
     std::size_t behind = i;
     while (behind < end && overlaps(all[behind])) ++behind;
-    ReadFrom(all[i], behind < all.size() ? all[behind].place : recording_.rawDataBytes, {from, to}, seconds);
+    const bool isLast = behind == all.size();
+    ReadFrom(all[i], isLast ? recording_.rawDataBytes : all[behind].place, {from, to}, seconds);
     i = behind;
   }
   for (auto& buckets : seconds.sfp) MergeBuckets(buckets, 1);
@@ -192,8 +195,12 @@ void SecondsReader::ReadFrom(const Checkpoint& checkpoint, std::uint64_t end, co
   SecondCollector collector(recording_, wanted.from, wanted.to, seconds);
   RecordWalk walk(collector, recording_.options.from, recording_.options.to);
   walk.Restart(checkpoint);
-  UnitReader reader(file_, checkpoint.place, end, checkpoint.stamp);
-  for (auto units = reader.Next(); !units.empty(); units = reader.Next()) walk.Take(units, reader.Place());
+  walk.StopAt(end);
+  // What is a unit depends on those behind it.
+  const std::uint64_t behind = std::min(end + unitsBehind * sizeof(RawDataUnit), recording_.rawDataBytes);
+  UnitReader reader(file_, checkpoint.place, behind, checkpoint.stamp);
+  for (auto units = reader.Next(); !units.empty() && !walk.HasStopped(); units = reader.Next())
+    walk.Take(units, reader.Place());
   walk.Finish();
 }
 

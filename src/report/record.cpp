@@ -36,6 +36,11 @@ std::uint32_t Due(std::int32_t log2, std::uint32_t scale) {
   return log2 < 8 ? scale >> log2 : 0;
 }
 
+/// Is one message due in a second, at an interval of several?
+bool IsRarelyDue(std::int32_t log2, std::int64_t time) {
+  return log2 > 0 && log2 < 8 && time % (std::int64_t{1} << log2) == 0;
+}
+
 bool SameBytes(const void* left, const void* right, std::size_t from, std::size_t to) {
   const auto* a = static_cast<const std::byte*>(left);
   const auto* b = static_cast<const std::byte*>(right);
@@ -191,7 +196,12 @@ void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket
 LoggedLinks::LoggedLinks(const EventLog& log)
     : up_(log.linkUp), links_{RunCursor(log.link[0]), RunCursor(log.link[1])} {}
 
-void LoggedLinks::ForgetDueWithout(int sfp, Bucket& second) {
+void LoggedLinks::SettleDue(int sfp, const Master& master, TimedRecord& record) {
+  Bucket& second = record.second;
+  if (HasMaster(record.state)) {
+    second.syncsDue += IsRarelyDue(master.logSyncInterval, second.start) ? 1 : 0;
+    second.respsDue += IsRarelyDue(master.logDelayReqInterval, second.start) ? 1 : 0;
+  }
   const std::int32_t link = links_[static_cast<std::size_t>(sfp)].At(second.start, 0);
   if (link == 0 || link == up_) return;
   second.syncsDue = 0;

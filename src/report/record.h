@@ -9,6 +9,7 @@
 #include "files/raw_data.h"
 #include "report/excursions.h"
 #include "report/recording.h"
+#include "report/retimer.h"
 
 namespace kestrune::report {
 
@@ -65,12 +66,14 @@ bool HasMaster(std::int32_t state);
 /// The record's second, but for `start`; what comes from counters stands in `steps`.
 void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket& second);
 
-/// Nothing is due while the event log says that the SFP has no link.
+/// What is due in a second, beyond the record's own: of intervals longer than a second one message in every
+/// so many; nothing while the event log says that the SFP has no link.
 class LoggedLinks {
  public:
   /// `log` must outlive this and stay as it is.
   explicit LoggedLinks(const EventLog& log);
-  void ForgetDueWithout(int sfp, Bucket& second);
+  /// `master` is the record's.
+  void SettleDue(int sfp, const Master& master, TimedRecord& record);
 
  private:
   std::int32_t up_;

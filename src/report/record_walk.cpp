@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "report/unit_reader.h"
+
 namespace kestrune::report {
 namespace {
 
@@ -40,6 +42,7 @@ void RecordWalk::Take(std::span<const RawDataUnit> units, std::uint64_t place) {
     sinceCheckpoint_ = 0;
   }
   for (const RawDataUnit& unit : units) {
+    if (stopped_) return;
     if (unit.record.sfp < sfpCount) Offer(unit, place);
     place += sizeof unit;
   }
@@ -48,6 +51,8 @@ void RecordWalk::Take(std::span<const RawDataUnit> units, std::uint64_t place) {
 void RecordWalk::Offer(const RawDataUnit& unit, std::uint64_t place) {
   if (unit.epochTime < from_ || unit.epochTime >= to_) {
     ++outsideRange_;
+  } else if (!IsPlausible(unit.record)) {
+    ++implausible_;
   } else if (anyStamp_ && IsNear(stamp_, unit.epochTime, near)) {
     wildStamps_ += held_.size();
     held_.clear();
@@ -77,6 +82,8 @@ void RecordWalk::Release() {
 }
 
 void RecordWalk::Accept(const RawDataUnit& unit, std::uint64_t place) {
+  stopped_ |= place >= stopAt_;
+  if (stopped_) return;
   if (sinceCheckpoint_ >= unitsPerCheckpoint && unit.epochTime != stamp_ && MayStop())
     Checkpoint(place, unit.epochTime);
   ++sinceCheckpoint_;
@@ -125,7 +132,7 @@ void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
 }
 
 void RecordWalk::Finish() {
-  if (!anyStamp_ || held_.size() >= lessCompany) {
+  if (!stopped_ && (!anyStamp_ || held_.size() >= lessCompany)) {
     Release();
   } else {
     wildStamps_ += held_.size();

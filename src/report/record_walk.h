@@ -33,8 +33,11 @@ class RecordWalk {
 
   /// Stamps outside [from, to) are left out.
   RecordWalk(Listener& listener, std::int64_t from, std::int64_t to);
-  /// Goes on at a checkpoint. Before the first unit.
+  /// Goes on at a checkpoint, as the first walk did. Before the first unit.
   void Restart(const Checkpoint& checkpoint);
+  /// Ends where the first walk made a checkpoint: the unit at `place` doesn't count any more.
+  void StopAt(std::uint64_t place) { stopAt_ = place; }
+  bool HasStopped() const { return stopped_; }
 
   /// Units that follow each other in the file, the first one at `place`.
   void Take(std::span<const RawDataUnit> units, std::uint64_t place);
@@ -42,6 +45,7 @@ class RecordWalk {
   void Finish();
 
   std::uint64_t WildStamps() const { return wildStamps_; }
+  std::uint64_t Implausible() const { return implausible_; }
   std::uint64_t OutsideRange() const { return outsideRange_; }
 
  private:
@@ -77,10 +81,13 @@ class RecordWalk {
   std::int64_t to_;
   bool anyStamp_ = false;
   bool atCheckpoint_ = false;
+  bool stopped_ = false;
+  std::uint64_t stopAt_ = UINT64_MAX;
   std::int64_t stamp_ = 0;  ///< of the last unit that counts
   std::vector<Held> held_;  ///< units of one time far from `stamp_`
   std::uint64_t sinceCheckpoint_ = unitsPerCheckpoint;
   std::uint64_t wildStamps_ = 0;
+  std::uint64_t implausible_ = 0;
   std::uint64_t outsideRange_ = 0;
   std::array<SfpState, sfpCount> sfps_;
 };

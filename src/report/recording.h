@@ -177,6 +177,7 @@ struct Recording {
   std::uint64_t units = 0;           ///< whole units, strange ones included
   std::uint64_t otherSfp = 0;        ///< units of an SFP index other than 0 and 1
   std::uint64_t wildStamps = 0;      ///< units left out for a time stamp far from their neighbours'
+  std::uint64_t implausible = 0;     ///< units left out whose contents no card delivers
   std::uint64_t doubledSeconds = 0;  ///< records whose second had one of the same SFP already
   std::uint64_t damagedPlaces = 0;
   std::uint64_t damagedBytes = 0;
@@ -193,6 +194,7 @@ struct Recording {
 
   ReadOptions options;  ///< with which it was read
   std::vector<Checkpoint> checkpoints;
+  std::vector<std::string> unreadable;  ///< names of files that are there and could not be read
 
   static constexpr std::size_t listLimit = 10'000;
 

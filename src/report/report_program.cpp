@@ -1,6 +1,7 @@
 #include "report/report_program.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -62,10 +63,20 @@ bool WriteFile(const std::string& name, Write write) {
   return good;
 }
 
+/// Do two names, as the operating system opens them, lead to one file, or would they if it were there?
+bool LeadToOneFile(const std::string& left, const std::string& right) {
+  const auto folderOf = [](const std::filesystem::path& name) {
+    return name.has_parent_path() ? name.parent_path().string() : std::string(".");
+  };
+  return IsSameFile(left, right) ||
+         (std::filesystem::path(left).filename() == std::filesystem::path(right).filename() &&
+          IsSameFile(folderOf(left), folderOf(right)));
+}
+
 bool IsOneOfTheFiles(const Work& work, const std::string& output) {
   const std::string name = NativePath(output);
   for (const std::string* input : {&work.names.rawData, &work.names.eventLog, &work.names.periodLines}) {
-    if (IsSameFile(name, *input)) return true;
+    if (LeadToOneFile(name, *input)) return true;
   }
   return false;
 }
@@ -85,7 +96,7 @@ bool AreOutputsSafe(const Work& work) {
       return false;
     }
     const auto isSame = [&](const std::string& other) {
-      return other == output || IsSameFile(NativePath(other), NativePath(output));
+      return other == output || LeadToOneFile(NativePath(other), NativePath(output));
     };
     if (std::ranges::any_of(before, isSame)) {
       PrintError("two outputs would go to " + output);
@@ -104,14 +115,16 @@ bool IsStandardOutputTaken(const Options& options) {
 
 bool TakeLimits(Work& work) {
   if (work.options.limits.empty()) return true;
+  constexpr std::size_t most = 1 << 20;
+  std::string text(most, '\0');
   std::ifstream file(NativePath(work.options.limits), std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  if (!file.is_open()) {
-    PrintError("could not read " + work.options.limits);
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (!file.is_open() || file.bad() || file.good()) {
+    PrintError("could not read " + work.options.limits + (file.good() ? ": it is larger than 1 MB" : ""));
     return false;
   }
-  LimitsResult result = ReadLimits(text.str());
+  text.resize(static_cast<std::size_t>(file.gcount()));
+  LimitsResult result = ReadLimits(text);
   if (!result.error.empty()) {
     PrintError(work.options.limits + ": " + result.error);
     return false;
@@ -134,6 +147,10 @@ ReadOptions MakeReadOptions(const Work& work) {
 
 bool WriteMendedCopy(const Work& work) {
   if (work.options.mended.empty()) return true;
+  if (!work.recording.rawDataPresent) {
+    PrintError("there is no raw data of which " + work.options.mended + " could be made");
+    return false;
+  }
   MendedResult result;
   const bool good = WriteFile(work.options.mended, [&](std::ostream& output) {
     result = WriteMended(work.names.rawData, output);
@@ -207,6 +224,20 @@ bool WriteOutputs(const Work& work, const Judgement& judgement) {
   return WritePage(work, judgement) && good;
 }
 
+/// Tells which of the files are there and yet can't be read. Are there none?
+bool TellUnreadable(const FileNames& names, Recording& recording) {
+  const auto look = [&](const std::string& name, bool read) {
+    std::error_code error;
+    if (read || !std::filesystem::exists(name, error)) return;
+    PrintError("could not read " + name);
+    recording.unreadable.push_back(BaseName(name));
+  };
+  look(names.rawData, recording.rawDataPresent);
+  look(names.eventLog, recording.eventLog.present);
+  look(names.periodLines, recording.periodLines.present);
+  return recording.unreadable.empty();
+}
+
 int Report(Work& work) {
   Watch watch(work.recording, work.limits);
   SelfCheck selfCheck(work.recording);
@@ -217,12 +248,14 @@ int Report(Work& work) {
   work.side.Finish();
   work.stability.Finish();
   const Recording& recording = work.recording;
+  bool good = TellUnreadable(work.names, work.recording);
   if (!recording.rawDataPresent && !recording.eventLog.present && !recording.periodLines.present) {
     PrintError("no file of " + work.options.prefix + " can be read");
     return statusOfErrors;
   }
   const Judgement judgement = JudgeRecording(recording, watch, selfCheck, work.limits);
-  const bool good = WriteMendedCopy(work) && WriteOutputs(work, judgement);
+  good &= WriteMendedCopy(work);
+  good &= WriteOutputs(work, judgement);
   return good ? ExitStatus(judgement.verdict) : statusOfErrors;
 }
 

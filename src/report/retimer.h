@@ -36,10 +36,10 @@ class Retimer {
     if (batch_ > 0 && stamp != stamp_) {
       Settle();  // which leaves the slot where it is
       Drain(keep, emit);
-      if (stamp < stamp_ - backward) {
-        Drain(0, emit);
-        last_ = noTime;
-      }
+    }
+    if (batch_ == 0 && last_ != noTime && stamp < last_ - backward) {
+      Drain(0, emit);
+      last_ = emitted_ = noTime;
     }
     stamp_ = stamp;
     if (++batch_ == capacity / 2) {

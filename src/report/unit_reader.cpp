@@ -27,6 +27,10 @@ bool AreFigures(const QuantityFigures& figures) {
          IsNanoseconds(figures.maximum.nanoseconds);
 }
 
+bool IsInt16(std::int32_t value) { return value >= INT16_MIN && value <= INT16_MAX; }
+
+bool IsInt8(std::int32_t value) { return value >= INT8_MIN && value <= INT8_MAX; }
+
 std::int64_t TimeAt(const std::byte* bytes) {
   std::int64_t time;
   std::memcpy(&time, bytes, sizeof time);
@@ -40,6 +44,23 @@ bool LooksLikeUnit(const RawDataUnit& unit) {
   return IsTime(unit.epochTime) && unit.record.sfp < 2 && IsCount(figures.numberOfSyncSinceLastTelemetry) &&
          IsCount(figures.numberOfDelayRespSinceLastTelemetry) && AreFigures(figures.offsetFromMaster) &&
          AreFigures(figures.meanPathDelay) && unit.record.state >= 0 && unit.record.state <= highestState;
+}
+
+bool IsPlausible(const TelemetryRecord& record) {
+  const PerformanceMonitoring& figures = record.performanceMonitoring;
+  const PtpAnnounceInfo& announce = record.bestMasterLastPtpAnnouncePacket;
+  constexpr std::uint32_t octet = 0xff;
+  const std::uint32_t octets = announce.domainNumber | announce.flagFieldOctet0 | announce.flagFieldOctet1 |
+                               announce.grandmasterPriority1 | announce.grandmasterClockClass |
+                               announce.grandmasterClockAccuracy | announce.grandmasterPriority2 |
+                               announce.timeSource;
+  return record.state > 0 && record.state <= highestState && octets <= octet &&
+         announce.stepsRemoved <= UINT16_MAX && IsInt16(announce.currentUtcOffset) &&
+         IsInt16(record.currentUtcOffset) && IsInt8(record.logAnnounceInterval) &&
+         IsInt8(record.logSyncInterval) && IsInt8(record.logMinDelayReqInterval) &&
+         IsCount(figures.numberOfSyncSinceLastTelemetry) &&
+         IsCount(figures.numberOfDelayRespSinceLastTelemetry) && AreFigures(figures.offsetFromMaster) &&
+         AreFigures(figures.meanPathDelay);
 }
 
 UnitReader::UnitReader(const InputFile& file, std::uint64_t begin, std::uint64_t end, std::int64_t time)

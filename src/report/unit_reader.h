@@ -22,6 +22,10 @@ struct SkippedBytes {
 /// state as a card delivers them?
 bool LooksLikeUnit(const RawDataUnit& unit);
 
+/// Could a card have delivered this? Figures, state and what comes from an Announce message lie within what
+/// their kind can be. What is overwritten, or patched together of two torn units, hardly ever does.
+bool IsPlausible(const TelemetryRecord& record);
+
 /// Walks through raw data by large reads and yields its units. Where something else stands, such as a torn
 /// unit and what was appended behind it, it looks byte by byte for the place from which units follow each
 /// other again.

@@ -281,14 +281,18 @@ class ReportTest(unittest.TestCase):
     def test_errors_have_a_status_and_a_reason(self):
         self.write(b"".join(recording(600)))
         self.write(b'{"no such rule": 1}', "limits.json")
+        self.write(b" " * 2**20 + b"{}", "large.json")
         rows = (
             ((), "absent", 4),
             (("--limits", "limits.json"), "run", 4),
             (("--limits", "absent.json"), "run", 4),
+            (("--limits", "large.json"), "run", 4),
+            (("--json", "./run_event_log.txt"), "run", 4),  # the next run would write there
+            (("--from", "2026-03-03", "--to", "2026-03-02"), "run", 4),
             (("-o", "run_raw_data"), "run", 4),
             (("-o", "absent/page.html"), "run", 4),
             (("--json", "-", "--csv", "-"), "run", 4),
-            (("--json", "same", "--csv", "same"), "run", 4),
+            (("--json", "same", "--csv", "./same"), "run", 4),
             (("--from", "2030-01-01"), "run", 3),
             (("--last", "1m", "--label", "<studio>"), "run_raw_data", 2),
         )
@@ -301,6 +305,27 @@ class ReportTest(unittest.TestCase):
         for option in ("--json", "--csv", "--mended"):
             self.assertNotIn("Page", self.report(option, "-")[1])
         self.assertEqual((self.folder / "run_raw_data").stat().st_size % UNIT, 0)
+
+    def test_what_fails_costs_nothing_else(self):
+        units = b"".join(recording(600))
+        rows = (
+            ("mended copy", "run_raw_data", units, "absent/copy"),
+            ("no raw data", "run_event_log.txt", b"", "copy"),
+            ("folder", "run_raw_data/", units, None),
+        )
+        for what, name, content, mended in rows:
+            with self.subTest(what), tempfile.TemporaryDirectory() as folder:
+                self.folder = pathlib.Path(folder)
+                self.write(content, name.replace("raw_data/", "event_log.txt"))
+                if name.endswith("/"):
+                    (self.folder / name).mkdir()
+                found = self.report("--json", "json", *(("--mended", mended) if mended else ()))
+                self.assertEqual(found[0], 4, found)
+                self.assertIn(mended or "run_raw_data", found[2])
+                notes = json.loads((self.folder / "json").read_text("utf-8"))["recording"]["notes"]
+                self.assertEqual(any("run_raw_data" in note for note in notes), mended is None)
+                self.assertTrue((self.folder / "run_report.html").exists())
+                self.assertFalse((self.folder / "copy").exists())
 
 
 if __name__ == "__main__":

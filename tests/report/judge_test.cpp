@@ -61,6 +61,55 @@ TEST(Episodes, JoinFortyFlapsIntoOneWithACount) {
   EXPECT_EQ(twice.EpisodesOf(Cause::Grandmaster).size(), 2U);
 }
 
+TEST(Episodes, WeighWhatTheChecksSay) {
+  // Much that is harmless by itself: a message a second, 40 changes of grandmaster, four seconds again and
+  // again.
+  struct {
+    Rule rule;
+    Cause cause;
+    Scene::Script script;
+  } const rows[] = {{Rule::MessagesMissing, Cause::Loss,
+                     [](std::int64_t i, SceneSecond& now) { now.sfp[1].resps = i % 25 == 0 ? 7 : 8; }},
+                    {Rule::GrandmasterChanges, Cause::Grandmaster,
+                     [](std::int64_t i, SceneSecond& now) {
+                       for (Side& side : now.sfp) side.master = (i / 60) % 2 == 0 ? 1 : 2;
+                     }},
+                    {Rule::Redundancy, Cause::SfpLock, [](std::int64_t i, SceneSecond& now) {
+                       if (i % 150 > 145) now.sfp[1].state = 9;
+                     }}};
+  for (const auto& row : rows) {
+    Scene scene;
+    scene.Play(hour, row.script);
+    const Check& check = scene.CheckOf(row.rule);
+    EXPECT_GE(check.severity, Severity::Warn) << CauseKey(row.cause);
+    if (check.episode < 0) {
+      ADD_FAILURE() << CauseKey(row.cause);
+      continue;
+    }
+    const auto episode = static_cast<std::size_t>(check.episode);
+    EXPECT_EQ(scene.Judge().episodes[episode].WhatCaused(), row.cause);
+    EXPECT_EQ(scene.Judge().episodes[episode].severity, check.severity) << CauseKey(row.cause);
+    EXPECT_THAT(scene.Judge().worst, ::testing::Contains(episode));
+  }
+}
+
+TEST(Episodes, OfARangeTellWhatHappenedWithinIt) {
+  Scene scene;
+  EventLog& log = scene.recording.eventLog;
+  log.bestSfp.Set(Scene::begin - 5000, log.texts.IndexOf("SFP B"));
+  log.bestSfp.Set(Scene::begin - 4000, log.texts.IndexOf("SFP A"));
+  log.genlock.Set(Scene::begin - 5000, log.texts.IndexOf("locked"));
+  log.genlock.Set(Scene::begin - 3000, log.texts.IndexOf("unlocked"));
+  scene.Play(hour, [](std::int64_t, SceneSecond&) {});
+  EXPECT_TRUE(scene.EpisodesOf(Cause::FollowedSfp).empty());
+  ASSERT_EQ(scene.EpisodesOf(Cause::Genlock).size(), 1U);
+  EXPECT_EQ(scene.EpisodesOf(Cause::Genlock).front().from, Scene::begin);
+
+  Scene lossy;
+  lossy.Play(hour, [](std::int64_t i, SceneSecond& now) { now.sfp[1].resps = i < 1800 ? 4 : 8; });
+  EXPECT_EQ(lossy.EpisodesOf(Cause::Loss).size(), 1U) << "not hidden by the start";
+}
+
 TEST(Episodes, AreOfTheirOwnForWhatAMasterTells) {
   struct {
     std::function<void(Master&)> change;
@@ -160,6 +209,16 @@ TEST(Changes, AreThoseThatNoDocumentTells) {
       for (Side& side : now.sfp) side.master = i < 1800 ? 1 : 2;
     });
     EXPECT_EQ(handover.Judge().changes.size(), logged ? 0U : 1U);
+  }
+}
+
+TEST(Checks, ShowTheValueInTheUnitOfTheLimitThatItExceeds) {
+  for (const std::int64_t gap : {12, 72}) {
+    Scene scene;
+    scene.Play(hour, [gap](std::int64_t i, SceneSecond& now) {
+      for (Side& side : now.sfp) side.present = i < 600 || i >= 600 + gap;
+    });
+    EXPECT_EQ(scene.CheckOf(Rule::Telemetry).ValueText(), gap == 12 ? "12\u00a0s" : "2\u00a0%");
   }
 }
 

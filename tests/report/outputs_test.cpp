@@ -174,6 +174,7 @@ TEST(Limits, ComeFromAFileThatChangesSomeOfThem) {
       {"{\"offset\": {\"warn\": 1,}}", "line 1, column "},
       {"{\n \"ofset\": {}}", "There is no rule \"ofset\"; there are offset, relock, "},
       {"{\"offset\": {}, \"offset\": {}}", "stands there twice"},
+      {"{\"offset\": {\"warn\": 1, \"warn\": 2}}", "stands there twice"},
       {"{\"offset\": 300}", "\"offset\": is no object"},
       {"{\"offset\": {\"warn\": \"300\"}}", "\"offset\": \"warn\" is neither a number from 0 on nor null"},
       {"{\"offset\": {\"warn\": -1}}", "neither a number from 0 on"},

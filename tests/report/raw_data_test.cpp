@@ -1,10 +1,12 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
 #include "report/raw_units.h"
 #include "report/recording.h"
+#include "report/retimer.h"
 
 namespace kestrune::report {
 namespace {
@@ -97,17 +99,49 @@ TEST(RawData, WhatOnlyLooksLikeAUnitIsNone) {
   EXPECT_EQ(lost.damagedBytes, 1023);
   EXPECT_EQ(Records(lost), 199);
   EXPECT_TRUE(lost.clockSteps.empty());
-  // Figures and intervals beyond all bounds behind a sound stamp, in seconds that are read once more.
+  // Contents that no card delivers behind sound stamps: overwritten, or of two torn units.
   auto strange = MakeUnits(begin, begin + 100);
-  for (RawDataUnit& unit : strange) {
-    if (unit.epochTime >= begin + 1) unit.record.state = 11;
-    unit.record.logSyncInterval = unit.record.logMinDelayReqInterval = INT32_MAX;
-  }
+  strange[20].record.logSyncInterval = INT32_MAX;
+  strange[21].record.bestMasterLastPtpAnnouncePacket.grandmasterClockClass = 1'178'679'462;
+  strange[22].record.performanceMonitoring.offsetFromMaster.sum.nanoseconds = INT32_MAX;
+  std::string bytes = BytesOf(strange);
+  bytes.erase(61 * sizeof(RawDataUnit) + 324, 700);
+  bytes.erase(60 * sizeof(RawDataUnit) + 700, 324);
+  const Recording recording = ReadBytes(bytes);
+  EXPECT_EQ(recording.implausible, 4);
+  EXPECT_EQ(Records(recording), 195);
+}
+
+TEST(RawData, SecondsReadOnceMoreAreThoseOfTheFirstTime) {
+  // Ten seconds of an earlier time stand in front of the fourth checkpoint.
+  auto units = MakeUnits(begin, begin + 400);
+  for (std::size_t i = 384; i < 404; ++i) units[i].epochTime -= 100;
   const RunFiles files;
-  files.WriteRawData(BytesOf(strange));
+  files.WriteRawData(BytesOf(units));
   const Recording recording = files.Read();
-  EXPECT_EQ(Records(recording), 200);
-  EXPECT_EQ(SecondsReader(recording).Read(begin, begin + 100).sfp[0].size(), 100);
+  EXPECT_EQ(recording.wildStamps, 20);
+  for (std::int64_t length = 10; length < 400; length += 10) {
+    const Seconds seconds = SecondsReader(recording).Read(begin, begin + length);
+    for (const std::vector<Bucket>& sfp : seconds.sfp) {
+      std::int64_t records = 0;
+      for (const Bucket& second : sfp) records += second.records;
+      EXPECT_EQ(records, length - std::clamp(length - 192, std::int64_t{0}, std::int64_t{10})) << length;
+    }
+  }
+}
+
+TEST(RawData, SecondsGoBackWithTheClock) {
+  Retimer retimer;
+  std::vector<std::int64_t> seconds;
+  const auto emit = [&](const TimedRecord& record) { seconds.push_back(record.second.start); };
+  const auto commit = [&](std::initializer_list<std::int64_t> stamps) {
+    for (const std::int64_t stamp : stamps) retimer.Commit(stamp, emit);
+  };
+  commit({100, 101, 102});
+  retimer.Flush(emit);
+  commit({60, 61, 62, 20, 21});
+  retimer.Flush(emit);
+  EXPECT_THAT(seconds, ElementsAre(100, 101, 102, 60, 61, 62, 20, 21));
 }
 
 TEST(RawData, LongerStretchesOfAnotherTimeAreBelieved) {
@@ -234,6 +268,18 @@ TEST(RawData, BucketsAreTheMergeOfTheirSeconds) {
   ASSERT_EQ(part.sfp[1].size(), 100);
   EXPECT_EQ(part.sfp[1].front().start, begin + 2500);
   EXPECT_EQ(part.differences.size(), 100);
+}
+
+TEST(RawData, MessagesAreDueAtLongIntervalsToo) {
+  auto units = MakeUnits(begin, begin + 200);
+  for (RawDataUnit& unit : units) {
+    unit.record.logMinDelayReqInterval = 2;
+    unit.record.logSyncInterval = 1;
+    if (unit.epochTime >= begin + 100) unit.record.state = 4;  // listening: nothing is due
+  }
+  const Recording recording = ReadUnits(units);
+  EXPECT_EQ(recording.sfp[0].messages.respsDue, 25);
+  EXPECT_EQ(recording.sfp[1].messages.syncsDue, 50);
 }
 
 TEST(RawData, OffsetsOfTaiStayExact) {
