@@ -197,6 +197,7 @@ std::vector<std::string> RecordingNotes(const Recording& recording) {
   note(log.damaged, "place in the event log that is no document",
        "places in the event log that are no documents");
   if (log.unended) notes.emplace_back("the event log's last document isn't whole");
+  note(log.wild, "document with a wild time left out", "documents with wild times left out");
   note(log.backward, "document that lies before the one before it",
        "documents that lie before the one before them");
   note(log.dropped, "event beyond the report's limit left out", "events beyond the report's limit left out");
