@@ -222,6 +222,12 @@ TEST(Checks, ShowTheValueInTheUnitOfTheLimitThatItExceeds) {
   }
 }
 
+TEST(Changes, JudgeIntervalsOfAnySize) {
+  Master master;
+  master.logSyncInterval = master.logDelayReqInterval = INT32_MAX;
+  EXPECT_EQ(OutsideProfile(master).size(), 1U) << "Delay_Req is as rare as Sync";
+}
+
 TEST(Judgement, CountsDaysAndMasters) {
   Scene scene;
   scene.Play(30 * hour, [](std::int64_t i, SceneSecond& now) {
