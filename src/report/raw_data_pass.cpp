@@ -241,7 +241,7 @@ void RawDataPass::Finish() {
   MergeBuckets(recording_.differences, recording_.bucketWidth);
   for (const DifferenceBucket& bucket : recording_.differences) recording_.difference.Merge(bucket);
   recording_.base = BucketStart(recording_.first, 3600);
-  recording_.smeared = stamps + records / 100 < records;
+  recording_.batched = stamps + records / 100 < records;
   recording_.syncRate = CommonRate(syncIntervals_);
   recording_.respRate = CommonRate(respIntervals_);
   CountMessagesDue();

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "report/judge.h"
 #include "report/raw_units.h"
 #include "report/recording.h"
 #include "report/retimer.h"
@@ -11,7 +12,10 @@
 namespace kestrune::report {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
 
 constexpr std::int64_t begin = 1'772'434'800;  // a full hour
 
@@ -217,6 +221,13 @@ TEST(RawData, BatchesArePutIntoTheirSeconds) {
   EXPECT_EQ(recording.gapCount, 0);
   EXPECT_EQ(recording.doubledSeconds, 0);
   EXPECT_EQ(recording.end - recording.first, 200);
+
+  // Four records a stamp are nothing to blame the clock for.
+  auto batches = MakeUnits(begin, begin + 200);
+  for (RawDataUnit& unit : batches) unit.epochTime |= 3;
+  const auto notes = RecordingNotes(ReadUnits(batches));
+  EXPECT_THAT(notes, ElementsAre(HasSubstr("one time stamp")));
+  EXPECT_THAT(notes, Not(Contains(HasSubstr("clock"))));
 
   // What is missing for good shows, give or take a second.
   units.erase(units.begin() + 80, units.begin() + 100);
