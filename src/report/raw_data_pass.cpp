@@ -124,14 +124,13 @@ void RawDataPass::AddClockStep(std::int64_t at, std::int64_t by) {
 std::int32_t RawDataPass::OnMaster(const Master& master) {
   if (master.grandmaster == 0) return 0;
   auto& masters = recording_.masters;
-  const auto known = std::find(masters.rbegin(), masters.rend(), master);
-  if (known != masters.rend()) return static_cast<std::int32_t>(masters.rend() - known) - 1;
-  if (masters.size() == mostMasters) {
-    ++recording_.mastersDropped;
-    return static_cast<std::int32_t>(mostMasters) - 1;
+  std::int32_t known = FindMaster(masters, master);
+  if (known < 0) {
+    if (masters.size() < mostMasters) masters.push_back(master);
+    known = static_cast<std::int32_t>(masters.size()) - 1;
   }
-  masters.push_back(master);
-  return static_cast<std::int32_t>(masters.size()) - 1;
+  if (masters[Index(known)] != master) ++recording_.mastersDropped;
+  return known;
 }
 
 void RawDataPass::OnSecond(int sfp, TimedRecord& record) {

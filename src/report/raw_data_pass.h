@@ -57,7 +57,6 @@ class RawDataPass : public RecordWalk::Listener {
   };
 
   static constexpr std::size_t mostBuckets = 65'536;
-  static constexpr std::size_t mostMasters = 4096;
   static constexpr std::size_t mostClockSteps = 1000;
   static constexpr int logIntervals = 16;
 

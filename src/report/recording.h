@@ -160,7 +160,7 @@ struct Recording {
   std::vector<DifferenceBucket> differences;  ///< as `SfpRecording::buckets`
   DifferenceBucket difference;                ///< of the whole
   std::vector<Master> masters;                ///< [0] is no master
-  std::uint64_t mastersDropped = 0;  ///< records whose master found no place; the run keeps the one before
+  std::uint64_t mastersDropped = 0;           ///< masters that another one stands for, as too many were known
 
   std::vector<Stretch> gaps;  ///< seconds without a record of either SFP, at most `listLimit`
   std::uint64_t gapCount = 0;

@@ -327,6 +327,25 @@ TEST(RawData, ChangesOfTheMasterAreRuns) {
   EXPECT_EQ(recording.masters[3].timeUtcOffset, 1);
 }
 
+TEST(RawData, WhatIsJudgedOutlivesManyMasters) {
+  // A variance that changes all the time, and at the end another class.
+  auto units = MakeUnits(begin, begin + 5000);
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    PtpAnnounceInfo& announce = units[i].record.bestMasterLastPtpAnnouncePacket;
+    announce.grandmasterOffsetScaledLogVariance = static_cast<std::uint32_t>(i / 2);
+    if (i >= 9600) announce.grandmasterClockClass = 248;
+  }
+  const RunFiles files;
+  files.WriteRawData(BytesOf(units));
+  const Recording recording = files.Read();
+  EXPECT_EQ(recording.masters.size(), 4097);
+  for (const std::int64_t time : {begin + 4799, begin + 4800, begin + 4999}) {
+    const auto master = static_cast<std::size_t>(recording.sfp[1].master.At(time));
+    EXPECT_EQ(recording.masters[master].clockClass, time < begin + 4800 ? 6 : 248);
+  }
+  EXPECT_EQ(ReadSeconds(recording, begin + 4500, begin + 5000).differences.size(), 500);
+}
+
 TEST(RawData, ARangeLeavesOutTheRest) {
   ReadOptions options;
   options.from = begin + 10;
