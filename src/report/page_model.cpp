@@ -395,6 +395,7 @@ Data MakePageModel(const Judgement& judgement, const Heading& heading) {
                                DayText(recording.end) + ", " + ClockText(recording.end) + " UTC"
                          : "no telemetry"},
        {"duration", DurationText(recording.end - recording.first)},
+       {"noRelocks", hasData ? "No lock was lost." : "No data."},
        {"records", CountText(static_cast<std::int64_t>(recording.Records()), "record", "records")},
        {"zoneName", recording.zone.NameAt(recording.first)}});
   model.set("checks", Checks(judgement));
