@@ -153,11 +153,6 @@ Data Episodes(const Judgement& judgement) {
   return list;
 }
 
-/// Of an episode, the finding that weighs most.
-const Finding& WorstFinding(const Episode& episode) {
-  return *std::ranges::max_element(episode.findings, {}, &Finding::severity);
-}
-
 Data Worst(const Judgement& judgement) {
   Data list = PageList();
   for (std::size_t rank = 0; rank < judgement.worst.size(); ++rank) {
