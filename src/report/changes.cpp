@@ -259,7 +259,7 @@ bool IsLeapAnnounced(const Recording& recording, int sfp, std::int64_t time, std
   return false;
 }
 
-bool WithinRange(std::int32_t value, std::int32_t least, std::int32_t greatest) {
+bool WithinRange(std::int64_t value, std::int64_t least, std::int64_t greatest) {
   return value >= least && value <= greatest;
 }
 
@@ -300,8 +300,8 @@ std::vector<std::string> OutsideProfile(const Master& master) {
   check(MasterField::Domain, master.domain <= 127);
   check(MasterField::AnnounceInterval, WithinRange(master.logAnnounceInterval, -3, 1));
   check(MasterField::SyncInterval, WithinRange(master.logSyncInterval, -7, -1));
-  check(MasterField::DelayReqInterval,
-        WithinRange(master.logDelayReqInterval, master.logSyncInterval, master.logSyncInterval + 5));
+  check(MasterField::DelayReqInterval, WithinRange(master.logDelayReqInterval, master.logSyncInterval,
+                                                   std::int64_t{master.logSyncInterval} + 5));
   return outside;
 }
 

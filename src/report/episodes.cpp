@@ -224,6 +224,10 @@ void Raise(Episode& episode, Rule rule, Severity severity, double value, const L
   episode.weight = std::max(before, WeightOf(rule, value, limits));
 }
 
+const Finding& WorstFinding(const Episode& episode) {
+  return *std::ranges::max_element(episode.findings, {}, &Finding::severity);
+}
+
 std::string TitleOf(const Episode& episode, const Recording& recording) {
   Finding cause = episode.CauseOf();
   const bool bothSfps = std::ranges::any_of(episode.findings, [&](const Finding& finding) {

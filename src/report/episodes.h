@@ -32,6 +32,9 @@ std::vector<Episode> JoinFindings(std::vector<Finding> findings, const Limits& l
 /// least what the rule found, `value` in the unit of the limit that warns.
 void Raise(Episode& episode, Rule rule, Severity severity, double value, const Limits& limits);
 
+/// Of an episode, the finding that weighs most.
+const Finding& WorstFinding(const Episode& episode);
+
 /// "SFP A: no signal", "Grandmaster changes to …21-00-02, 40 times".
 std::string TitleOf(const Episode& episode, const Recording& recording);
 

@@ -3,10 +3,11 @@
 #include <rapidjson/document.h>
 
 #include <array>
-#include <limits>
+#include <cstdlib>
 #include <map>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "files/code_texts.h"
 #include "report/lines.h"
@@ -93,10 +94,15 @@ class EventLogReader {
 
   void End() {
     if (open_) log_.unended = true;
+    if (HoldsEarlier()) LeaveOut();
+    Release();
   }
 
  private:
   using Name = std::pair<EventLogType, int>;
+
+  static constexpr std::int64_t far = 3600;  ///< seconds
+  static constexpr std::size_t company = 5;  ///< so many documents of another time are believed
 
   void Open() {
     open_ = true;
@@ -113,10 +119,49 @@ class EventLogReader {
       return;
     }
     ++log_.documents;
-    if (document.Time() < lastTime_) ++log_.backward;
-    lastTime_ = document.Time();
-    zone_.Add(document.Time(), document.Text(event_members::time));
-    Understand(document);
+    Offer(std::move(document));
+  }
+
+  static bool IsFar(std::int64_t left, std::int64_t right) { return std::llabs(left - right) > far; }
+
+  /// Do the held ones lie far before the last one that was taken?
+  bool HoldsEarlier() const { return !held_.empty() && anyTaken_ && held_.back().Time() < lastTime_ - far; }
+
+  /// Is this time back where the log was before the held ones?
+  bool IsBack(std::int64_t time) const {
+    if (HoldsEarlier()) return time >= lastTime_ - far;
+    return time < held_.back().Time() && (anyTaken_ ? time >= lastTime_ - far : held_.size() == 1);
+  }
+
+  /// A document far from the one before waits for those behind it: when their time is back where it was, it
+  /// has a wild one.
+  void Offer(EventDocument document) {
+    const std::int64_t time = document.Time();
+    if (!held_.empty() && IsFar(time, held_.back().Time())) {
+      if (IsBack(time)) {
+        LeaveOut();
+      } else if (!HoldsEarlier()) {
+        Release();
+      }
+    }
+    held_.push_back(std::move(document));
+    if (held_.size() >= company || (anyTaken_ && !IsFar(time, lastTime_))) Release();
+  }
+
+  void LeaveOut() {
+    log_.wild += held_.size();
+    held_.clear();
+  }
+
+  void Release() {
+    for (const EventDocument& document : held_) {
+      if (anyTaken_ && document.Time() < lastTime_) ++log_.backward;
+      anyTaken_ = true;
+      lastTime_ = document.Time();
+      zone_.Add(document.Time(), document.Text(event_members::time));
+      Understand(document);
+    }
+    held_.clear();
   }
 
   void Understand(const EventDocument& document) {
@@ -199,7 +244,9 @@ class EventLogReader {
   bool open_ = false;
   bool stray_ = false;
   bool cleaned_ = false;
-  std::int64_t lastTime_ = std::numeric_limits<std::int64_t>::min();
+  bool anyTaken_ = false;
+  std::int64_t lastTime_ = 0;        ///< of the last document that was taken
+  std::vector<EventDocument> held_;  ///< behind it, of another time
   std::map<Name, std::int32_t> last_;
 };
 

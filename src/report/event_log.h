@@ -50,6 +50,7 @@ struct EventLog {
   std::uint64_t damaged = 0;    ///< places that hold no whole document
   bool unended = false;         ///< the last document isn't whole (yet)
   std::uint64_t repeated = 0;   ///< documents that say what the one before of their kind said
+  std::uint64_t wild = 0;       ///< documents left out for a time far from their neighbours'
   std::uint64_t backward = 0;   ///< documents whose time lies before that of the one before
   std::uint64_t dropped = 0;    ///< events beyond the `limit` first
 

@@ -146,7 +146,8 @@ std::string_view CauseKey(Cause cause) {
 std::string FindingText(const Finding& finding, const Recording& recording) {
   std::string text = Whose(finding) + WhatText(finding, recording);
   if (finding.count > 1) {
-    text.append(finding.value != 0 && RuleOf(finding.cause) ? " at worst; " : "; ");
+    if (finding.value != 0 && RuleOf(finding.cause)) text.append(" at worst, ").append(TimeText(finding.at));
+    text.append("; ");
     text.append(CountText(finding.count, "time", "times"));
     if (Lasts(finding.cause)) text.append(", ").append(DurationText(finding.seconds)).append(" in all");
   } else if (Lasts(finding.cause)) {

@@ -125,6 +125,7 @@ void WriteFindings(Writer& json, const Episode& episode, const Recording& record
     json.Sfp("sfp", finding.sfp);
     json.Instant("from", finding.from);
     json.Instant("to", finding.to);
+    json.Instant("at", finding.at);
     json.Text("severity", SeverityText(finding.severity));
     const auto rule = RuleOf(finding.cause);
     json.Number("value", rule ? std::optional(finding.value) : std::nullopt);

@@ -189,14 +189,15 @@ std::vector<std::string> RecordingNotes(const Recording& recording) {
   note(recording.wildStamps, "unit with a wild time stamp left out", "units with wild time stamps left out");
   note(recording.doubledSeconds, "second with a second record", "seconds with a second record");
   note(recording.clockSteps.size(), "step of the recorder's clock", "steps of the recorder's clock");
-  note(recording.mastersDropped, "record whose master found no place",
-       "records whose masters found no place");
-  if (recording.smeared)
-    notes.emplace_back("the recorder's clock ran fast or was held: seconds were counted out");
+  note(recording.mastersDropped, "master's data taken for similar ones",
+       "masters' data taken for similar ones");
+  if (recording.batched)
+    notes.emplace_back("several records of one time stamp: their seconds were counted out");
   const EventLog& log = recording.eventLog;
   note(log.damaged, "place in the event log that is no document",
        "places in the event log that are no documents");
   if (log.unended) notes.emplace_back("the event log's last document isn't whole");
+  note(log.wild, "document with a wild time left out", "documents with wild times left out");
   note(log.backward, "document that lies before the one before it",
        "documents that lie before the one before them");
   note(log.dropped, "event beyond the report's limit left out", "events beyond the report's limit left out");

@@ -303,6 +303,7 @@ std::string_view MessageKindText(MessageKind kind) {
 }
 
 Measure MeasureRule(Rule rule, const Evidence& evidence) {
+  if (evidence.watch->ObservedSeconds() == 0) return {};  // what didn't happen then tells nothing
   switch (rule) {
     case Rule::Offset:
       return MeasureOffset(evidence);

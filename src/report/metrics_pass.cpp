@@ -12,7 +12,6 @@ namespace {
 
 constexpr std::int64_t gaugeLength = 60;  // seconds
 constexpr std::int64_t leastDifferences = gaugeLength / 2;
-constexpr std::size_t mostMasters = 4096;
 
 /// The average of values that weigh as much as they have messages.
 class Average {
@@ -63,8 +62,7 @@ void MetricsPass::OnUnit(const RawDataUnit& unit, const CounterSteps& /*steps*/,
 std::int32_t MetricsPass::OnMaster(const Master& master) {
   auto& masters = recording_.masters;
   if (master.grandmaster == 0) return 0;
-  const auto known = std::ranges::find(masters, master);
-  if (known != masters.end()) return static_cast<std::int32_t>(known - masters.begin());
+  if (const std::int32_t known = FindMaster(masters, master); known >= 0) return known;
   if (masters.size() < mostMasters) masters.push_back(master);
   return static_cast<std::int32_t>(masters.size()) - 1;
 }

@@ -153,11 +153,6 @@ Data Episodes(const Judgement& judgement) {
   return list;
 }
 
-/// Of an episode, the finding that weighs most.
-const Finding& WorstFinding(const Episode& episode) {
-  return *std::ranges::max_element(episode.findings, {}, &Finding::severity);
-}
-
 Data Worst(const Judgement& judgement) {
   Data list = PageList();
   for (std::size_t rank = 0; rank < judgement.worst.size(); ++rank) {
@@ -395,6 +390,7 @@ Data MakePageModel(const Judgement& judgement, const Heading& heading) {
                                DayText(recording.end) + ", " + ClockText(recording.end) + " UTC"
                          : "no telemetry"},
        {"duration", DurationText(recording.end - recording.first)},
+       {"noRelocks", hasData ? "No lock was lost." : "No data."},
        {"records", CountText(static_cast<std::int64_t>(recording.Records()), "record", "records")},
        {"zoneName", recording.zone.NameAt(recording.first)}});
   model.set("checks", Checks(judgement));

@@ -106,10 +106,8 @@ class SecondCollector : public RecordWalk::Listener {
       : recording_(recording), from_(from), to_(to), seconds_(seconds), links_(recording.eventLog) {}
 
   std::int32_t OnMaster(const Master& master) override {
-    const auto& masters = recording_.masters;
     if (master.grandmaster == 0) return 0;
-    const auto known = std::find(masters.rbegin(), masters.rend(), master);
-    return static_cast<std::int32_t>(masters.rend() - known) - 1;
+    return FindMaster(recording_.masters, master);
   }
 
   void OnSecond(int sfp, TimedRecord& record) override {

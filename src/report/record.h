@@ -60,6 +60,12 @@ struct CounterSteps {
 };
 CounterSteps StepsBetween(const TelemetryRecord& before, const TelemetryRecord& record);
 
+/// The place of a master among the known ones, the newest first; -1 for one that has to join them. When there
+/// are very many, one that agrees in all that is judged stands for others.
+std::int32_t FindMaster(const std::vector<Master>& masters, const Master& master);
+/// So many masters are known at most.
+inline constexpr std::size_t mostMasters = 8192;
+
 /// Does an SFP in this PTP state have a master, so that messages are due: from uncalibrated on?
 bool HasMaster(std::int32_t state);
 

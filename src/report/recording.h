@@ -161,7 +161,7 @@ struct Recording {
   std::vector<DifferenceBucket> differences;  ///< as `SfpRecording::buckets`
   DifferenceBucket difference;                ///< of the whole
   std::vector<Master> masters;                ///< [0] is no master
-  std::uint64_t mastersDropped = 0;  ///< records whose master found no place; the run keeps the one before
+  std::uint64_t mastersDropped = 0;           ///< masters that another one stands for, as too many were known
 
   std::vector<Stretch> gaps;  ///< seconds without a record of either SFP, at most `listLimit`
   std::uint64_t gapCount = 0;
@@ -170,9 +170,9 @@ struct Recording {
   std::int64_t secondsLeftOut = 0;  ///< of [first, end): pauses, and what the recorder's clock leapt over
   std::vector<ClockStep> clockSteps;
   std::vector<RecorderRun> runs;
-  /// Did records come with fewer stamps than seconds, so that their seconds were counted out? Then the
-  /// recorder's clock was sped up or held, and single seconds without a record mean nothing.
-  bool smeared = false;
+  /// Did records come with fewer stamps than seconds, so that their seconds were counted out? Batches of
+  /// several do so, and a clock that is held.
+  bool batched = false;
 
   std::uint64_t units = 0;           ///< whole units, strange ones included
   std::uint64_t otherSfp = 0;        ///< units of an SFP index other than 0 and 1

@@ -47,6 +47,14 @@ std::string CountsLine(const Judgement& judgement) {
   return line;
 }
 
+std::string WorstLine(const Episode& episode, const Recording& recording) {
+  const Finding& worst = WorstFinding(episode);
+  std::string line = "  worst " + TimeText(episode.from) + "  " + TitleOf(episode, recording) + " (" +
+                     DurationText(episode.to - episode.from);
+  if (worst.count > 1) line += ", worst at " + TimeText(worst.at);
+  return line + ')';
+}
+
 }  // namespace
 
 std::string SummaryText(const Judgement& judgement, std::string_view name) {
@@ -67,9 +75,7 @@ std::string SummaryText(const Judgement& judgement, std::string_view name) {
   }
   for (const std::size_t worst : judgement.worst) {
     if (lines.size() + 1 == mostLines) break;
-    const Episode& episode = judgement.episodes[worst];
-    lines.push_back("  worst " + TimeText(episode.from) + "  " + TitleOf(episode, *judgement.recording) +
-                    " (" + DurationText(episode.to - episode.from) + ")");
+    lines.push_back(WorstLine(judgement.episodes[worst], *judgement.recording));
   }
   lines.push_back(CountsLine(judgement));
 

@@ -102,14 +102,13 @@ void UnitTotals::FollowRuns(const RawDataUnit& unit, std::uint64_t place) {
 
 std::int32_t UnitTotals::NumberOf(const Master& master) {
   if (master.grandmaster == 0) return 0;
-  const auto known = std::find(masters_.rbegin(), masters_.rend(), master);
-  if (known != masters_.rend()) return static_cast<std::int32_t>(masters_.rend() - known) - 1;
-  if (masters_.size() == mostMasters) {
-    ++recording_.mastersDropped;
-    return static_cast<std::int32_t>(mostMasters) - 1;
+  std::int32_t known = FindMaster(masters_, master);
+  if (known < 0) {
+    if (masters_.size() < mostMasters) masters_.push_back(master);
+    known = static_cast<std::int32_t>(masters_.size()) - 1;
   }
-  masters_.push_back(master);
-  return static_cast<std::int32_t>(masters_.size()) - 1;
+  if (masters_[static_cast<std::size_t>(known)] != master) ++recording_.mastersDropped;
+  return known;
 }
 
 void UnitTotals::Finish() {
@@ -126,7 +125,7 @@ void UnitTotals::Finish() {
     stamps += sfp.stamps;
     records += sfp.records;
   }
-  recording_.smeared = stamps + records / 100 < records;
+  recording_.batched = stamps + records / 100 < records;
   recording_.syncRate = CommonRate(syncIntervals_);
   recording_.respRate = CommonRate(respIntervals_);
 }

@@ -55,7 +55,6 @@ class UnitTotals {
     std::uint64_t records = 0;
   };
 
-  static constexpr std::size_t mostMasters = 4096;
   static constexpr int logIntervals = 16;
 
   void MergeLately(std::size_t sfp);

@@ -276,6 +276,8 @@ class ReportTest(unittest.TestCase):
                 page = (self.folder / "run_report.html").read_bytes()
                 self.assertLess(len(page), 2000000)
                 self.assertNotIn(b"<b>&", page)
+                if raw_data is None:
+                    self.assertNotRegex(page, b"No lock was lost|all the time|never out of lock|no change of")
                 self.assertEqual({path: path.read_bytes() for path in before}, before)
 
     def test_errors_have_a_status_and_a_reason(self):

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-
 #include "report/scene.h"
+#include "report/summary.h"
 #include "report/texts.h"
 
 namespace kestrune::report {
@@ -90,6 +90,20 @@ TEST(Episodes, WeighWhatTheChecksSay) {
     EXPECT_EQ(scene.Judge().episodes[episode].severity, check.severity) << CauseKey(row.cause);
     EXPECT_THAT(scene.Judge().worst, ::testing::Contains(episode));
   }
+}
+
+TEST(Episodes, TellWhenTheWorstWas) {
+  Scene scene;
+  scene.Play(hour, [](std::int64_t i, SceneSecond& now) {
+    if (i % 600 == 599) now.sfp[0].offset = i == 2399 ? -9000 : 1500;
+  });
+  const std::vector<Episode> episodes = scene.EpisodesOf(Cause::Offset);
+  ASSERT_EQ(episodes.size(), 1U);
+  const Finding& finding = episodes[0].findings[0];
+  EXPECT_EQ(finding.at, Scene::begin + 2399);
+  EXPECT_THAT(FindingText(finding, scene.recording), ::testing::HasSubstr("2026-03-02 00:39:59"));
+  EXPECT_THAT(SummaryText(scene.Judge(), ""), ::testing::HasSubstr("2026-03-02 00:09:59"));
+  EXPECT_THAT(SummaryText(scene.Judge(), ""), ::testing::HasSubstr("worst at 2026-03-02 00:39:59"));
 }
 
 TEST(Episodes, OfARangeTellWhatHappenedWithinIt) {
@@ -217,6 +231,12 @@ TEST(Checks, ShowTheValueInTheUnitOfTheLimitThatItExceeds) {
     });
     EXPECT_EQ(scene.CheckOf(Rule::Telemetry).ValueText(), gap == 12 ? "12\u00a0s" : "2\u00a0%");
   }
+}
+
+TEST(Changes, JudgeIntervalsOfAnySize) {
+  Master master;
+  master.logSyncInterval = master.logDelayReqInterval = INT32_MAX;
+  EXPECT_EQ(OutsideProfile(master).size(), 1U) << "Delay_Req is as rare as Sync";
 }
 
 TEST(Judgement, CountsDaysAndMasters) {

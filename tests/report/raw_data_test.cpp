@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "report/judge.h"
 #include "report/raw_units.h"
 #include "report/recording.h"
 #include "report/retimer.h"
@@ -11,7 +12,10 @@
 namespace kestrune::report {
 namespace {
 
+using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Not;
 
 constexpr std::int64_t begin = 1'772'434'800;  // a full hour
 
@@ -218,6 +222,13 @@ TEST(RawData, BatchesArePutIntoTheirSeconds) {
   EXPECT_EQ(recording.doubledSeconds, 0);
   EXPECT_EQ(recording.end - recording.first, 200);
 
+  // Four records a stamp are nothing to blame the clock for.
+  auto batches = MakeUnits(begin, begin + 200);
+  for (RawDataUnit& unit : batches) unit.epochTime |= 3;
+  const auto notes = RecordingNotes(ReadUnits(batches));
+  EXPECT_THAT(notes, ElementsAre(HasSubstr("one time stamp")));
+  EXPECT_THAT(notes, Not(Contains(HasSubstr("clock"))));
+
   // What is missing for good shows, give or take a second.
   units.erase(units.begin() + 80, units.begin() + 100);
   const Recording missing = ReadUnits(units);
@@ -314,6 +325,25 @@ TEST(RawData, ChangesOfTheMasterAreRuns) {
                                 std::pair(100, 0)));
   EXPECT_EQ(recording.masters[2].clockClass, 7);
   EXPECT_EQ(recording.masters[3].timeUtcOffset, 1);
+}
+
+TEST(RawData, WhatIsJudgedOutlivesManyMasters) {
+  // A variance that changes all the time, and at the end another class.
+  auto units = MakeUnits(begin, begin + 5000);
+  for (std::size_t i = 0; i < units.size(); ++i) {
+    PtpAnnounceInfo& announce = units[i].record.bestMasterLastPtpAnnouncePacket;
+    announce.grandmasterOffsetScaledLogVariance = static_cast<std::uint32_t>(i / 2);
+    if (i >= 9600) announce.grandmasterClockClass = 248;
+  }
+  const RunFiles files;
+  files.WriteRawData(BytesOf(units));
+  const Recording recording = files.Read();
+  EXPECT_EQ(recording.masters.size(), 4097);
+  for (const std::int64_t time : {begin + 4799, begin + 4800, begin + 4999}) {
+    const auto master = static_cast<std::size_t>(recording.sfp[1].master.At(time));
+    EXPECT_EQ(recording.masters[master].clockClass, time < begin + 4800 ? 6 : 248);
+  }
+  EXPECT_EQ(SecondsReader(recording).Read(begin + 4500, begin + 5000).differences.size(), 500);
 }
 
 TEST(RawData, ARangeLeavesOutTheRest) {

@@ -51,6 +51,37 @@ TEST(EventLog, DamageCostsNoOtherDocument) {
   }
 }
 
+TEST(EventLog, AWildTimeCostsItsDocumentsOnly) {
+  constexpr std::int64_t day = 86'400;
+  constexpr std::int64_t base = 1'772'434'800;
+  const struct {
+    std::vector<std::int64_t> times;
+    std::uint64_t wild;
+    std::vector<std::int64_t> taken;
+  } rows[] = {
+      {{0, 23'000 * day, 60, 120}, 1, {0, 60, 120}},
+      {{0, 23'000 * day, 5 * day, 6 * day}, 1, {0, 5 * day, 6 * day}},
+      {{0, 60, -day, 120}, 1, {0, 60, 120}},
+      {{0, 60, -9000 * day}, 1, {0, 60}},
+      {{0, 60, -day, -day + 1, 2 * day, 3 * day}, 2, {0, 60, 2 * day, 3 * day}},
+      {{9000 * day, 0, 60}, 1, {0, 60}},
+      {{0, day, -9000 * day, 2 * day, 3 * day}, 1, {0, day, 2 * day, 3 * day}},
+      {{0, day, 2 * day, 3 * day}, 0, {0, day, 2 * day, 3 * day}},                // a quiet log
+      {{0, 60, -day, -day + 1, -day + 2, -day + 3, -day + 4, day}, 0, {0, day}},  // the clock was set back
+  };
+  for (const auto& row : rows) {
+    std::string text;
+    for (const std::int64_t time : row.times) text += Genlock(base + time, std::to_string(time));
+    TimeZone zone;
+    const EventLog log = ParseEventLog(text, zone);
+    EXPECT_EQ(log.wild, row.wild) << text;
+    EXPECT_EQ(log.documents, row.times.size());
+    for (const std::int64_t time : row.taken)
+      EXPECT_EQ(log.texts[log.genlock.At(base + time)], std::to_string(time)) << text;
+    EXPECT_EQ(log.events.size(), row.times.size() - row.wild);
+  }
+}
+
 TEST(EventLog, DocumentsBecomeRunsAndEvents) {
   const std::string card = R"("Event log type": "ST2059 status/settings", "State": "follower locked",
     "Best master SFP": "SFP B", "Best master clock ID": "0x1", "Grand master clock ID": "0x2",
