@@ -11,7 +11,7 @@ if(WIN32)
   list(APPEND materials
     "zlib|libz-mingw-w64-dev|Zlib|STATIC_LINK"
     "GCC run-time libraries|gcc-mingw-w64-x86-64-posix-runtime|GPL-3.0-or-later WITH GCC-exception-3.1|STATIC_LINK"
-    "mingw-w64 run-time library|mingw-w64-x86-64-dev|ZPL-2.1|STATIC_LINK")
+    "mingw-w64 run-time library and winpthreads|mingw-w64-x86-64-dev|ZPL-2.1 AND MIT AND BSD-3-Clause|STATIC_LINK")
 else()
   list(APPEND materials
     "zlib|zlib1g-dev|Zlib|STATIC_LINK"

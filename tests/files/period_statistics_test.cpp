@@ -15,7 +15,7 @@ namespace {
 QuantityFigures Figures(std::int64_t sum, std::int64_t minimum, std::int64_t maximum, std::int64_t ssd) {
   const auto s = [](std::int64_t ns) { return static_cast<std::int32_t>(ns / 1'000'000'000); };
   const auto ns = [](std::int64_t value) { return static_cast<std::int32_t>(value % 1'000'000'000); };
-  return {s(sum), ns(sum), s(minimum), ns(minimum), s(maximum), ns(maximum), s(ssd), ns(ssd)};
+  return {{s(sum), ns(sum)}, {s(minimum), ns(minimum)}, {s(maximum), ns(maximum)}, {s(ssd), ns(ssd)}};
 }
 
 /// Six different quantities, so that a swapped one shows: quantity q's figures are those given plus q.

@@ -299,8 +299,8 @@ TEST(RawData, OffsetsOfTaiStayExact) {
   for (std::int64_t second = 0; second < 600; ++second) {
     RawDataUnit unit = MakeUnit(begin + second, 0);
     const std::int32_t nanoseconds = second % 2 == 0 ? 0 : 100;
-    unit.record.performanceMonitoring.offsetFromMaster = {296, 8 * nanoseconds, 37, nanoseconds,
-                                                          37,  nanoseconds,     0,  0};
+    unit.record.performanceMonitoring.offsetFromMaster = {
+        {296, 8 * nanoseconds}, {37, nanoseconds}, {37, nanoseconds}, {0, 0}};
     units.push_back(unit);
   }
   const Recording recording = ReadUnits(units);

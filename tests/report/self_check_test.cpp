@@ -54,7 +54,7 @@ class RecordedRun {
     PerformanceMonitoring& pm = unit.record.performanceMonitoring;
     const auto value = static_cast<std::int32_t>(time % 97 - 40 + sfp);
     pm.numberOfSyncSinceLastTelemetry = 8;
-    pm.offsetFromMaster = {0, 8 * value, 0, value - 30, 0, value + 30, 0, 900};
+    pm.offsetFromMaster = {{0, 8 * value}, {0, value - 30}, {0, value + 30}, {0, 900}};
     pm.numberOfDelayRespSinceLastTelemetry = 7;
     pm.meanPathDelay = {{0, 7 * 1850}, {0, 1800 - value}, {0, 1900 + value}, {0, 700}};
     return unit;
