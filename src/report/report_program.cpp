@@ -1,7 +1,6 @@
 #include "report/report_program.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -65,12 +64,12 @@ bool WriteFile(const std::string& name, Write write) {
 
 /// Do two names, as the operating system opens them, lead to one file, or would they if it were there?
 bool LeadToOneFile(const std::string& left, const std::string& right) {
-  const auto folderOf = [](const std::filesystem::path& name) {
-    return name.has_parent_path() ? name.parent_path().string() : std::string(".");
+  const auto folderOf = [](const std::string& name) {
+    const std::string folder = name.substr(0, name.size() - BaseName(name).size());
+    return folder.empty() ? std::string(".") : folder;
   };
   return IsSameFile(left, right) ||
-         (std::filesystem::path(left).filename() == std::filesystem::path(right).filename() &&
-          IsSameFile(folderOf(left), folderOf(right)));
+         (BaseName(left) == BaseName(right) && IsSameFile(folderOf(left), folderOf(right)));
 }
 
 bool IsOneOfTheFiles(const Work& work, const std::string& output) {
@@ -227,8 +226,8 @@ bool WriteOutputs(const Work& work, const Judgement& judgement) {
 /// Tells which of the files are there and yet can't be read. Are there none?
 bool TellUnreadable(const FileNames& names, Recording& recording) {
   const auto look = [&](const std::string& name, bool read) {
-    std::error_code error;
-    if (read || !std::filesystem::exists(name, error)) return;
+    const bool isThere = IsSameFile(name, name);
+    if (read || !isThere) return;
     PrintError("could not read " + name);
     recording.unreadable.push_back(BaseName(name));
   };
