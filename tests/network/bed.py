@@ -1,6 +1,7 @@
 """A PTP network inside this machine: namespaces around a bridge, ptp4l as grandmaster and as another follower, a relay
 that impairs, and the program under test with the rights of nobody. All of it goes with the process that made it."""
 
+import collections
 import json
 import os
 import pathlib
@@ -10,6 +11,7 @@ import struct
 import subprocess
 import sys
 import time
+import unittest
 
 sys.path.append(str(pathlib.Path(__file__).parents[1] / "program"))
 from kestrune import PROGRAM, ProgramTest  # noqa: E402
@@ -55,6 +57,10 @@ def wait_until(condition, seconds=10):
         assert time.monotonic() < end, f"not within {seconds} s"
         time.sleep(0.005)
     return time.monotonic(), given
+
+
+# Memory in kB, and processor time in seconds.
+Held = collections.namedtuple("Held", "resident anonymous files threads used")
 
 
 class Record:
@@ -152,12 +158,13 @@ class NetworkTest(ProgramTest):
         wait_until(lambda: sum(len(record.samples("offset")) for record in self.records(0, prefix)) > 4)
 
     def held(self):
-        """By the program: anonymous memory in kB, open files, threads, and seconds of processor time."""
+        """By the program, since it started."""
         process = pathlib.Path("/proc", str(self.processes["ptpLog"].pid))
         status = dict(line.split(":", 1) for line in (process / "status").read_text().splitlines())
+        resident, anonymous = (int(status[name].split()[0]) for name in ("VmRSS", "RssAnon"))
         ticks = (process / "stat").read_text().rsplit(") ")[1].split()[11:13]
         used = sum(map(int, ticks)) / os.sysconf("SC_CLK_TCK")
-        return int(status["RssAnon"].split()[0]), len(os.listdir(process / "fd")), int(status["Threads"]), used
+        return Held(resident, anonymous, len(os.listdir(process / "fd")), int(status["Threads"]), used)
 
     def said(self, name, what):
         """The lines in which a ptp4l said this, with their monotonic times."""
@@ -176,3 +183,13 @@ class NetworkTest(ProgramTest):
             ]
         except (ValueError, IndexError, AssertionError):
             return None
+
+
+def run_apart(script, names):
+    """Each test of the script in namespaces of its own, all at once: most of the time they wait."""
+    if len(names) == 1:
+        enter()
+        unittest.main(module="__main__")
+    tests = [subprocess.Popen([sys.executable, script, name]) for name in names]
+    statuses = [test.wait() for test in tests]
+    return next((status for status in statuses if status != 0), 0)
