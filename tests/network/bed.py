@@ -20,7 +20,7 @@ NETWORK_CARD = os.environ["KESTRUNE_NETWORK_CARD"]
 SKIPPED = 77
 INSIDE = "KESTRUNE_NETWORK_BED"  # in namespaces: the program's user as setpriv is told it
 NOBODY = "--reuid=65534 --regid=65534 --clear-groups"
-RIGHTS = [f"--{kind}=-all,+net_bind_service" for kind in ("bounding-set", "inh-caps", "ambient-caps")]
+RIGHTS = "-all,+net_bind_service"
 
 # SMPTE ST 2059-2's profile, and what ptp4l needs to leave the machine's clock alone.
 PTP4L = """--domainNumber=127 --logAnnounceInterval=-2 --announceReceiptTimeout=3 --logSyncInterval=-3
@@ -142,19 +142,17 @@ class NetworkTest(ProgramTest):
     def grandmaster(self, name, priority1, options=""):
         self.ptp4l(name, name, f"-i {name} --masterOnly=1 --clockClass=6 --priority1={priority1} {options}")
 
+    def program_as_nobody(self, name, interfaces, *arguments, rights=RIGHTS, environment=(), **how):
+        """Who may bind to low ports and nothing else."""
+        limits = [f"--{kind}={rights}" for kind in ("bounding-set", "inh-caps", "ambient-caps")]
+        nobody = ["setpriv", "--no-new-privs", *limits, *os.environ[INSIDE].split()]
+        card = {"ZV_CARD_SERVICES": self.card, "ZV_NET_INTERFACES": interfaces}
+        how["env"] = {**os.environ, **card, **dict(environment)}
+        return self.start("follower", name, *nobody, self.program, *arguments, **how)
+
     def kestrune(self, interfaces, prefix="ptpLog", **environment):
-        """As nobody, who may bind to low ports and nothing else."""
-        environment |= {"ZV_CARD_SERVICES": self.card, "ZV_NET_INTERFACES": interfaces}
-        program = [
-            "setpriv",
-            "--no-new-privs",
-            *RIGHTS,
-            *os.environ[INSIDE].split(),
-            self.program,
-            "run",
-            f"-f={prefix}",
-        ]
-        self.start("follower", prefix, *program, stdout=subprocess.DEVNULL, env={**os.environ, **environment})
+        how = {"environment": environment, "stdout": subprocess.DEVNULL}
+        self.program_as_nobody(prefix, interfaces, "run", f"-f={prefix}", **how)
         wait_until(lambda: sum(len(record.samples("offset")) for record in self.records(0, prefix)) > 4)
 
     def held(self):

@@ -3,6 +3,7 @@ spoils extremes. KESTRUNE_NETWORK_SECONDS tells how long Beside lasts."""
 
 import os
 import statistics
+import subprocess
 import sys
 import time
 
@@ -76,6 +77,32 @@ class Changes(bed.NetworkTest):
         self.until("SFP IP status", "Module present", "true", "SFP B")
         heard = len(self.records(1))
         bed.wait_until(lambda: sum(len(record.samples("pathDelay")) for record in self.records(1)[heard:]) > 8)
+
+
+class Mistakes(bed.NetworkTest):
+    def told(self, interfaces, **how):
+        """What the list of cards says on standard output and on standard error."""
+        pipes = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True}
+        return self.program_as_nobody("list", interfaces, "list", **how, **pipes).communicate()
+
+    def test_are_told_in_a_line(self):
+        self.assertIn("S/N=020000000010 Card model: PTP network on f0, f1\n", self.told("f0,f1")[0])
+        bed.ip("-n follower address flush dev f1")
+        held = "import socket; held = socket.socket(type=socket.SOCK_DGRAM); held.bind(('', 320)); print(); input()"
+        for interfaces, code, line, how in (
+            ("f9", "DEVICE_NOT_PRESENT", "there is no network interface f9", {}),
+            ("lo", "INVALID_PARAMETER", "lo has no MAC address", {}),
+            ("f0,f1", "INVALID_IP_ADDRESS", "f1 has no IPv4 address", {}),
+            ("f0", "INVALID_PARAMETER", "no clock that stamps", {"environment": {"ZV_NET_CLOCK": "phc"}}),
+            ("f0", "AND_PORT_BIND_FAILED", "no right to bind UDP port 319", {"rights": "-all"}),
+            ("f0", "UDP_PORT_ALREADY_IN_USE", "UDP port 320 is held by another program", {}),
+        ):
+            if "held" in line:
+                pipes = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE}
+                self.start("follower", "other", sys.executable, "-uc", held, **pipes).stdout.readline()
+            out, errors = self.told(interfaces, **how)
+            self.assertRegex(out, rf"ZV_E_\w*{code}: .*\n$")
+            self.assertRegex(errors, rf"^zvnetcard: .*{line}.*\n$")
 
 
 class Impaired(bed.NetworkTest):
@@ -155,4 +182,4 @@ class Impaired(bed.NetworkTest):
 
 
 if __name__ == "__main__":
-    sys.exit(bed.run_apart(__file__, sys.argv[1:] or ["Beside", "Changes", "Impaired"]))
+    sys.exit(bed.run_apart(__file__, sys.argv[1:] or ["Beside", "Changes", "Impaired", "Mistakes"]))
