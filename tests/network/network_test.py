@@ -108,56 +108,68 @@ class Mistakes(bed.NetworkTest):
 class Impaired(bed.NetworkTest):
     EVEN = {"down": 600, "up": 600}
 
-    def observe(self, **settings):
-        """Six seconds under these settings, once the path delay has settled: what SFP B, behind the relay, measures above
-        SFP A, which hears the same master; and what the relay says it has done, all in µs."""
+    def settle(self, **settings):
+        """Both SFPs' records of six seconds under these settings, once the path delay has settled, and what the relay
+        did meanwhile."""
         self.impair(**settings)
         time.sleep(2)
         self.impair(**settings)
         first = [len(self.records(sfp)) for sfp in (0, 1)]
         bed.wait_until(lambda: len(self.records(1)) >= first[1] + 6)
-        beside, behind = (self.records(sfp)[first[sfp] :] for sfp in (0, 1))
         done = self.impair(**settings)
-        down, up = (0, 0) if settings.get("transparent") else (done["far"], done["near"])
-        offset, delay = ((median(behind, name) - median(beside, name)) / 1000 for name in ("offset", "pathDelay"))
-        return behind, (offset, delay), ((down - up) / 2, (down + up) / 2)
+        return (*(self.records(sfp)[first[sfp] :] for sfp in (0, 1)), done)
+
+    def observe(self, **settings):
+        """SFP B's records under these settings, and the µs that it measures, behind the relay, above SFP A, which hears
+        the same master: of offset and path delay. Where the relay was late, they tell nothing."""
+        for _ in range(4):
+            beside, behind, done = self.settle(**settings)
+            if done["late"] < 10:  # of some 100
+                medians = [[median(side, name) / 1000 for name in ("offset", "pathDelay")] for side in (beside, behind)]
+                return behind, [more - less for less, more in zip(*medians)]
+            print(f"the relay was late: {done}")
+        self.skipTest("this machine is too busy to delay messages by microseconds")
 
     def test_measures_through_a_relay(self):
         self.impair = self.relay("f1")
         self.impair(**self.EVEN)
         self.grandmaster("gm1", 10)
+        self.send_nothing()
         self.kestrune("f0,f1")
         start, used = time.monotonic(), self.held().used
+        self.count_faults()
+        cost = 1000 * (self.held().used - used) / (time.monotonic() - start)
+        print(f"{cost:.1f} ms of processor time a second")
+        self.assertLess(cost, 7)
+        self.measure()
 
-        plain, *unimpaired = self.observe(**self.EVEN)
-        for name, settings, *meant in (  # shifts of offset and path delay, in µs
+    def send_nothing(self):
+        self.kestrune("f1", prefix="passive", ZV_NET_PASSIVE="1")
+        self.kill("passive")
+        self.assertEqual(self.impair(**self.EVEN).get("up", 0), 0)
+
+    def measure(self):
+        plain, unimpaired = self.observe(**self.EVEN)
+        for name, settings, *imposed in (  # shifts of offset and path delay, in µs
             ("uneven", {"down": 700, "up": 500}, 100, 0),
             ("transparent", {"transparent": True, "jitter": 50, **self.EVEN}, 0, -600),
             ("tai", {"tai": 37, **self.EVEN}, 0, 0),
             ("one step", {"one_step": True, "down": 2000, "up": 2000}, 0, 1400),
         ):
-            records, *impaired = self.observe(**settings)
-            seen, imposed = ([now - then for now, then in zip(*pair)] for pair in zip(impaired, unimpaired))
-            told = [f"{seen[at]:.1f} for {imposed[at]:.1f}" for at in (0, 1)]
+            records, impaired = self.observe(**settings)
+            seen = [now - then for then, now in zip(unimpaired, impaired)]
+            told = [f"{seen[at]:.1f} for {imposed[at]}" for at in (0, 1)]
             print(f"{name}: offset and path delay shifted by", *told)
-            for at, most in ((0, 10), (1, 20)):
-                self.assertAlmostEqual(seen[at], imposed[at], delta=most)
-                self.assertAlmostEqual(imposed[at], meant[at], delta=25)  # on a loaded machine the relay is late
+            self.assertAlmostEqual(seen[0], imposed[0], delta=10)
+            self.assertAlmostEqual(seen[1], imposed[1], delta=20)
             flags = [(record.ptpTimescale, record.twoStepFlag) for record in (plain[-1], records[-1])]
             self.assertEqual(flags, [(0, 1), (int(name == "tai"), int(name != "one step"))])
-
-        self.count_faults()
-        cost = 1000 * (self.held().used - used) / (time.monotonic() - start)
-        print(f"{cost:.1f} ms of processor time a second")
-        self.assertLess(cost, 7)
-        self.send_nothing()
 
     def count_faults(self):
         """What the SFP behind the relay counts more than the other, which hears the same master."""
 
         def counted():  # of several seconds, as a message may be on its way when one ends
-            self.observe(**self.EVEN)
-            seconds = list(zip(self.records(0), self.records(1)))[-5:]
+            seconds = list(zip(*self.settle(**self.EVEN)[:2]))
             fields = ("sync", "followUp", "discarded")
             return statistics.mode(
                 tuple(getattr(behind, field) - getattr(beside, field) for field in fields) for beside, behind in seconds
@@ -168,17 +180,11 @@ class Impaired(bed.NetworkTest):
         time.sleep(10)
         done = self.impair(**self.EVEN)
         seen = [now - then for now, then in zip(counted(), before)]
-        late = sum(sum(record.samples("masterToFollower")) for record in self.records(1)[first:]) / 200_000_000
+        delays = [delay for record in self.records(1)[first:] for delay in record.samples("masterToFollower")]
+        late = sum(delay - 600_000 for delay in delays) / 200_000_000
         print(f"done by the relay: {done}; seen more of sync, followUp, discarded: {seen}, overtaken: {late:.2f}")
         self.assertEqual(seen, [done["double"] - done["lose"], 0, done["double"] + done["lose"]])
-        self.assertEqual(int(late), done["overtake"])
-
-    def send_nothing(self):
-        self.kill("ptpLog")
-        time.sleep(0.1)
-        self.impair()
-        self.kestrune("f1", prefix="passive", ZV_NET_PASSIVE="1")
-        self.assertEqual(self.impair().get("up", 0), 0)
+        self.assertEqual(round(late), done["overtake"])
 
 
 if __name__ == "__main__":

@@ -3,8 +3,8 @@
     relay.py NEAR FAR
 
 NEAR lies towards the master, FAR towards the follower. A line on standard input is a JSON object of SETTINGS that hold
-from then on; the line that answers it counts what was done since the one before, and tells for how long the median Sync
-("far") and Delay_Req ("near") stayed here, in µs. That is what was imposed, however late a busy machine made it.
+from then on; the line that answers it counts what was done since the one before, and how many Syncs and Delay_Reqs a
+busy machine made late.
 """
 
 import collections
@@ -17,7 +17,6 @@ import os
 import random
 import select
 import socket
-import statistics
 import struct
 import sys
 import time
@@ -35,6 +34,7 @@ SETTINGS = {
 }
 SYNC, DELAY_REQ, FOLLOW_UP, DELAY_RESP, ANNOUNCE = 0, 1, 8, 9, 11
 AWAKE, DEAF = 300_000, 20_000  # ns before a frame is due: not asleep any more, not listening any more
+LATE = 20_000  # ns after it was due
 OVERTAKEN = 200_000_000  # ns that a Sync comes late so that others overtake it
 
 
@@ -65,8 +65,7 @@ class Relay:
         self.near, self.far = near, far
         self.settings = SETTINGS
         self.done = collections.Counter()
-        self.stays = {near: [], far: []}  # of event messages that left there, in µs
-        self.queue = []  # (when it is due, serial number, where it leaves, frame, message, arrival)
+        self.queue = []  # (when it is due, serial number, where it leaves, frame, place of its event message, arrival)
         self.serial = itertools.count()
         self.dice = random.Random(2059)
         self.syncs = {}  # that wait for their Follow_Up to become one step, by sequenceId
@@ -119,28 +118,19 @@ class Relay:
 
     def forward(self, out, arrival, way, frame, place):
         residence = 1000 * (self.settings[way] + self.dice.uniform(-1, 1) * self.settings["jitter"]) if place else 0
-        heapq.heappush(self.queue, (arrival + round(residence), next(self.serial), out, frame, place, arrival))
+        event = place if frame[place] & 15 in (SYNC, DELAY_REQ) else 0
+        heapq.heappush(self.queue, (arrival + round(residence), next(self.serial), out, frame, event, arrival))
 
     def send_due(self):
         while self.queue and self.queue[0][0] - time.time_ns() < DEAF:
-            due, _, out, frame, place, arrival = heapq.heappop(self.queue)
-            is_event = place and frame[place] & 15 in (SYNC, DELAY_REQ)
-            while (stay := time.time_ns() - arrival) < due - arrival:
+            due, _, out, frame, event, arrival = heapq.heappop(self.queue)
+            while (now := time.time_ns()) < due:
                 pass
-            if is_event and self.settings["transparent"]:
-                add(frame, place + 8, ">q", stay << 16)
+            self.done["late"] += bool(event) and now > due + LATE
+            if event and self.settings["transparent"]:
+                add(frame, event + 8, ">q", now - arrival << 16)
             with contextlib.suppress(OSError):  # the interface is down
                 out.send(frame)
-            if is_event:
-                self.stays[out].append(stay / 1000)
-
-    def answer(self):
-        for side, interface in (("near", self.near), ("far", self.far)):
-            if self.stays[interface]:
-                self.done[side] = statistics.median(self.stays[interface])
-                self.stays[interface].clear()
-        print(json.dumps(self.done), flush=True)
-        self.done.clear()
 
     def run(self):
         while True:
@@ -148,7 +138,8 @@ class Relay:
             for source in select.select([self.near, self.far, sys.stdin], [], [], wait)[0]:
                 if source is sys.stdin:
                     self.settings = {**SETTINGS, **json.loads(sys.stdin.readline())}
-                    self.answer()
+                    print(json.dumps(self.done), flush=True)
+                    self.done.clear()
                 else:
                     self.receive(source)
             self.send_due()
