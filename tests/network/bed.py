@@ -27,7 +27,14 @@ PTP4L = """--domainNumber=127 --logAnnounceInterval=-2 --announceReceiptTimeout=
 --logMinDelayReqInterval=-3 --free_running=1 --freq_est_interval=0 --summary_interval=-3 --tx_timestamp_timeout=20"""
 
 QUANTITIES = {"masterToFollower": (112, 116), "offset": (112, 180), "pathDelay": (212, 216)}  # counts and figures
-FIELDS = {"ptpTimescale": 892, "twoStepFlag": 880, "sync": 924, "followUp": 928, "discarded": 952}
+FIELDS = {
+    "averagePathDelay": 852,
+    "ptpTimescale": 892,
+    "twoStepFlag": 880,
+    "sync": 924,
+    "followUp": 928,
+    "discarded": 952,
+}
 
 
 def enter():

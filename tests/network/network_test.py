@@ -33,11 +33,13 @@ class Beside(bed.NetworkTest):
         said = [line.split() for at, line in self.said("other", "master offset") if start < at < end]
         theirs = [int(words[2]) + int(words[-1]) for words in said]
         same = sum(1 for value in theirs if ours & {value - 1, value, value + 1})
-        delays = median(records, "pathDelay"), statistics.median(int(words[-1]) for words in said)
+        both = [record.averagePathDelay for record in records], [int(words[-1]) for words in said]  # both filtered
+        delays = [statistics.median(side) for side in both]
         print(f"beside ptp4l: {same} of {len(theirs)} the same; path delays {delays[0]:.0f}, its {delays[1]:.0f} ns")
         self.assertGreater(len(theirs), 0.9 * SECONDS)
         self.assertGreaterEqual(same, 0.99 * len(theirs) - 0.5)
-        self.assertLess(abs(delays[0] - delays[1]), 2000)
+        # The two ask at different times, which a busy machine makes more of the shorter it lasts.
+        self.assertLess(abs(delays[0] - delays[1]), 2000 if SECONDS >= 240 else 5000)
 
 
 class Changes(bed.NetworkTest):
@@ -149,21 +151,28 @@ class Impaired(bed.NetworkTest):
         self.assertEqual(self.impair(**self.EVEN).get("up", 0), 0)
 
     def measure(self):
-        plain, unimpaired = self.observe(**self.EVEN)
+        plain, self.unimpaired = self.observe(**self.EVEN)
         for name, settings, *imposed in (  # shifts of offset and path delay, in µs
             ("uneven", {"down": 700, "up": 500}, 100, 0),
             ("transparent", {"transparent": True, "jitter": 50, **self.EVEN}, 0, -600),
             ("tai", {"tai": 37, **self.EVEN}, 0, 0),
             ("one step", {"one_step": True, "down": 2000, "up": 2000}, 0, 1400),
         ):
-            records, impaired = self.observe(**settings)
-            seen = [now - then for then, now in zip(unimpaired, impaired)]
-            told = [f"{seen[at]:.1f} for {imposed[at]}" for at in (0, 1)]
-            print(f"{name}: offset and path delay shifted by", *told)
-            self.assertAlmostEqual(seen[0], imposed[0], delta=10)
-            self.assertAlmostEqual(seen[1], imposed[1], delta=20)
+            records = self.expect_shifts(name, settings, imposed)
             flags = [(record.ptpTimescale, record.twoStepFlag) for record in (plain[-1], records[-1])]
             self.assertEqual(flags, [(0, 1), (int(name == "tai"), int(name != "one step"))])
+
+    def expect_shifts(self, name, settings, imposed):
+        """At the third time at the latest, as what else the machine does may have changed since it was unimpaired."""
+        for _ in range(3):
+            records, impaired = self.observe(**settings)
+            seen = [now - then for then, now in zip(self.unimpaired, impaired)]
+            told = [f"{seen[at]:.1f} for {imposed[at]}" for at in (0, 1)]
+            print(f"{name}: offset and path delay shifted by", *told)
+            if abs(seen[0] - imposed[0]) < 10 and abs(seen[1] - imposed[1]) < 20:
+                return records
+            _, self.unimpaired = self.observe(**self.EVEN)
+        return self.fail(f"{name}: {imposed} imposed, {seen} seen")
 
     def count_faults(self):
         """What the SFP behind the relay counts more than the other, which hears the same master."""
