@@ -24,7 +24,7 @@ RIGHTS = "-all,+net_bind_service"
 
 # SMPTE ST 2059-2's profile, and what ptp4l needs to leave the machine's clock alone.
 PTP4L = """--domainNumber=127 --logAnnounceInterval=-2 --announceReceiptTimeout=3 --logSyncInterval=-3
---logMinDelayReqInterval=-3 --free_running=1 --freq_est_interval=0 --summary_interval=-3 --tx_timestamp_timeout=20"""
+--logMinDelayReqInterval=-3 --free_running=1 --freq_est_interval=0 --summary_interval=-3 --tx_timestamp_timeout=1000"""
 
 QUANTITIES = {"masterToFollower": (112, 116), "offset": (112, 180), "pathDelay": (212, 216)}  # counts and figures
 FIELDS = {
