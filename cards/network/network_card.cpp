@@ -116,13 +116,12 @@ GenlockStatus NetworkCard::ReadGenlockStatus() const {
 GenlockSettings NetworkCard::ReadGenlockSettings() const { return MakeRecord<GenlockSettings>(); }
 
 St2059Status NetworkCard::ReadSt2059Status() const {
+  const St2059SfpStatus sfp = ReadSt2059SfpStatus(selectedSfp_);
   auto status = MakeRecord<St2059Status>();
-  status.state = StateOf(selectedSfp_);
+  status.state = sfp.state;
   status.bestMasterSfp = static_cast<std::uint8_t>(selectedSfp_ + 1);
-  if (const ptp::AnnounceMessage* parent = interfaces_[selectedSfp_]->Follower().Parent()) {
-    status.bestMasterClockId = parent->sourcePortIdentity.clockIdentity;
-    status.grandMasterClockId = parent->grandmasterIdentity;
-  }
+  status.bestMasterClockId = sfp.bestMasterClockId;
+  status.grandMasterClockId = sfp.grandMasterClockId;
   return status;
 }
 

@@ -58,7 +58,6 @@ std::optional<Failure> NetworkInterface::Begin(std::int64_t now) {
   }
   if (auto failure = Open(*link_)) return failure;
   macAddress_ = HexText(link_->macAddress);
-  speed_ = watch_.Speed(name_);
   counted_ = *link_;
   attended_ = now;
   port_.emplace(ptp::FollowerSettings{.portIdentity = MakePortIdentity(link_->macAddress, sfp_),
@@ -101,7 +100,6 @@ void NetworkInterface::LookAtLink() {
   if (!link_) return Close();
   if (openIndex_ != link_->index) counted_ = Link();
   if (!general_ || openIndex_ != link_->index) Open(*link_);
-  speed_ = watch_.Speed(name_);
 }
 
 void NetworkInterface::Attend(std::int64_t now) {
@@ -151,7 +149,7 @@ void NetworkInterface::EnterLink(std::int64_t nanoseconds) {
     const std::uint64_t octets = after > before ? after - before : 0;
     return static_cast<std::uint64_t>(std::llround(static_cast<double>(octets) / seconds));
   };
-  record_.linkSpeed = SpeedCode(speed_);
+  record_.linkSpeed = SpeedCode(watch_.Speed(name_));
   record_.linkTransmitRate = rate(counted_.octetsTransmitted, link.octetsTransmitted);
   record_.linkReceiveRate = rate(counted_.octetsReceived, link.octetsReceived);
   record_.linkPacketsTransmitted = link.packetsTransmitted;

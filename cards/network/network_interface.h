@@ -63,7 +63,6 @@ class NetworkInterface {
 
   std::optional<Link> link_;  ///< none: there is no such interface now
   unsigned openIndex_ = 0;    ///< of the interface that the sockets are on
-  std::uint32_t speed_ = 0;   ///< Mbit/s
   std::optional<StampedSocket> event_;
   std::optional<StampedSocket> general_;
   std::optional<PtpPort> port_;  ///< from Begin on

@@ -1,6 +1,7 @@
 #include "network/ptp_port.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace kestrune::network {
 namespace {
@@ -75,9 +76,13 @@ void PtpPort::Hear(const Message& message, const Arrival& arrival) {
 
 std::optional<PtpPort::DelayReq> PtpPort::TakeDueRequest(std::int64_t now) {
   if (!follower_.WantsDelay() || now < requestDue_) return std::nullopt;
-  // IEEE 1588-2019, 9.5.11.2: at random, at the minimum interval on average.
-  const std::int64_t interval = ptp::Interval(follower_.LogMinDelayReqInterval());
-  requestDue_ = now + std::uniform_int_distribution<std::int64_t>(0, 2 * interval)(random_);
+  // IEEE 1588-2019, 9.5.11.2: at random, at the minimum interval on average. Every other wait makes up for
+  // the one before, so that as many are sent as are due.
+  const std::int64_t twice = 2 * ptp::Interval(follower_.LogMinDelayReqInterval());
+  const double share = makeUp_.value_or(std::uniform_real_distribution<>()(random_));
+  makeUp_ = makeUp_ ? std::nullopt : std::optional(1 - share);
+  if (now - requestDue_ > twice) requestDue_ = now;
+  requestDue_ += std::llround(share * static_cast<double>(twice));
   const ptp::FollowerSettings& own = follower_.Settings();
   const std::uint16_t sequenceId = follower_.SendDelayReq();
   return DelayReq{sequenceId, EncodeDelayReq(own.portIdentity, own.domainNumber, sequenceId)};

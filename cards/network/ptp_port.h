@@ -52,6 +52,7 @@ class PtpPort {
   ptp::Follower follower_;
   std::minstd_rand random_;
   std::int64_t requestDue_ = 0;
+  std::optional<double> makeUp_;  ///< the next wait as a share of the longest, unless it is a random one
 };
 
 }  // namespace kestrune::network

@@ -150,16 +150,15 @@ std::optional<Datagram> StampedSocket::Receive() {
   return datagram;
 }
 
-bool StampedSocket::Send(std::span<const std::uint8_t> octets, std::uint16_t tag) {
+void StampedSocket::Send(std::span<const std::uint8_t> octets, std::uint16_t tag) {
   const sockaddr_in to = GroupAddress(port_);
   if (sendto(socket_.Number(), octets.data(), octets.size(), 0, reinterpret_cast<const sockaddr*>(&to),
              sizeof to) < 0) {
     StampsOn();  // whether the kernel has counted it depends on where it failed
-    return false;
+    return;
   }
   if (unstamped_.size() == mostUnstamped) unstamped_.pop_front();
   unstamped_.push_back({nextNumber_++, {tag, {}}});
-  return true;
 }
 
 std::optional<StampedSocket::Sent> StampedSocket::TakeSent() {

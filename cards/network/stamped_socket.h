@@ -46,8 +46,8 @@ class StampedSocket {
   /// The next datagram, if there is one.
   std::optional<Datagram> Receive();
 
-  /// Sends to the group; false when that fails. `tag` comes back with the stamps.
-  bool Send(std::span<const std::uint8_t> octets, std::uint16_t tag);
+  /// Sends to the group; what fails is lost. `tag` comes back with the stamps.
+  void Send(std::span<const std::uint8_t> octets, std::uint16_t tag);
 
   struct Sent {
     std::uint16_t tag;

@@ -6,7 +6,6 @@ import statistics
 import subprocess
 import sys
 import time
-import unittest
 
 import bed
 
@@ -34,11 +33,13 @@ class Beside(bed.NetworkTest):
         said = [line.split() for at, line in self.said("other", "master offset") if start < at < end]
         theirs = [int(words[2]) + int(words[-1]) for words in said]
         same = sum(1 for value in theirs if ours & {value - 1, value, value + 1})
-        delays = median(records, "pathDelay"), statistics.median(int(words[-1]) for words in said)
+        both = [record.averagePathDelay for record in records], [int(words[-1]) for words in said]  # both filtered
+        delays = [statistics.median(side) for side in both]
         print(f"beside ptp4l: {same} of {len(theirs)} the same; path delays {delays[0]:.0f}, its {delays[1]:.0f} ns")
         self.assertGreater(len(theirs), 0.9 * SECONDS)
         self.assertGreaterEqual(same, 0.99 * len(theirs) - 0.5)
-        self.assertLess(abs(delays[0] - delays[1]), 2000)
+        # The two ask at different times, which a busy machine makes more of the shorter it lasts.
+        self.assertLess(abs(delays[0] - delays[1]), 2000 if SECONDS >= 240 else 5000)
 
 
 class Changes(bed.NetworkTest):
@@ -80,80 +81,120 @@ class Changes(bed.NetworkTest):
         bed.wait_until(lambda: sum(len(record.samples("pathDelay")) for record in self.records(1)[heard:]) > 8)
 
 
+class Mistakes(bed.NetworkTest):
+    def told(self, interfaces, **how):
+        """What the list of cards says on standard output and on standard error."""
+        pipes = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "text": True}
+        return self.program_as_nobody("list", interfaces, "list", **how, **pipes).communicate()
+
+    def test_are_told_in_a_line(self):
+        self.assertIn("S/N=020000000010 Card model: PTP network on f0, f1\n", self.told("f0,f1")[0])
+        bed.ip("-n follower address flush dev f1")
+        held = "import socket; held = socket.socket(type=socket.SOCK_DGRAM); held.bind(('', 320)); print(); input()"
+        for interfaces, code, line, how in (
+            ("f9", "DEVICE_NOT_PRESENT", "there is no network interface f9", {}),
+            ("lo", "INVALID_PARAMETER", "lo has no MAC address", {}),
+            ("f0,f1", "INVALID_IP_ADDRESS", "f1 has no IPv4 address", {}),
+            ("f0", "INVALID_PARAMETER", "no clock that stamps", {"environment": {"ZV_NET_CLOCK": "phc"}}),
+            ("f0", "AND_PORT_BIND_FAILED", "no right to bind UDP port 319", {"rights": "-all"}),
+            ("f0", "UDP_PORT_ALREADY_IN_USE", "UDP port 320 is held by another program", {}),
+        ):
+            if "held" in line:
+                pipes = {"stdin": subprocess.PIPE, "stdout": subprocess.PIPE}
+                self.start("follower", "other", sys.executable, "-uc", held, **pipes).stdout.readline()
+            out, errors = self.told(interfaces, **how)
+            self.assertRegex(out, rf"ZV_E_\w*{code}: .*\n$")
+            self.assertRegex(errors, rf"^zvnetcard: .*{line}.*\n$")
+
+
 class Impaired(bed.NetworkTest):
     EVEN = {"down": 600, "up": 600}
 
-    def observe(self, **settings):
-        """SFP B's records of four seconds under these settings, once the path delay has settled."""
+    def settle(self, **settings):
+        """Both SFPs' records of six seconds under these settings, once the path delay has settled, and what the relay
+        did meanwhile."""
         self.impair(**settings)
         time.sleep(2)
-        first = len(self.records(1))
-        bed.wait_until(lambda: len(self.records(1)) >= first + 4)
-        return self.records(1)[first:]
+        self.impair(**settings)
+        first = [len(self.records(sfp)) for sfp in (0, 1)]
+        bed.wait_until(lambda: len(self.records(1)) >= first[1] + 6)
+        done = self.impair(**settings)
+        return (*(self.records(sfp)[first[sfp] :] for sfp in (0, 1)), done)
+
+    def observe(self, **settings):
+        """SFP B's records under these settings, and the µs that it measures, behind the relay, above SFP A, which hears
+        the same master: of offset and path delay. Where the relay was late, they tell nothing."""
+        for _ in range(4):
+            beside, behind, done = self.settle(**settings)
+            if done["late"] < 10:  # of some 100
+                medians = [[median(side, name) / 1000 for name in ("offset", "pathDelay")] for side in (beside, behind)]
+                return behind, [more - less for less, more in zip(*medians)]
+            print(f"the relay was late: {done}")
+        self.skipTest("this machine is too busy to delay messages by microseconds")
 
     def test_measures_through_a_relay(self):
         self.impair = self.relay("f1")
         self.impair(**self.EVEN)
         self.grandmaster("gm1", 10)
-        self.kestrune("f0,f1")
-        start, (*_, used) = time.monotonic(), self.held()
-
-        plain = self.observe(**self.EVEN)
-        impaired = {  # records, and the shifts of offset and path delay in µs
-            "uneven": (self.observe(down=700, up=500), 100, 0),
-            "transparent": (self.observe(transparent=True, jitter=50, **self.EVEN), 0, -600),
-            "tai": (tai := self.observe(tai=37, **self.EVEN), 0, 0),
-            "one step": (one_step := self.observe(one_step=True, down=2000, up=2000), 0, 1400),
-        }
-        for name, (records, *shifts) in impaired.items():
-            for quantity, shift in zip(("offset", "pathDelay"), shifts):
-                seen = (median(records, quantity) - median(plain, quantity)) / 1000
-                print(f"{name}: {quantity} shifted by {seen:.1f}, {shift} imposed")
-                self.assertAlmostEqual(seen, shift, delta=25)  # a loaded machine is up to 13 off
-        self.assertEqual([records[-1].ptpTimescale for records in (plain, tai)], [0, 1])
-        self.assertEqual([records[-1].twoStepFlag for records in (plain, one_step)], [1, 0])
-
-        self.count_faults()
-        cost = 1000 * (self.held()[-1] - used) / (time.monotonic() - start)
-        print(f"{cost:.1f} ms of processor time a second")
-        self.assertLess(cost, 12)
         self.send_nothing()
+        self.kestrune("f0,f1")
+        start, used = time.monotonic(), self.held().used
+        self.count_faults()
+        cost = 1000 * (self.held().used - used) / (time.monotonic() - start)
+        print(f"{cost:.1f} ms of processor time a second")
+        self.assertLess(cost, 7)
+        self.measure()
+
+    def send_nothing(self):
+        self.kestrune("f1", prefix="passive", ZV_NET_PASSIVE="1")
+        self.kill("passive")
+        self.assertEqual(self.impair(**self.EVEN).get("up", 0), 0)
+
+    def measure(self):
+        plain, self.unimpaired = self.observe(**self.EVEN)
+        for name, settings, *imposed in (  # shifts of offset and path delay, in µs
+            ("uneven", {"down": 700, "up": 500}, 100, 0),
+            ("transparent", {"transparent": True, "jitter": 50, **self.EVEN}, 0, -600),
+            ("tai", {"tai": 37, **self.EVEN}, 0, 0),
+            ("one step", {"one_step": True, "down": 2000, "up": 2000}, 0, 1400),
+        ):
+            records = self.expect_shifts(name, settings, imposed)
+            flags = [(record.ptpTimescale, record.twoStepFlag) for record in (plain[-1], records[-1])]
+            self.assertEqual(flags, [(0, 1), (int(name == "tai"), int(name != "one step"))])
+
+    def expect_shifts(self, name, settings, imposed):
+        """At the third time at the latest, as what else the machine does may have changed since it was unimpaired."""
+        for _ in range(3):
+            records, impaired = self.observe(**settings)
+            seen = [now - then for then, now in zip(self.unimpaired, impaired)]
+            told = [f"{seen[at]:.1f} for {imposed[at]}" for at in (0, 1)]
+            print(f"{name}: offset and path delay shifted by", *told)
+            if abs(seen[0] - imposed[0]) < 10 and abs(seen[1] - imposed[1]) < 20:
+                return records
+            _, self.unimpaired = self.observe(**self.EVEN)
+        return self.fail(f"{name}: {imposed} imposed, {seen} seen")
 
     def count_faults(self):
         """What the SFP behind the relay counts more than the other, which hears the same master."""
 
-        def counted():
-            self.observe(**self.EVEN)
-            behind, beside = self.records(1)[-1], self.records(0)[-1]
-            return [getattr(behind, field) - getattr(beside, field) for field in ("sync", "followUp", "discarded")]
+        def counted():  # of several seconds, as a message may be on its way when one ends
+            seconds = list(zip(*self.settle(**self.EVEN)[:2]))
+            fields = ("sync", "followUp", "discarded")
+            return statistics.mode(
+                tuple(getattr(behind, field) - getattr(beside, field) for field in fields) for beside, behind in seconds
+            )
 
         before, first = counted(), len(self.records(1))
         self.impair(lose=0.1, double=0.1, overtake=0.1, **self.EVEN)
         time.sleep(10)
         done = self.impair(**self.EVEN)
         seen = [now - then for now, then in zip(counted(), before)]
-        late = sum(sum(record.samples("masterToFollower")) for record in self.records(1)[first:]) / 200_000_000
+        delays = [delay for record in self.records(1)[first:] for delay in record.samples("masterToFollower")]
+        late = sum(delay - 600_000 for delay in delays) / 200_000_000
         print(f"done by the relay: {done}; seen more of sync, followUp, discarded: {seen}, overtaken: {late:.2f}")
         self.assertEqual(seen, [done["double"] - done["lose"], 0, done["double"] + done["lose"]])
-        self.assertEqual(int(late), done["overtake"])
-
-    def send_nothing(self):
-        self.kill("ptpLog")
-        time.sleep(0.1)
-        self.impair()
-        self.kestrune("f1", prefix="passive", ZV_NET_PASSIVE="1")
-        self.assertEqual(self.impair().get("up", 0), 0)
-
-
-def main(names):
-    """Each test in namespaces of its own, all at once: most of the time they wait."""
-    if len(names) == 1:
-        bed.enter()
-        unittest.main()
-    tests = [subprocess.Popen([sys.executable, __file__, name]) for name in names]
-    statuses = [test.wait() for test in tests]
-    return next((status for status in statuses if status != 0), 0)
+        self.assertEqual(round(late), done["overtake"])
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1:] or ["Beside", "Changes", "Impaired"]))
+    sys.exit(bed.run_apart(__file__, sys.argv[1:] or ["Beside", "Changes", "Impaired", "Mistakes"]))

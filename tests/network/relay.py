@@ -3,7 +3,8 @@
     relay.py NEAR FAR
 
 NEAR lies towards the master, FAR towards the follower. A line on standard input is a JSON object of SETTINGS that hold
-from then on; the line that answers it counts what was done since the one before.
+from then on; the line that answers it counts what was done since the one before, and how many Syncs and Delay_Reqs a
+busy machine made late.
 """
 
 import collections
@@ -33,6 +34,7 @@ SETTINGS = {
 }
 SYNC, DELAY_REQ, FOLLOW_UP, DELAY_RESP, ANNOUNCE = 0, 1, 8, 9, 11
 AWAKE, DEAF = 300_000, 20_000  # ns before a frame is due: not asleep any more, not listening any more
+LATE = 20_000  # ns after it was due
 OVERTAKEN = 200_000_000  # ns that a Sync comes late so that others overtake it
 
 
@@ -63,7 +65,7 @@ class Relay:
         self.near, self.far = near, far
         self.settings = SETTINGS
         self.done = collections.Counter()
-        self.queue = []  # (when it is due, serial number, where it leaves, frame, message to correct, arrival)
+        self.queue = []  # (when it is due, serial number, where it leaves, frame, place of its event message, arrival)
         self.serial = itertools.count()
         self.dice = random.Random(2059)
         self.syncs = {}  # that wait for their Follow_Up to become one step, by sequenceId
@@ -116,16 +118,17 @@ class Relay:
 
     def forward(self, out, arrival, way, frame, place):
         residence = 1000 * (self.settings[way] + self.dice.uniform(-1, 1) * self.settings["jitter"]) if place else 0
-        corrected = place if self.settings["transparent"] and frame[place] & 15 in (SYNC, DELAY_REQ) else 0
-        heapq.heappush(self.queue, (arrival + round(residence), next(self.serial), out, frame, corrected, arrival))
+        event = place if frame[place] & 15 in (SYNC, DELAY_REQ) else 0
+        heapq.heappush(self.queue, (arrival + round(residence), next(self.serial), out, frame, event, arrival))
 
     def send_due(self):
         while self.queue and self.queue[0][0] - time.time_ns() < DEAF:
-            due, _, out, frame, corrected, arrival = heapq.heappop(self.queue)
-            while time.time_ns() < due:
+            due, _, out, frame, event, arrival = heapq.heappop(self.queue)
+            while (now := time.time_ns()) < due:
                 pass
-            if corrected:
-                add(frame, corrected + 8, ">q", time.time_ns() - arrival << 16)
+            self.done["late"] += bool(event) and now > due + LATE
+            if event and self.settings["transparent"]:
+                add(frame, event + 8, ">q", now - arrival << 16)
             with contextlib.suppress(OSError):  # the interface is down
                 out.send(frame)
 

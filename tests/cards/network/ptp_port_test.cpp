@@ -84,7 +84,7 @@ TEST(PtpPort, WantsToBeLookedAfterInTime) {
     port.Follower().HearAnnounce(announce, now);
     requests += port.TakeDueRequest(now).has_value();
   }
-  EXPECT_NEAR(requests, 800, 100);
+  EXPECT_NEAR(requests, 800, 2);
 
   now = port.Deadline(now, false);
   port.ChooseParent(now);

@@ -5,6 +5,8 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 
 #include "seeds.h"
 
@@ -87,6 +89,16 @@ Texts Pieces(const Message& message) {
   return pieces;
 }
 
+void ExpectRead(const std::vector<Octets>& datagrams, const Texts& lines) {
+  ASSERT_FALSE(datagrams.empty());
+  ASSERT_EQ(lines.size(), datagrams.size());
+  for (std::size_t place = 0; place < lines.size(); ++place) {
+    const auto message = Decode(datagrams[place]);
+    ASSERT_TRUE(message) << lines[place];
+    for (const std::string& piece : Pieces(*message)) EXPECT_THAT(lines[place], testing::HasSubstr(piece));
+  }
+}
+
 TEST(Wire, ReadsMessagesAsTcpdumpDoes) {
   if (std::system("tcpdump --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "tcpdump isn't installed";
   for (const char* const seed : seeds) {
@@ -96,13 +108,39 @@ TEST(Wire, ReadsMessagesAsTcpdumpDoes) {
     WriteCapture(path, datagrams);
     const auto lines = Describe(path);
     std::remove(path.c_str());
-    ASSERT_FALSE(datagrams.empty());
-    ASSERT_EQ(lines.size(), datagrams.size());
-    for (std::size_t place = 0; place < lines.size(); ++place) {
-      const auto message = Decode(datagrams[place]);
-      ASSERT_TRUE(message);
-      for (const std::string& piece : Pieces(*message)) EXPECT_THAT(lines[place], testing::HasSubstr(piece));
-    }
+    ExpectRead(datagrams, lines);
+  }
+}
+
+/// The PTP messages in a capture of Ethernet frames, as a little-endian machine has written it.
+std::vector<Octets> ReadCapture(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  Octets header(24);
+  std::vector<Octets> datagrams;
+  const auto read = [&](Octets& octets) {
+    return file.read(reinterpret_cast<char*>(octets.data()), static_cast<std::streamsize>(octets.size()))
+        .good();
+  };
+  for (read(header), header.resize(16); read(header);) {
+    Octets frame(header[8] + 256U * header[9]);  // below 64 kB
+    if (!read(frame)) break;
+    const bool isIpv4 = frame.at(12) == 0x08 && frame.at(13) == 0x00;
+    datagrams.emplace_back(frame.begin() + (isIpv4 ? 14 + 4 * (frame[14] & 0xF) + 8 : 14), frame.end());
+  }
+  return datagrams;
+}
+
+/// KESTRUNE_CAPTURES names a folder of them, each with tcpdump's text beside it: tcpdump's sources have some.
+TEST(Wire, ReadsCapturesAsTcpdumpDoes) {
+  const char* const folder = std::getenv("KESTRUNE_CAPTURES");
+  if (folder == nullptr) GTEST_SKIP() << "KESTRUNE_CAPTURES names no folder";
+  for (const char* const name : {"ptp", "ptp_corrections", "ptp_ethernet"}) {
+    SCOPED_TRACE(name);
+    const auto path = std::filesystem::path(folder) / name;
+    std::ifstream text(path.string() + ".out");
+    Texts lines;
+    for (std::string line; std::getline(text, line);) lines.push_back(line);
+    ExpectRead(ReadCapture(path.string() + ".pcap"), lines);
   }
 }
 

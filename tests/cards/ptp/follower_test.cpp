@@ -124,6 +124,22 @@ TEST(Follower, MatchesMessagesBySourceAndSequence) {
   EXPECT_EQ(record.syncMessagesReceived, 4U);
 }
 
+TEST(Follower, CountsWhatIsLostDoubledAndLate) {
+  Follower follower;
+  Qualify(follower, parent, 0);
+  for (const int sequenceId : {65533, 65534, 65537, 65536, 65536, 65538, 65538}) {
+    follower.HearSync(Sync(sequenceId, false));
+  }
+  const MessageCounters& counters = follower.Counters();
+  EXPECT_EQ(counters.syncReceived, 7U);
+  EXPECT_EQ(counters.syncLost, 1U) << "65535";
+  EXPECT_EQ(counters.syncLate, 1U) << "65536";
+  EXPECT_EQ(counters.syncDuplicate, 2U);
+  EXPECT_EQ(counters.discarded, 2U);
+  follower.EndInterval();
+  EXPECT_EQ(follower.LastMeasurements().masterToFollowerDelay.Count(), 5);
+}
+
 TEST(IntervalStatistics, HoldsAnyNumberOfSamplesExactly) {
   IntervalStatistics statistics;
   const QuantityFigures none = statistics.Figures();
