@@ -10,6 +10,7 @@
 #include <unordered_map>
 
 #include "report/packing.h"
+#include "report/texts.h"
 
 namespace kestrune::report {
 namespace {
@@ -89,7 +90,8 @@ class MetaWriter {
   }
 
   void Text(std::string_view text) {
-    json_.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+    const std::string clean = CleanText(text);
+    json_.String(clean.data(), static_cast<rapidjson::SizeType>(clean.size()));
   }
   void Key(std::string_view text) { json_.Key(text.data(), static_cast<rapidjson::SizeType>(text.size())); }
   void Number(std::string_view key, std::int64_t value) {

@@ -8,6 +8,7 @@
 #include <iterator>
 
 #include "report/json_output.h"
+#include "report/page_data.h"
 #include "report/page_model.h"
 #include "report/scene.h"
 #include "report/summary.h"
@@ -113,6 +114,16 @@ TEST(PageModel, FillsATemplateAndEscapesIt) {
         "studio&lt;1&gt;_raw_data 17\u00a0bytes behind", "1 #e", "A Sync 0\u00a0%", "1\u202f000\u00a0ns;"}) {
     EXPECT_THAT(text, HasSubstr(part));
   }
+}
+
+TEST(PageData, IsJsonWhateverTheTextsOfTheLog) {
+  Scene scene;
+  PlayAll(scene);
+  PageFacts facts;
+  facts.name = markup;
+  const PageData data = MakePageData(scene.recording, Stability(), facts, {});
+  rapidjson::Document document;
+  EXPECT_FALSE(document.Parse<rapidjson::kParseValidateEncodingFlag>(data.json.c_str()).HasParseError());
 }
 
 TEST(PageModel, TellsWhatItsListsLeaveOut) {
