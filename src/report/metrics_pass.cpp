@@ -43,13 +43,15 @@ MetricsPass::MetricsPass(const MetricsMark& from, EventLog log, const Limits& li
 
 void MetricsPass::Read(const InputFile& file) {
   RecordWalk walk(*this, INT64_MIN, INT64_MAX);
+  std::uint64_t begin = from_.place;
   if (from_.newest != 0) {
     Checkpoint checkpoint;
     checkpoint.place = from_.place;
     checkpoint.last = from_.last;
     walk.Restart(checkpoint);
+    begin = RecordWalk::BeginFor(checkpoint);
   }
-  UnitReader reader(file, from_.place, static_cast<std::uint64_t>(std::max<std::int64_t>(file.Size(), 0)));
+  UnitReader reader(file, begin, static_cast<std::uint64_t>(std::max<std::int64_t>(file.Size(), 0)));
   for (auto units = reader.Next(); !units.empty(); units = reader.Next()) walk.Take(units, reader.Place());
   walk.Finish();
   watch_.Settle();

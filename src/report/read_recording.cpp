@@ -144,12 +144,16 @@ void ReadRecording(const FileNames& names, const ReadOptions& options, const Obs
 std::optional<std::int64_t> LastTime(const std::string& rawDataFile) {
   InputFile file;
   if (!file.Open(rawDataFile)) return std::nullopt;
-  constexpr std::uint64_t tail = 256 * sizeof(RawDataUnit);
   const auto size = static_cast<std::uint64_t>(std::max<std::int64_t>(file.Size(), 0));
-  UnitReader reader(file, size > tail ? (size - tail) / sizeof(RawDataUnit) * sizeof(RawDataUnit) : 0, size);
   std::vector<std::int64_t> times;
-  for (auto units = reader.Next(); !units.empty(); units = reader.Next()) {
-    for (const RawDataUnit& unit : units) times.push_back(unit.epochTime);
+  // Behind a crash the end may be anything.
+  for (std::uint64_t tail = 256 * sizeof(RawDataUnit); times.empty(); tail *= 16) {
+    UnitReader reader(file, size > tail ? (size - tail) / sizeof(RawDataUnit) * sizeof(RawDataUnit) : 0,
+                      size);
+    for (auto units = reader.Next(); !units.empty(); units = reader.Next()) {
+      for (const RawDataUnit& unit : units) times.push_back(unit.epochTime);
+    }
+    if (tail >= size) break;
   }
   if (times.empty()) return std::nullopt;
   // A wild stamp or two don't move the median.
@@ -196,7 +200,7 @@ void SecondsReader::ReadFrom(const Checkpoint& checkpoint, std::uint64_t end, co
   walk.StopAt(end);
   // What is a unit depends on those behind it.
   const std::uint64_t behind = std::min(end + unitsBehind * sizeof(RawDataUnit), recording_.rawDataBytes);
-  UnitReader reader(file_, checkpoint.place, behind, checkpoint.stamp);
+  UnitReader reader(file_, RecordWalk::BeginFor(checkpoint), behind, checkpoint.stamp);
   for (auto units = reader.Next(); !units.empty() && !walk.HasStopped(); units = reader.Next())
     walk.Take(units, reader.Place());
   walk.Finish();

@@ -31,21 +31,41 @@ void RecordWalk::Restart(const report::Checkpoint& checkpoint) {
     sfps_[k].retimer.Restart(checkpoint.last[k]);
   }
   atCheckpoint_ = true;
+  restartAt_ = checkpoint.place;
+}
+
+std::uint64_t RecordWalk::BeginFor(const report::Checkpoint& checkpoint) {
+  return checkpoint.place - std::min(checkpoint.place, unitsToRemember * sizeof(RawDataUnit));
 }
 
 void RecordWalk::Take(std::span<const RawDataUnit> units, std::uint64_t place) {
-  if (atCheckpoint_ && !units.empty()) {
-    // This unit counted in the first walk.
-    atCheckpoint_ = false;
-    anyStamp_ = true;
-    stamp_ = units.front().epochTime;
-    sinceCheckpoint_ = 0;
-  }
   for (const RawDataUnit& unit : units) {
     if (stopped_) return;
-    if (unit.record.sfp < sfpCount) Offer(unit, place);
+    if (place < restartAt_) {
+      if (unit.record.sfp < sfpCount && IsPlausible(unit.record)) Remember(unit.record);
+    } else {
+      if (atCheckpoint_) Resume(unit.epochTime);
+      if (unit.record.sfp < sfpCount) Offer(unit, place);
+    }
     place += sizeof unit;
   }
+}
+
+/// The unit at a checkpoint counted in the first walk.
+void RecordWalk::Resume(std::int64_t stamp) {
+  atCheckpoint_ = false;
+  anyStamp_ = true;
+  stamp_ = stamp;
+  sinceCheckpoint_ = 0;
+}
+
+/// What the SFP's next record is compared with.
+void RecordWalk::Remember(const TelemetryRecord& record) {
+  SfpState& state = sfps_[record.sfp];
+  if (!state.any || !HasSameMaster(state.before, record)) state.master = listener_.OnMaster(MasterOf(record));
+  state.before.bestMasterLastPtpAnnouncePacket = record.bestMasterLastPtpAnnouncePacket;
+  CopyTail(record, state.before);
+  state.any = true;
 }
 
 void RecordWalk::Offer(const RawDataUnit& unit, std::uint64_t place) {
@@ -122,11 +142,8 @@ void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
   timed.state = record.state;
   timed.packets = record.linkPacketsReceived;
   timed.place = place;
-  if (!state.any || !HasSameMaster(state.before, record)) state.master = listener_.OnMaster(MasterOf(record));
+  Remember(record);
   timed.master = state.master;
-  state.before.bestMasterLastPtpAnnouncePacket = record.bestMasterLastPtpAnnouncePacket;
-  CopyTail(record, state.before);
-  state.any = true;
   const int sfp = record.sfp;
   state.retimer.Commit(unit.epochTime, [&](TimedRecord& settled) { listener_.OnSecond(sfp, settled); });
 }

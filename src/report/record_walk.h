@@ -33,8 +33,11 @@ class RecordWalk {
 
   /// Stamps outside [from, to) are left out.
   RecordWalk(Listener& listener, std::int64_t from, std::int64_t to);
-  /// Goes on at a checkpoint, as the first walk did. Before the first unit.
+  /// Goes on at a checkpoint, as the first walk did. Before the first unit, which is to be that at
+  /// `BeginFor`: the units before the checkpoint tell where the card's counters were.
   void Restart(const Checkpoint& checkpoint);
+  /// The byte from which to read for a walk that goes on at a checkpoint.
+  static std::uint64_t BeginFor(const report::Checkpoint& checkpoint);
   /// Ends where the first walk made a checkpoint: the unit at `place` doesn't count any more.
   void StopAt(std::uint64_t place) { stopAt_ = place; }
   bool HasStopped() const { return stopped_; }
@@ -64,9 +67,12 @@ class RecordWalk {
   static constexpr std::int64_t pause = 3600;
   static constexpr std::size_t company = 64;     ///< units of about the same time
   static constexpr std::size_t lessCompany = 8;  ///< within `pause`, at the beginning and at the end
+  static constexpr std::uint64_t unitsToRemember = 32;
   static constexpr std::uint64_t unitsPerCheckpoint = 128;
   static constexpr std::uint64_t unitsAtMost = 2048;  ///< from one checkpoint to the next
 
+  void Resume(std::int64_t stamp);
+  void Remember(const TelemetryRecord& record);
   void Offer(const RawDataUnit& unit, std::uint64_t place);
   void Hold(const RawDataUnit& unit, std::uint64_t place);
   std::size_t CompanyNeeded(std::int64_t stamp) const;
@@ -81,6 +87,7 @@ class RecordWalk {
   std::int64_t to_;
   bool anyStamp_ = false;
   bool atCheckpoint_ = false;
+  std::uint64_t restartAt_ = 0;  ///< place of the checkpoint
   bool stopped_ = false;
   std::uint64_t stopAt_ = UINT64_MAX;
   std::int64_t stamp_ = 0;  ///< of the last unit that counts

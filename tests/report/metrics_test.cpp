@@ -54,6 +54,8 @@ struct Story {
         TelemetryRecord& record = unit.record;
         if (i < 20 || (i >= 1000 && i < 1030 - sfp) || (i >= 2500 && i < 2520)) record.state = 9;
         if (i >= 1010 && i < 1700) record.bestMasterLastPtpAnnouncePacket.grandmasterIdentity[7] = 2;
+        if (i < 900 && i % 2 == 1) --record.followUpMessagesReceived;  // on its way
+        if (i >= 950) record.followUpMessagesReceived -= 5;
         if (i % 500 == 77) record.performanceMonitoring.numberOfDelayRespSinceLastTelemetry = 5 + sfp;
         units.push_back(unit);
       }
