@@ -74,7 +74,9 @@ bool ReplaceFile(const std::string& name, const std::string& text) {
   file.close();
   std::error_code error;
   if (file.good()) std::filesystem::rename(aside, NativePath(name), error);
-  return file.good() && !error;
+  if (file.good() && !error) return true;
+  std::filesystem::remove(aside, error);
+  return false;
 }
 
 std::int64_t FileSize(const std::string& name) {

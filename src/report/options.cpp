@@ -37,8 +37,12 @@ CLI::Option* AddParsed(CLI::App& app, const char* name, std::optional<std::int64
 void AddMetricsOptions(CLI::App& app, Options& options) {
   CLI::Option* metrics =
       app.add_option("--metrics", options.metrics, "Prometheus metrics, and no report; FILE.state beside it")
+          ->check([](const std::string& name) {
+            return name.empty() || name == "-" ? "is written aside and renamed, and needs a name" : "";
+          })
           ->type_name("FILE");
-  for (const char* other : {"-o", "--json", "--csv", "--from", "--to", "--last", "--mended"}) {
+  for (const char* other : {"-o", "--json", "--csv", "--step", "--from", "--to", "--last", "--mended",
+                            "--fleet", "--print-limits"}) {
     metrics->excludes(app.get_option(other));
   }
   CLI::Option* follow =

@@ -109,6 +109,8 @@ class MetricsTest(unittest.TestCase):
         for arguments in (
             ("--metrics", "run_raw_data"),
             ("--metrics", "absent/m.prom"),
+            ("--metrics", "-"),
+            ("--metrics", "m.prom", "--step", "5"),
             ("--metrics", "m.prom", "--json", "-"),
             ("--metrics", "m.prom", "--last", "1h"),
             ("--follow",),
