@@ -96,9 +96,10 @@ void NetworkInterface::Close() {
 }
 
 void NetworkInterface::LookAtLink() {
+  const bool wasThere = link_.has_value();
   link_ = watch_.Read(name_);
   if (!link_) return Close();
-  if (openIndex_ != link_->index) counted_ = Link();
+  if (!wasThere || openIndex_ != link_->index) counted_ = *link_;
   if (!general_ || openIndex_ != link_->index) Open(*link_);
 }
 

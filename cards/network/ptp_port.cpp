@@ -75,10 +75,11 @@ void PtpPort::Hear(const Message& message, const Arrival& arrival) {
 }
 
 std::optional<PtpPort::DelayReq> PtpPort::TakeDueRequest(std::int64_t now) {
+  const std::int64_t twice = 2 * ptp::Interval(follower_.LogMinDelayReqInterval());
+  requestDue_ = std::min(requestDue_, now + twice);  // a master before may have asked for fewer
   if (!follower_.WantsDelay() || now < requestDue_) return std::nullopt;
   // IEEE 1588-2019, 9.5.11.2: at random, at the minimum interval on average. Every other wait makes up for
   // the one before, so that as many are sent as are due.
-  const std::int64_t twice = 2 * ptp::Interval(follower_.LogMinDelayReqInterval());
   const double share = makeUp_.value_or(std::uniform_real_distribution<>()(random_));
   makeUp_ = makeUp_ ? std::nullopt : std::optional(1 - share);
   if (now - requestDue_ > twice) requestDue_ = now;

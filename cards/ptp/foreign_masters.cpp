@@ -32,10 +32,20 @@ void ForeignMasters::Hear(const AnnounceMessage& message, std::int64_t now) {
     return master.announce.sourcePortIdentity == message.sourcePortIdentity;
   });
   if (known == masters_.end()) {
+    if (masters_.size() == mostMasters) ForgetOldestStranger();
     if (masters_.size() < mostMasters) masters_.push_back({message, now, {}});
   } else if (known->announce.sequenceId != message.sequenceId) {  // else the same one, doubled on its way
     *known = {message, now, known->received};
   }
+}
+
+void ForeignMasters::ForgetOldestStranger() {
+  auto oldest = masters_.end();
+  for (auto master = masters_.begin(); master != masters_.end(); ++master) {
+    if (!master->receivedBefore && (oldest == masters_.end() || master->received < oldest->received))
+      oldest = master;
+  }
+  if (oldest != masters_.end()) masters_.erase(oldest);
 }
 
 void ForeignMasters::LookAt(std::int64_t now) {

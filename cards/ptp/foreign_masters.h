@@ -12,8 +12,9 @@ namespace kestrune::ptp {
 /// a clock that only goes forward.
 class ForeignMasters {
  public:
-  /// An Announce of an alternate master or of a master too far away qualifies nobody (9.3.2.5), and of
-  /// mostMasters that are known, no further one is remembered.
+  /// An Announce of an alternate master or of a master too far away qualifies nobody (9.3.2.5). When
+  /// mostMasters are known, the one that was heard once, longest ago, gives way to a further one; those heard
+  /// twice stay.
   void Hear(const AnnounceMessage& message, std::int64_t now);
 
   /// Forgets those that have fallen silent; the masters that Qualified speaks of are those of `now`.
@@ -43,6 +44,7 @@ class ForeignMasters {
     std::int64_t ReceiptDeadline() const;
   };
 
+  void ForgetOldestStranger();
   const ForeignMaster* FindMaster(const PortIdentity& master) const;
 
   std::vector<ForeignMaster> masters_;

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "report/record.h"
+
 namespace kestrune::report {
 namespace {
 
@@ -30,7 +32,7 @@ const Master& MasterAt(const Recording& recording, std::int64_t time) {
     followed = !isLocked(0) && isLocked(1) ? 1 : 0;
   }
   const SfpRecording& sfp = recording.sfp[static_cast<std::size_t>(followed)];
-  const std::int32_t master = sfp.state.At(time) == 0 ? 0 : sfp.master.At(time);
+  const std::int32_t master = HasMaster(sfp.state.At(time)) ? sfp.master.At(time) : 0;
   return recording.masters[static_cast<std::size_t>(master)];
 }
 

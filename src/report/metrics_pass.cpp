@@ -115,7 +115,7 @@ SfpFigures MetricsPass::FiguresOf(std::size_t sfp) const {
   if (!latest_[sfp] || latest_[sfp]->time < newest_ - shortestAbsence) return figures;
   figures.locked = latest_[sfp]->locked;
   const Master& master = recording_.masters[static_cast<std::size_t>(latest_[sfp]->master)];
-  if (master.grandmaster != 0) figures.master = master;
+  if (master.grandmaster != 0 && latest_[sfp]->served) figures.master = master;
   Average offset;
   Average path;
   for (const Moment& moment : lately_) {

@@ -68,6 +68,10 @@ std::string ReadText(const std::string& name) {
 
 /// Writes a file aside and puts it in the other's place, so that nobody ever reads half of it.
 bool ReplaceFile(const std::string& name, const std::string& text) {
+  std::error_code unknown;
+  const auto type = std::filesystem::status(NativePath(name), unknown).type();
+  if (type != std::filesystem::file_type::not_found && type != std::filesystem::file_type::regular)
+    return false;
   const std::string aside = NativePath(name + asideEnding);
   std::ofstream file(aside, std::ios::binary | std::ios::trunc);
   file << text;

@@ -76,7 +76,10 @@ TEST(Fleet, FollowsTheCardsSfpThroughLogAndGaps) {
     now.sfp[0].master = i < 100 ? 1 : 2;
     now.followed = i >= 200 && i < 300 ? 1 : 0;
     now.sfp[1].master = 1;
-    for (Side& side : now.sfp) side.present = i < 400 || i >= 500;
+    for (Side& side : now.sfp) {
+      side.present = i < 400 || i >= 500;
+      if (i >= 550) side.state = 4;
+    }
   });
   scene.Judge();
   std::vector<std::pair<std::int64_t, std::int64_t>> stretches;
@@ -89,7 +92,7 @@ TEST(Fleet, FollowsTheCardsSfpThroughLogAndGaps) {
   const auto second = scene.recording.masters[2].grandmaster;
   EXPECT_THAT(masters, ElementsAre(first, second, first, second, second));
   EXPECT_THAT(stretches, ElementsAre(std::pair(0, 100), std::pair(100, 200), std::pair(200, 300),
-                                     std::pair(300, 400), std::pair(500, 600)));
+                                     std::pair(300, 400), std::pair(500, 550)));
 }
 
 TEST(Fleet, ReadsWhatTheReportWrites) {

@@ -217,6 +217,10 @@ TEST_F(MetricsTest, LeaveOutWhatIsNotKnown) {
               HasSubstr("kestrune_followed{instance_label=\"studio \\\"1\\\"\\\\\uFFFD\",sfp=\"B\"} 0\n"));
   EXPECT_THAT(text.substr(text.find("TYPE kestrune_locked"), 200), Not(HasSubstr("sfp=\"B\""))) << "absent";
 
+  for (RawDataUnit& unit : units) unit.record.state = 4;
+  Write(BytesOf(units), "");
+  EXPECT_THAT(Run(), Not(HasSubstr("kestrune_grandmaster_info{"))) << "who listens follows nobody";
+
   for (RawDataUnit& unit : units) unit.epochTime -= 100;
   Write(BytesOf(units), "");
   const std::string old = Run();

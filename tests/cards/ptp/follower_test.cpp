@@ -59,6 +59,18 @@ TEST(Follower, ChoosesAMasterByItsAnnounces) {
   EXPECT_EQ(follower.State(), PortState::Listening);
 }
 
+TEST(Follower, FindsAMasterBehindManyThatAreHeardOnce) {
+  Follower follower;
+  for (std::uint16_t port = 100; port < 200; ++port) {
+    AnnounceMessage once = Announce({0xB, port}, 0, 1);
+    once.logMessageInterval = 6;  // to be remembered for minutes
+    follower.HearAnnounce(once, port);
+  }
+  Qualify(follower, parent, 1);
+  ASSERT_NE(follower.Parent(), nullptr);
+  EXPECT_EQ(follower.Parent()->sourcePortIdentity, parent);
+}
+
 SyncMessage Sync(int sequenceId, bool twoStep, const PortIdentity& source = parent) {
   return {.sourcePortIdentity = source,
           .sequenceId = static_cast<std::uint16_t>(sequenceId),
