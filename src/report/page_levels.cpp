@@ -11,16 +11,16 @@
 namespace kestrune::report {
 namespace {
 
-constexpr std::int64_t widestSlot = 600;
-constexpr std::int64_t usualSlot = 60;
+constexpr std::int64_t widestSlot = 60;
+constexpr std::int64_t narrowSlot = 20;
 constexpr std::int64_t secondsPerPart = 2 * 3600;
 constexpr std::int64_t mostWideBuckets = 100'000;
 constexpr std::int64_t mostSideBuckets = 10'000;
 constexpr int gravest = 3;
 
-/// Seconds that come or stay away together: a bucket of the level that covers everything, so that none lies
-/// half within a finer level.
-std::int64_t SlotOf(const PageLevel& whole) { return whole.width <= widestSlot ? whole.width : usualSlot; }
+/// Seconds that come or stay away together: a bucket of the level that covers everything. Where that is wide,
+/// all incidents would not fit; the page then shares the rest of a bucket out.
+std::int64_t SlotOf(const PageLevel& whole) { return whole.width <= widestSlot ? whole.width : narrowSlot; }
 
 /// The stretches around episodes, extremes and events, and how much each slot matters: 0 most.
 class Interest {
@@ -247,7 +247,7 @@ std::vector<PageLevel> UsualLevels(const Recording& recording, const std::vector
   }
   const std::int64_t slot = SlotOf(levels.front());
   PageLevel fine =
-      PackSlots(recording, FindInterest(recording, episodes, slot).Ordered(), slot, left * 7 / 10);
+      PackSlots(recording, FindInterest(recording, episodes, slot).Ordered(), slot, left * 8 / 10);
   left -= fine.Bytes();
   PageLevel tens = PackAllTens(recording, left);
   if (tens.chunks.empty()) tens = PackTens(recording, episodes, left);

@@ -91,7 +91,7 @@ void UnitTotals::FollowRuns(const RawDataUnit& unit, std::uint64_t place) {
     ++nextStart_;
   }
   if (lastStamp_ != INT64_MIN && stamp < lastStamp_ - 1)
-    AddClockStep(recording_.clockSteps, {lastStamp_, stamp - lastStamp_, place});
+    AddClockStep(recording_.clockSteps, {lastStamp_, stamp - lastStamp_ - 1, place});
   if (begins && recording_.runs.size() < Recording::listLimit)
     recording_.runs.push_back({stamp, stamp + 1, place, 0});
   RecorderRun& run = recording_.runs.back();

@@ -61,6 +61,8 @@ export class Columns {
   }
 }
 
+/** Less of a column's width than this is arithmetic's error. */
+const EDGE = 1e-6;
 const IN_USUAL_LEVELS = ['off', 'path', 'ab'];
 
 /** The levels for columns of so many seconds: the coarsest that is fine enough, and the coarser ones for its holes. */
@@ -79,6 +81,19 @@ function coverTest(intervals) {
   return (from, to) => {
     while (at < intervals.length && intervals[at][1] <= from) at++;
     return at < intervals.length && intervals[at][0] <= from && intervals[at][1] >= to;
+  };
+}
+
+/** Tells of rising stretches how many seconds of them lie in none of the intervals. */
+function uncoveredIn(intervals) {
+  let at = 0;
+  return (from, to) => {
+    while (at < intervals.length && intervals[at][1] <= from) at++;
+    let left = to - from;
+    for (let i = at; i < intervals.length && intervals[i][0] < to; i++) {
+      left -= Math.min(to, intervals[i][1]) - Math.max(from, intervals[i][0]);
+    }
+    return left;
   };
 }
 
@@ -155,6 +170,7 @@ export function fold(store, sfp, quantity, a, b, count) {
   for (const level of levelsFor(store, per, quantity)) {
     const { width } = level;
     const isCovered = coverTest(covered);
+    const uncovered = uncoveredIn(covered);
     const narrow = width / per <= 1.001;
     const intervals = [];
     for (const segment of store.segments(level, a, b)) {
@@ -174,7 +190,10 @@ export function fold(store, sfp, quantity, a, b, count) {
         const c1 = narrow ? c0 + 1 : Math.min(count, Math.max(c0 + 1, Math.ceil(x + span - 1e-9)));
         const locked = source.isLocked(i);
         for (let c = c0; c < c1; c++) {
-          const share = narrow ? 1 : Math.max(1e-6, (Math.min(x + span, c + 1) - Math.max(x, c)) / span);
+          // Of a bucket that finer ones cover in part, only the other part.
+          const left = narrow ? per : uncovered(Math.max(t, a + c * per), Math.min(behind, a + (c + 1) * per));
+          if (left <= EDGE * per) continue;
+          const share = narrow ? 1 : left / (behind - t);
           if (!columns.step[c] || width < columns.step[c]) columns.step[c] = width;
           source.add(columns, c, share, i, locked);
         }

@@ -117,3 +117,15 @@ test('coarse steps fill what no finer ones cover', async () => {
   assert.deepEqual([39, 40, 102, 219, 220].map(c => columns.step[c]), [60, 1, 1, 1, 60]);
   assert.deepEqual([101, 102, 106, 107].map(c => columns.unlocked[c]), [0, 1, 1, 0]);
 });
+
+test('what is left of a coarse step that finer ones cover in part is shared out', async () => {
+  const seconds = { w: 1, div: 1, parts: [[1750, rows.slice(1750, 1790)]] };
+  const store = await storeOf([minutes, seconds], { end: HOURS });
+  const columns = fold(store, 0, 'off', 1740, 1800, 60);
+  const steps = Array.from({ length: 60 }, (_, c) => (c < 10 || c >= 50 ? 60 : 1));
+  assert.deepEqual([...columns.step], steps);
+  for (let c = 10; c < 50; c++) {
+    assert.deepEqual([columns.low[c], columns.high[c]], [rows[1740 + c].a.low, rows[1740 + c].a.high]);
+  }
+  assert.ok(Math.abs(total(columns).syncs[0] - 480) < 1e-6);
+});
