@@ -13,6 +13,9 @@ namespace {
 constexpr std::int64_t second = 1'000'000'000;
 /// Nothing is lost or less exact when a message, which the kernel has stamped, waits for so long.
 constexpr std::int64_t longestNap = second / 10;
+/// While so many come that the sockets' buffers, of some hundred each, would be full before that.
+constexpr std::int64_t shortNap = second / 100;
+constexpr int manyDatagrams = 64;
 
 constexpr std::uint32_t freeRunning = 3;  // of a genlock
 
@@ -51,8 +54,8 @@ void NetworkCard::Wake(std::int64_t) {
 
 void NetworkCard::Wait(std::chrono::milliseconds longest) const {
   const std::int64_t now = MonotonicNow();
-  std::int64_t until =
-      std::min({now + std::chrono::nanoseconds(longest).count(), attended_ + longestNap, secondEnds_});
+  std::int64_t until = std::min({now + std::chrono::nanoseconds(longest).count(),
+                                 attended_ + (busy_ ? shortNap : longestNap), secondEnds_});
   for (const auto& interface : interfaces_) until = std::min(until, interface->Deadline(now));
   watch_.WaitForChange(until - now);
 }
@@ -60,11 +63,13 @@ void NetworkCard::Wait(std::chrono::milliseconds longest) const {
 kit::Card::Step NetworkCard::Advance() {
   const std::int64_t now = MonotonicNow();
   const bool linksChanged = watch_.TakeChange();
+  int heard = 0;
   for (const auto& interface : interfaces_) {
     if (linksChanged) interface->LookAtLink();
-    interface->Attend(now);
+    heard = std::max(heard, interface->Attend(now));
   }
   attended_ = now;
+  busy_ = heard > manyDatagrams / (busy_ ? 10 : 1);
   if (interfaces_.size() == 2) {
     selectedSfp_ = ptp::SelectPort({&interfaces_[0]->Follower(), &interfaces_[1]->Follower()}, selectedSfp_);
   }

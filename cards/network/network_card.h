@@ -59,6 +59,7 @@ class NetworkCard final : public kit::Card {
   std::size_t selectedSfp_ = 0;
   Shown shown_;
   std::int64_t seconds_ = 0;
+  bool busy_ = false;          ///< did many datagrams come of late?
   std::int64_t attended_ = 0;  ///< on the monotonic clock, in nanoseconds, as the next
   std::int64_t secondBegan_ = 0;
   std::int64_t secondEnds_ = 0;

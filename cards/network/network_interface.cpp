@@ -14,7 +14,8 @@ namespace {
 
 constexpr std::uint16_t eventPort = 319;
 constexpr std::uint16_t generalPort = 320;
-constexpr int mostDatagramsAtOnce = 512;  // a flood costs no more
+constexpr int mostTurns = 256;  // a flood costs no more
+constexpr int datagramsByTurns = 8;
 
 /// Of the clock that the interface's address stands for. The port numbers are far from those that a PTP clock
 /// on the same interface uses, so that its messages and this observer's are told apart.
@@ -103,27 +104,39 @@ void NetworkInterface::LookAtLink() {
   if (!general_ || openIndex_ != link_->index) Open(*link_);
 }
 
-void NetworkInterface::Attend(std::int64_t now) {
+int NetworkInterface::Attend(std::int64_t now) {
+  int heard = 0;
   if (general_) {
     while (const auto sent = event_->TakeSent()) {
       const Stamps& stamps = sent->stamps;
       port_->Follower().DelayReqSent(
           sent->tag, configuration_.hardwareClock ? stamps.hardware : stamps.system, stamps.system);
     }
-    HearAll(*event_, now);
-    HearAll(*general_, now);
+    heard = HearBoth(now);
   }
   port_->ChooseParent(now);
   attended_ = now;
-  if (!MaySend()) return;
+  if (!MaySend()) return heard;
   if (const auto request = port_->TakeDueRequest(now)) event_->Send(request->octets, request->sequenceId);
+  return heard;
 }
 
-void NetworkInterface::HearAll(StampedSocket& socket, std::int64_t now) {
+/// By turns, so that a Follow_Up is not far from its Sync however many have waited.
+int NetworkInterface::HearBoth(std::int64_t now) {
+  int heard = 0;
+  for (int turn = 0; turn < mostTurns; ++turn) {
+    const int more = HearSome(*event_, now) + HearSome(*general_, now);
+    if (more == 0) break;
+    heard += more;
+  }
+  return heard;
+}
+
+int NetworkInterface::HearSome(StampedSocket& socket, std::int64_t now) {
   const std::int64_t systemNow = ReadClock(CLOCK_REALTIME);
-  for (int count = 0; count < mostDatagramsAtOnce; ++count) {
+  for (int count = 0; count < datagramsByTurns; ++count) {
     const auto datagram = socket.Receive();
-    if (!datagram) return;
+    if (!datagram) return count;
     const Stamps& stamps = datagram->stamps;
     // It may have waited since the last time.
     const std::int64_t age = stamps.system == 0 ? 0 : systemNow - stamps.system;
@@ -133,6 +146,7 @@ void NetworkInterface::HearAll(StampedSocket& socket, std::int64_t now) {
                  .clockTimestamp = configuration_.hardwareClock ? stamps.hardware : stamps.system,
                  .localTimestamp = stamps.system});
   }
+  return datagramsByTurns;
 }
 
 void NetworkInterface::CloseInterval(std::int64_t nanoseconds) {

@@ -26,8 +26,8 @@ class NetworkInterface {
   /// Sees how the link is; opens an interface again that has been away.
   void LookAtLink();
 
-  /// Hears what has come and asks for the delay when that is due.
-  void Attend(std::int64_t now);
+  /// Hears what has come and asks for the delay when that is due. How many datagrams were heard.
+  int Attend(std::int64_t now);
 
   /// When it wants to be attended to next, at the latest.
   std::int64_t Deadline(std::int64_t now) const { return port_->Deadline(now, MaySend()); }
@@ -53,7 +53,8 @@ class NetworkInterface {
   std::optional<Failure> Open(const Link& link);
   void Close();
   bool MaySend() const { return event_ && Carrier(); }
-  void HearAll(StampedSocket& socket, std::int64_t now);
+  int HearBoth(std::int64_t now);
+  int HearSome(StampedSocket& socket, std::int64_t now);
   void EnterLink(std::int64_t nanoseconds);
 
   const Configuration& configuration_;

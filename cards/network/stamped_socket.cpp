@@ -22,6 +22,7 @@ namespace {
 
 constexpr std::uint32_t group = 0xE0000181;  // 224.0.1.129
 constexpr std::size_t mostUnstamped = 16;
+constexpr int receiveBuffer = 1 << 20;  // octets
 
 sockaddr_in GroupAddress(std::uint16_t port) {
   sockaddr_in address{};
@@ -100,6 +101,7 @@ std::variant<StampedSocket, Failure> StampedSocket::Open(const SocketSettings& s
   };
   if (!descriptor) return failure("no socket");
   if (!SetOption(number, SOL_SOCKET, SO_REUSEADDR, 1)) return failure("no shared port");
+  SetOption(number, SOL_SOCKET, SO_RCVBUF, receiveBuffer);  // or what the system allows
   if (setsockopt(number, SOL_SOCKET, SO_BINDTODEVICE, settings.interface.data(),
                  static_cast<socklen_t>(settings.interface.size())) != 0) {
     return failure("can't be bound to");
