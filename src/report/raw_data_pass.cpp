@@ -120,9 +120,26 @@ void RawDataPass::Widen() {
 }
 
 void RawDataPass::OnCheckpoint(const Checkpoint& checkpoint) {
+  if (checkpointsSeen_++ % checkpointStride_ != 0) return;
+  if (recording_.checkpoints.size() == mostCheckpoints) HalveCheckpoints();
   recording_.checkpoints.push_back(checkpoint);
   recording_.checkpoints.back().from = INT64_MAX;
   recording_.checkpoints.back().to = INT64_MIN;
+}
+
+/// Every other one goes, and from now on fewer come.
+void RawDataPass::HalveCheckpoints() {
+  auto& all = recording_.checkpoints;
+  for (std::size_t i = 0; i < all.size() / 2; ++i) {
+    const Checkpoint& second = all[2 * i + 1];
+    const std::int64_t from = std::min(all[2 * i].from, second.from);
+    const std::int64_t to = std::max(all[2 * i].to, second.to);
+    all[i] = all[2 * i];
+    all[i].from = from;
+    all[i].to = to;
+  }
+  all.resize(all.size() / 2);
+  checkpointStride_ *= 2;
 }
 
 void RawDataPass::Finish() {

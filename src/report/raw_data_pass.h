@@ -34,7 +34,9 @@ class RawDataPass {
   };
 
   static constexpr std::size_t mostBuckets = 65'536;
+  static constexpr std::size_t mostCheckpoints = 32'768;
 
+  void HalveCheckpoints();
   void FollowTime(int sfp, const TimedRecord& record);
   void CheckClock(int sfp, const TimedRecord& record, std::int64_t hole);
   void AddLocked(SfpRecording& all, const Bucket& second);
@@ -51,6 +53,8 @@ class RawDataPass {
   Recording& recording_;
   const std::vector<SecondObserver*>& observers_;
   std::array<SfpState, sfpCount> sfps_;
+  std::uint64_t checkpointsSeen_ = 0;
+  std::uint64_t checkpointStride_ = 1;
   LoggedLinks links_;
   DifferencePairs pairs_;
   std::vector<ClockStep> leaps_;      ///< forward, as one SFP's records tell

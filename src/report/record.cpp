@@ -182,6 +182,11 @@ std::int32_t FindMaster(const std::vector<Master>& masters, const Master& master
   return static_cast<std::int32_t>(masters.rend() - known) - 1;
 }
 
+bool AsksForDelay(const TelemetryRecord& record) {
+  return record.delayReqMessagesSent > 0 ||
+         record.performanceMonitoring.numberOfDelayRespSinceLastTelemetry > 0;
+}
+
 bool HasMaster(std::int32_t state) { return state >= uncalibrated && state <= followerLocked; }
 
 void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket& second) {
@@ -190,7 +195,7 @@ void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket
   second.locked = record.state == followerLocked ? 1 : 0;
   if (HasMaster(record.state)) {
     second.syncsDue = Due(record.logSyncInterval, 1);
-    second.respsDue = Due(record.logMinDelayReqInterval, 1);
+    if (AsksForDelay(record)) second.respsDue = Due(record.logMinDelayReqInterval, 1);
     second.announcesDue = Due(record.logAnnounceInterval, 16);
     second.announces = steps.announces;
     second.followUps = steps.followUps;
@@ -218,7 +223,8 @@ void LoggedLinks::SettleDue(int sfp, const Master& master, TimedRecord& record) 
   Bucket& second = record.second;
   if (HasMaster(record.state)) {
     second.syncsDue += IsRarelyDue(master.logSyncInterval, second.start) ? 1 : 0;
-    second.respsDue += IsRarelyDue(master.logDelayReqInterval, second.start) ? 1 : 0;
+    const bool isDue = record.asksForDelay && IsRarelyDue(master.logDelayReqInterval, second.start);
+    second.respsDue += isDue ? 1 : 0;
   }
   const std::int32_t link = links_[static_cast<std::size_t>(sfp)].At(second.start, 0);
   if (link == 0 || link == up_) return;

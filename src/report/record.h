@@ -69,6 +69,9 @@ inline constexpr std::size_t mostMasters = 8192;
 /// Does an SFP in this PTP state have a master, so that messages are due: from uncalibrated on?
 bool HasMaster(std::int32_t state);
 
+/// Does the SFP ask for the delay? A card that only listens never gets an answer.
+bool AsksForDelay(const TelemetryRecord& record);
+
 /// The record's second, but for `start`; what comes from counters stands in `steps`.
 void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket& second);
 

@@ -140,6 +140,7 @@ void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
   TimedRecord& timed = state.retimer.Slot();
   FillSecond(record, steps, timed.second);
   timed.state = record.state;
+  timed.asksForDelay = AsksForDelay(record);
   timed.packets = record.linkPacketsReceived;
   timed.place = place;
   Remember(record);

@@ -13,6 +13,7 @@ namespace kestrune::report {
 struct TimedRecord {
   Bucket second;
   std::int32_t state = 0;
+  bool asksForDelay = true;   ///< are Delay_Resp to be expected?
   std::int32_t master = 0;    ///< index into `Recording::masters`
   std::uint64_t packets = 0;  ///< received on the link, by the card's counter
   std::uint64_t place = 0;    ///< byte of the file

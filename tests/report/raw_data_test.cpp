@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "report/judge.h"
+#include "report/raw_data_pass.h"
 #include "report/raw_units.h"
 #include "report/recording.h"
 #include "report/retimer.h"
@@ -291,6 +292,38 @@ TEST(RawData, MessagesAreDueAtLongIntervalsToo) {
   const Recording recording = ReadUnits(units);
   EXPECT_EQ(recording.sfp[0].messages.respsDue, 25);
   EXPECT_EQ(recording.sfp[1].messages.syncsDue, 50);
+  // Who only listens gets no answers.
+  for (RawDataUnit& unit : units) {
+    unit.record.delayReqMessagesSent = 0;
+    unit.record.performanceMonitoring.numberOfDelayRespSinceLastTelemetry = 0;
+    if (unit.epochTime < begin + 50) unit.record.logMinDelayReqInterval = -3;
+  }
+  EXPECT_EQ(ReadUnits(units).sfp[0].messages.respsDue, 0);
+}
+
+TEST(RawData, CheckpointsStayFewInALongRecording) {
+  constexpr std::int64_t length = 100'000;
+  Recording recording;
+  const std::vector<SecondObserver*> nobody;
+  RawDataPass pass(recording, nobody);
+  for (std::int64_t i = 0; i < length; ++i) {
+    Checkpoint checkpoint;
+    checkpoint.place = static_cast<std::uint64_t>(i);
+    pass.OnCheckpoint(checkpoint);
+    TimedRecord record;
+    record.second.start = begin + i;
+    record.second.records = 1;
+    pass.OnSecond(0, record);
+  }
+  pass.Finish();
+  EXPECT_LE(recording.checkpoints.size(), 32'768);
+  std::int64_t next = begin;
+  for (const Checkpoint& checkpoint : recording.checkpoints) {
+    EXPECT_EQ(checkpoint.from, next);
+    EXPECT_EQ(checkpoint.place, static_cast<std::uint64_t>(next - begin));
+    next = checkpoint.to;
+  }
+  EXPECT_EQ(next, begin + length);
 }
 
 TEST(RawData, OffsetsOfTaiStayExact) {

@@ -24,6 +24,7 @@ inline RawDataUnit MakeUnit(std::int64_t time, int sfp, std::int32_t average = 0
   record.linkSpeed = 1;
   const auto second = static_cast<std::uint32_t>(time % 1'000'000);
   record.syncMessagesReceived = record.followUpMessagesReceived = second * 8;
+  record.delayReqMessagesSent = second * 8;
   record.linkPacketsReceived = std::uint64_t{second} * 1000;
   record.logSyncInterval = record.logMinDelayReqInterval = -3;
   record.twoStepFlag = 1;
