@@ -7,8 +7,6 @@
 namespace kestrune::report {
 namespace {
 
-constexpr std::int32_t lockedState = 10;
-
 /// The moments at which anything that matters here may change.
 std::vector<std::int64_t> Turns(const Recording& recording) {
   std::vector<std::int64_t> turns = {recording.first, recording.end};
@@ -28,7 +26,9 @@ std::vector<std::int64_t> Turns(const Recording& recording) {
 const Master& MasterAt(const Recording& recording, std::int64_t time) {
   int followed = recording.eventLog.FollowedSfp(time);
   if (followed < 0) {
-    const auto isLocked = [&](std::size_t sfp) { return recording.sfp[sfp].state.At(time) == lockedState; };
+    const auto isLocked = [&](std::size_t sfp) {
+      return recording.sfp[sfp].state.At(time) == followerLocked;
+    };
     followed = !isLocked(0) && isLocked(1) ? 1 : 0;
   }
   const SfpRecording& sfp = recording.sfp[static_cast<std::size_t>(followed)];

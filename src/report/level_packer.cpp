@@ -24,17 +24,12 @@ void CopyPart(const std::vector<AnyBucket>& all, std::int64_t from, std::int64_t
               std::lower_bound(all.begin(), all.end(), to, before));
 }
 
-Seconds PartOf(const Seconds& all, std::int64_t from, std::int64_t to) {
+Seconds PartOf(const std::vector<Bucket>& sfpA, const std::vector<Bucket>& sfpB,
+               const std::vector<DifferenceBucket>& differences, std::int64_t from, std::int64_t to) {
   Seconds part;
-  for (std::size_t k = 0; k < sfpCount; ++k) CopyPart(all.sfp[k], from, to, part.sfp[k]);
-  CopyPart(all.differences, from, to, part.differences);
-  return part;
-}
-
-Seconds BucketsOf(const Recording& recording, std::int64_t from, std::int64_t to) {
-  Seconds part;
-  for (std::size_t k = 0; k < sfpCount; ++k) CopyPart(recording.sfp[k].buckets, from, to, part.sfp[k]);
-  CopyPart(recording.differences, from, to, part.differences);
+  CopyPart(sfpA, from, to, part.sfp[0]);
+  CopyPart(sfpB, from, to, part.sfp[1]);
+  CopyPart(differences, from, to, part.differences);
   return part;
 }
 
@@ -114,10 +109,11 @@ PageLevel LevelPacker::Finish() {
 
 PageLevel PackWhole(const Recording& recording, std::int64_t width) {
   LevelPacker packer(recording.base, width, 10, wideRowsPerChunk);
+  const auto& [a, b] = recording.sfp;
   const std::int64_t step = width * static_cast<std::int64_t>(wideRowsPerChunk);
   for (std::int64_t from = recording.base; from < recording.end; from += step) {
     const std::int64_t to = std::min(from + step, recording.end);
-    packer.Add(from, to, BucketsOf(recording, from, to));
+    packer.Add(from, to, PartOf(a.buckets, b.buckets, recording.differences, from, to));
   }
   return packer.Finish();
 }
@@ -169,8 +165,9 @@ PageLevel PackParts(const Recording& recording, const std::vector<Stretch>& part
   });
   Batch batch;
   while (handOver.Take(batch)) {
+    const auto& [a, b] = batch.seconds.sfp;
     for (const Stretch& part : batch.parts)
-      packer.Add(part.from, part.to, PartOf(batch.seconds, part.from, part.to));
+      packer.Add(part.from, part.to, PartOf(a, b, batch.seconds.differences, part.from, part.to));
   }
   thread.join();
   return packer.Finish();

@@ -61,13 +61,7 @@ void MetricsPass::OnUnit(const RawDataUnit& unit, const CounterSteps& /*steps*/,
   ++sums_.records[unit.record.sfp];
 }
 
-std::int32_t MetricsPass::OnMaster(const Master& master) {
-  auto& masters = recording_.masters;
-  if (master.grandmaster == 0) return 0;
-  if (const std::int32_t known = FindMaster(masters, master); known >= 0) return known;
-  if (masters.size() < mostMasters) masters.push_back(master);
-  return static_cast<std::int32_t>(masters.size()) - 1;
-}
+std::int32_t MetricsPass::OnMaster(const Master& master) { return JoinMasters(recording_.masters, master); }
 
 void MetricsPass::OnSecond(int sfp, TimedRecord& record) {
   links_->SettleDue(sfp, recording_.masters[static_cast<std::size_t>(record.master)], record);

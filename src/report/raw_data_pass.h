@@ -1,15 +1,13 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <vector>
 
 #include "report/record.h"
-#include "report/record_walk.h"
 #include "report/recording.h"
+#include "report/retimer.h"
 
 namespace kestrune::report {
 

@@ -105,10 +105,7 @@ class SecondCollector : public RecordWalk::Listener {
   SecondCollector(const Recording& recording, std::int64_t from, std::int64_t to, Seconds& seconds)
       : recording_(recording), from_(from), to_(to), seconds_(seconds), links_(recording.eventLog) {}
 
-  std::int32_t OnMaster(const Master& master) override {
-    if (master.grandmaster == 0) return 0;
-    return FindMaster(recording_.masters, master);
-  }
+  std::int32_t OnMaster(const Master& master) override { return FindMaster(recording_.masters, master); }
 
   void OnSecond(int sfp, TimedRecord& record) override {
     const auto master = static_cast<std::size_t>(std::max(record.master, 0));

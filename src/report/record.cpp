@@ -9,7 +9,6 @@
 namespace kestrune::report {
 namespace {
 
-constexpr std::int32_t followerLocked = 10;
 constexpr std::int32_t uncalibrated = 8;
 constexpr std::uint32_t mostSteps = 10'000'000;  // a second, on any link; more is a counter that began anew
 
@@ -173,6 +172,7 @@ CounterSteps StepsBetween(const TelemetryRecord& before, const TelemetryRecord& 
 
 std::int32_t FindMaster(const std::vector<Master>& masters, const Master& master) {
   constexpr std::size_t enough = 4096;
+  if (master.grandmaster == 0) return 0;
   auto known = std::find(masters.rbegin(), masters.rend(), master);
   if (known == masters.rend() && masters.size() >= enough) {
     known = std::find_if(
@@ -180,6 +180,12 @@ std::int32_t FindMaster(const std::vector<Master>& masters, const Master& master
         [judged = WhatIsJudged(master)](const Master& other) { return WhatIsJudged(other) == judged; });
   }
   return static_cast<std::int32_t>(masters.rend() - known) - 1;
+}
+
+std::int32_t JoinMasters(std::vector<Master>& masters, const Master& master) {
+  if (const std::int32_t known = FindMaster(masters, master); known >= 0) return known;
+  if (masters.size() < mostMasters) masters.push_back(master);
+  return static_cast<std::int32_t>(masters.size()) - 1;
 }
 
 bool AsksForDelay(const TelemetryRecord& record) {
@@ -195,7 +201,7 @@ void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket
   second.locked = record.state == followerLocked ? 1 : 0;
   if (HasMaster(record.state)) {
     second.syncsDue = Due(record.logSyncInterval, 1);
-    if (AsksForDelay(record)) second.respsDue = Due(record.logMinDelayReqInterval, 1);
+    second.respsDue = Due(record.logMinDelayReqInterval, 1);
     second.announcesDue = Due(record.logAnnounceInterval, 16);
     second.announces = steps.announces;
     second.followUps = steps.followUps;
@@ -223,9 +229,9 @@ void LoggedLinks::SettleDue(int sfp, const Master& master, TimedRecord& record) 
   Bucket& second = record.second;
   if (HasMaster(record.state)) {
     second.syncsDue += IsRarelyDue(master.logSyncInterval, second.start) ? 1 : 0;
-    const bool isDue = record.asksForDelay && IsRarelyDue(master.logDelayReqInterval, second.start);
-    second.respsDue += isDue ? 1 : 0;
+    second.respsDue += IsRarelyDue(master.logDelayReqInterval, second.start) ? 1 : 0;
   }
+  if (!record.asksForDelay) second.respsDue = 0;
   const std::int32_t link = links_[static_cast<std::size_t>(sfp)].At(second.start, 0);
   if (link == 0 || link == up_) return;
   second.syncsDue = 0;

@@ -9,7 +9,6 @@ namespace kestrune::report {
 namespace {
 
 constexpr std::int64_t minute = 60;
-constexpr std::int32_t followerLocked = 10;
 
 std::int64_t Value(const SecondsNanoseconds& parts) {
   return parts.seconds * nanosecondsPerSecond + parts.nanoseconds;

@@ -8,7 +8,6 @@ namespace {
 
 constexpr std::uint32_t recordsLately = 256;
 constexpr std::size_t mostClockSteps = 1000;
-constexpr std::int32_t followerLocked = 10;
 
 /// Counts an interval of 2^-7 to 2^8 seconds.
 template <typename Counts>
@@ -101,14 +100,9 @@ void UnitTotals::FollowRuns(const RawDataUnit& unit, std::uint64_t place) {
 }
 
 std::int32_t UnitTotals::NumberOf(const Master& master) {
-  if (master.grandmaster == 0) return 0;
-  std::int32_t known = FindMaster(masters_, master);
-  if (known < 0) {
-    if (masters_.size() < mostMasters) masters_.push_back(master);
-    known = static_cast<std::int32_t>(masters_.size()) - 1;
-  }
-  if (masters_[static_cast<std::size_t>(known)] != master) ++recording_.mastersDropped;
-  return known;
+  const std::int32_t number = JoinMasters(masters_, master);
+  if (number != 0 && masters_[static_cast<std::size_t>(number)] != master) ++recording_.mastersDropped;
+  return number;
 }
 
 void UnitTotals::Finish() {
