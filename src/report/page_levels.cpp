@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <set>
 #include <span>
 
 #include "report/bucket_series.h"
@@ -153,45 +154,25 @@ PageLevel PackSeconds(const Recording& recording, Slots slots, std::int64_t slot
   return PackParts(recording, Join({slots.begin(), slots.end()}, slot, recording), 1, 1);
 }
 
-/// How many of the foremost slots will fit. What a slot takes depends on what is in it, and what matters most
-/// is the most restless: some of each stretch of the list are tried.
-std::size_t CountFitting(const Recording& recording, Slots slots, std::int64_t slot, std::size_t room) {
-  constexpr std::size_t stretches = 12;
-  constexpr std::size_t triedPerStretch = 60;
-  const std::size_t most = std::min(slots.size(), room / static_cast<std::size_t>(slot));  // a byte a second
-  const std::size_t length = std::max(most / stretches, triedPerStretch);
-  double left = static_cast<double>(room);
-  for (std::size_t first = 0; first < most; first += length) {
-    const std::size_t count = std::min(length, most - first);
-    std::vector<std::int64_t> tried;
-    for (std::size_t i = 0; i < count; i += std::max<std::size_t>(count / triedPerStretch, 1))
-      tried.push_back(slots[first + i]);
-    const double perSlot =
-        static_cast<double>(PackSeconds(recording, tried, slot).Bytes()) / static_cast<double>(tried.size());
-    const double fitting = left / perSlot;
-    if (fitting < static_cast<double>(count)) return first + static_cast<std::size_t>(fitting);
-    left -= perSlot * static_cast<double>(count);
-  }
-  return most;
-}
-
-/// As many of the foremost slots as fit. Packed together they may take less than it seemed, or more.
+/// As many of the foremost slots as about fit. What one takes depends on what is in it and on its neighbours,
+/// so that it shows when they are packed.
 PageLevel PackSlots(const Recording& recording, Slots slots, std::int64_t slot, std::size_t room) {
+  constexpr double usualBytesPerSecond = 5;
   constexpr int attempts = 3;
+  constexpr double share = 0.9;
+  constexpr double enough = 0.55;
+  constexpr double growth =
+      0.8;  // the slots behind take more than the foremost, which are short of neighbours
   PageLevel best;
-  std::size_t fitting = 0;
-  std::size_t share = 95;  // of a hundred
-  for (int attempt = 0; attempt < attempts && best.Bytes() < room * 2 / 3; ++attempt) {
-    const std::size_t left = (room - best.Bytes()) * share / 100;
-    const std::size_t count = fitting + CountFitting(recording, slots.subspan(fitting), slot, left);
-    if (count == fitting) break;
+  double fitting = static_cast<double>(room) / (usualBytesPerSecond * static_cast<double>(slot));
+  for (int attempt = 0; attempt < attempts; ++attempt) {
+    const auto count = static_cast<std::size_t>(std::min(fitting, static_cast<double>(slots.size())));
+    if (count == 0) break;
     PageLevel level = PackSeconds(recording, slots.first(count), slot);
-    if (level.Bytes() <= room) {
-      best = std::move(level);
-      fitting = count;
-    } else {
-      share /= 2;
-    }
+    const double used = static_cast<double>(level.Bytes()) / static_cast<double>(room);
+    if (used <= 1 && level.Bytes() > best.Bytes()) best = std::move(level);
+    if (used <= 1 && (used >= enough || count == slots.size())) break;
+    fitting = static_cast<double>(count) * std::pow(share / used, growth);
   }
   return best;
 }
@@ -205,25 +186,30 @@ PageLevel PackAllTens(const Recording& recording, std::size_t room) {
   return level.Bytes() <= room ? level : PageLevel{};
 }
 
-/// Minutes around the foremost slots, in steps of ten seconds.
-PageLevel PackTens(const Recording& recording, const std::vector<PageEpisode>& episodes, std::size_t room) {
-  constexpr double bytesPerMinute = 6 * 17.0;
-  std::map<std::int64_t, bool> minutes;
-  const auto most = static_cast<std::size_t>(static_cast<double>(room) / bytesPerMinute);
+/// At most so many minutes around the episodes, the foremost first, as stretches of rising order.
+std::vector<Stretch> MinutesAround(const Recording& recording, const std::vector<PageEpisode>& episodes,
+                                   std::size_t most) {
+  std::set<std::int64_t> minutes;
   const auto add = [&](std::int64_t from, std::int64_t to) {
     from = BucketStart(std::max(from, recording.first), 60);
-    for (; from < std::min(to, recording.end) && minutes.size() < most; from += 60) minutes[from] = true;
+    for (; from < std::min(to, recording.end) && minutes.size() < most; from += 60) minutes.insert(from);
   };
   for (const PageEpisode& episode : episodes)
     add(episode.from - 300, std::min(episode.to, episode.from + 300) + 300);
   for (const PageEpisode& episode : episodes) add(episode.from, std::min(episode.to, episode.from + 7200));
-  std::vector<Stretch> parts;
-  for (const auto& [from, wanted] : minutes) {
-    if (parts.empty() || parts.back().to != from || from - parts.back().from >= secondsPerPart)
-      parts.push_back({from, from});
-    parts.back().to = from + 60;
-  }
-  PageLevel level = PackParts(recording, parts, 10, 10);
+  return Join({minutes.begin(), minutes.end()}, 60, recording);
+}
+
+/// Minutes around the foremost episodes, in steps of ten seconds.
+PageLevel PackTens(const Recording& recording, const std::vector<PageEpisode>& episodes, std::size_t room) {
+  constexpr double usualBytesPerMinute = 6 * 17.0;
+  constexpr double share = 0.9;
+  double most = static_cast<double>(room) / usualBytesPerMinute;
+  PageLevel level =
+      PackParts(recording, MinutesAround(recording, episodes, static_cast<std::size_t>(most)), 10, 10);
+  if (level.Bytes() <= room) return level;
+  most *= share * static_cast<double>(room) / static_cast<double>(level.Bytes());
+  level = PackParts(recording, MinutesAround(recording, episodes, static_cast<std::size_t>(most)), 10, 10);
   return level.Bytes() <= room ? level : PageLevel{};
 }
 
