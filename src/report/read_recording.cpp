@@ -7,6 +7,7 @@
 #include "report/recording.h"
 #include "report/seconds_thread.h"
 #include "report/unit_reader.h"
+#include "report/unit_sums.h"
 #include "report/unit_totals.h"
 
 namespace kestrune::report {
@@ -39,10 +40,13 @@ std::uint64_t CountOtherSfps(std::span<const RawDataUnit> units) {
 class WholeWalk : public RecordWalk::Listener {
  public:
   WholeWalk(Recording& recording, const Observers& observers)
-      : units_(observers.units), totals_(recording), pass_(recording, observers.seconds), thread_(pass_) {}
+      : totals_(recording),
+        feed_(With(observers.units, totals_)),
+        pass_(recording, observers.seconds),
+        thread_(pass_) {}
 
   void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override {
-    for (UnitObserver* observer : units_) observer->OnUnit(unit);
+    feed_.Add(unit);
     totals_.OnUnit(unit, steps, place);
   }
   std::int32_t OnMaster(const Master& master) override {
@@ -57,13 +61,19 @@ class WholeWalk : public RecordWalk::Listener {
   /// Behind the last unit.
   void Finish() {
     thread_.Finish();
+    feed_.Finish();
     totals_.Finish();
     pass_.Finish();
   }
 
  private:
-  const std::vector<UnitObserver*>& units_;
+  static std::vector<UnitObserver*> With(std::vector<UnitObserver*> observers, UnitObserver& another) {
+    observers.push_back(&another);
+    return observers;
+  }
+
   UnitTotals totals_;
+  UnitFeed feed_;
   RawDataPass pass_;
   SecondsThread thread_;
 };

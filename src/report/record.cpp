@@ -53,11 +53,6 @@ bool SameBytes(const void* left, const void* right, std::size_t from, std::size_
   return std::memcmp(a + from, b + from, to - from) == 0;
 }
 
-/// A quantity's value: its parts together, in nanoseconds (the summed squared deviation in their squares).
-std::int64_t ToNanoseconds(const SecondsNanoseconds& value) {
-  return value.seconds * nanosecondsPerSecond + value.nanoseconds;
-}
-
 /// A record's figures, of `count` > 0 messages.
 Stat StatOf(const QuantityFigures& figures, std::int32_t count) {
   return Stat::Of(count, static_cast<double>(ToNanoseconds(figures.sum)), ToNanoseconds(figures.minimum),
@@ -66,48 +61,6 @@ Stat StatOf(const QuantityFigures& figures, std::int32_t count) {
 }
 
 }  // namespace
-
-void FigureTotals::Add(const PerformanceMonitoring& record) {
-  AddGroup(groups_[0], record.numberOfSyncSinceLastTelemetry,
-           {&record.masterToFollowerDelay, &record.originTimestampJitter, &record.offsetFromMaster});
-  AddGroup(groups_[1], record.numberOfDelayRespSinceLastTelemetry,
-           {&record.meanPathDelay, &record.followerToMasterDelay, &record.delayReqToDelayRespDelay});
-}
-
-void FigureTotals::AddGroup(Group& group, std::int32_t messages,
-                            const std::array<const QuantityFigures*, quantitiesPerGroup>& figures) {
-  if (messages <= 0) return;
-  const auto count = static_cast<double>(messages);
-  const double share = 1 / count;
-  if (group.messages == 0) {
-    for (std::size_t i = 0; i < quantitiesPerGroup; ++i)
-      group.totals[i].about = ToNanoseconds(figures[i]->sum) / messages;
-  }
-  group.messages += messages;
-  for (std::size_t i = 0; i < quantitiesPerGroup; ++i)
-    AddQuantity(group.totals[i], count, share, *figures[i]);
-}
-
-inline void FigureTotals::AddQuantity(Totals& totals, double messages, double share,
-                                      const QuantityFigures& figures) {
-  const double sum =
-      static_cast<double>(ToNanoseconds(figures.sum)) - static_cast<double>(totals.about) * messages;
-  totals.sum += sum;
-  totals.squares +=
-      sum * sum * share + std::max(0.0, static_cast<double>(ToNanoseconds(figures.summedSquaredDeviation)));
-  totals.least = std::min(totals.least, ToNanoseconds(figures.minimum));
-  totals.greatest = std::max(totals.greatest, ToNanoseconds(figures.maximum));
-}
-
-Stat FigureTotals::Of(Quantity quantity) const {
-  const Group& group = groups_[quantity / quantitiesPerGroup];
-  if (group.messages == 0) return {};
-  const Totals& totals = group.totals[quantity % quantitiesPerGroup];
-  const auto messages = static_cast<double>(group.messages);
-  const double average = totals.sum / messages;
-  return {group.messages, static_cast<double>(totals.about) + average,
-          std::max(0.0, totals.squares - totals.sum * average), totals.least, totals.greatest};
-}
 
 Master MasterOf(const TelemetryRecord& record) {
   const PtpAnnounceInfo& announce = record.bestMasterLastPtpAnnouncePacket;

@@ -2,10 +2,8 @@
 
 #include <array>
 #include <cstdint>
-#include <limits>
 #include <vector>
 
-#include "files/period_statistics.h"
 #include "files/raw_data.h"
 #include "report/excursions.h"
 #include "report/recording.h"
@@ -13,32 +11,10 @@
 
 namespace kestrune::report {
 
-/// The figures of some hundred records of one SFP, added up without a division for each quantity.
-class FigureTotals {
- public:
-  /// Figures that no message weighs are left out.
-  void Add(const PerformanceMonitoring& record);
-  Stat Of(Quantity quantity) const;
-
- private:
-  struct Totals {
-    std::int64_t about = 0;  ///< some average, so that little is lost when squares are added
-    double sum = 0;          ///< of the messages' differences from it
-    double squares = 0;      ///< and of their squares
-    std::int64_t least = std::numeric_limits<std::int64_t>::max();
-    std::int64_t greatest = std::numeric_limits<std::int64_t>::min();
-  };
-  struct Group {
-    std::int64_t messages = 0;
-    std::array<Totals, quantitiesPerGroup> totals;
-  };
-
-  static void AddGroup(Group& group, std::int32_t messages,
-                       const std::array<const QuantityFigures*, quantitiesPerGroup>& figures);
-  static void AddQuantity(Totals& totals, double messages, double share, const QuantityFigures& figures);
-
-  std::array<Group, 2> groups_;
-};
+/// A quantity's value: its parts together, in nanoseconds (the summed squared deviation in their squares).
+inline std::int64_t ToNanoseconds(const SecondsNanoseconds& value) {
+  return value.seconds * nanosecondsPerSecond + value.nanoseconds;
+}
 
 Master MasterOf(const TelemetryRecord& record);
 

@@ -202,12 +202,18 @@ struct Recording {
   std::uint64_t Records() const { return sfp[0].records + sfp[1].records; }
 };
 
-/// Sees every record while the raw data is read, in the thread that called for it.
+struct UnitSums;
+
+/// Sees every record, added up with others of its SFP, while the raw data is read, in the thread that called
+/// for it.
 class UnitObserver {
  public:
   virtual ~UnitObserver() = default;
-  /// A whole unit of SFP 0 or 1 with a sound stamp, in the order of the file.
-  virtual void OnUnit(const RawDataUnit& unit) = 0;
+  /// The stretch of stamps around this one in which units of the SFP may be told together; empty when the
+  /// next unit, which has this stamp, is to be told by itself.
+  virtual Stretch Together(int sfp, std::int64_t stamp) const = 0;
+  /// Whole units of SFP 0 or 1 with sound stamps, in the order of the file.
+  virtual void OnUnits(int sfp, const UnitSums& sums) = 0;
 };
 
 /// Sees the second of every record, in a thread of its own that lags behind the reading one.

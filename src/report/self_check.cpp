@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "report/texts.h"
+#include "report/unit_sums.h"
 
 namespace kestrune::report {
 namespace {
@@ -89,35 +90,29 @@ void SelfCheck::Expect() {
   }
 }
 
-void SelfCheck::OnUnit(const RawDataUnit& unit) {
-  if (!expecting_) Expect();
-  sawUnit_ = true;
-  if (unit.record.sfp >= sfpCount) return;
-  Sfp& sfp = sfps_[unit.record.sfp];
-  const std::int64_t time = unit.epochTime;
-  const PerformanceSample sample = MakePerformanceSample(unit.record.performanceMonitoring);
-  if (time >= sfp.plainFrom && time < sfp.plainUntil) {
-    AccumulatePerformanceSample(sample, sfp.block);
-    for (Chain& chain : sfp.chains) {
-      if (chain.first < 0) chain.first = time;
-      chain.last = time;
-    }
-    return;
-  }
-  EmptyBlock(sfp);
-  for (Chain& chain : sfp.chains) OnSample(chain, time, sample);
-  FindPlain(sfp, time);
+Stretch SelfCheck::Together(int sfp, std::int64_t stamp) const {
+  const Sfp& seen = sfps_[static_cast<std::size_t>(sfp)];
+  const bool isPlain = stamp >= seen.plainFrom && stamp < seen.plainUntil;
+  return isPlain ? Stretch{seen.plainFrom, seen.plainUntil} : Stretch{stamp, stamp};
 }
 
 /// Sums are whole numbers below 2^53 and so the same in whatever order they are added.
-void SelfCheck::EmptyBlock(Sfp& sfp) {
-  if (sfp.block.syncGroup.started || sfp.block.delayRespGroup.started) {
-    const PerformanceSample block{sfp.block.syncGroup, sfp.block.delayRespGroup};
-    for (Chain& chain : sfp.chains) {
-      if (chain.next < chain.lines.size()) AccumulatePerformanceSample(block, chain.sums);
-    }
+void SelfCheck::OnUnits(int sfp, const UnitSums& sums) {
+  if (!expecting_) Expect();
+  sawUnit_ = true;
+  Sfp& seen = sfps_[static_cast<std::size_t>(sfp)];
+  PeriodAccumulator added;
+  for (const FigureTotals& figures : sums.figures) AccumulatePerformanceSample(figures.Sample(), added);
+  const PerformanceSample sample{added.syncGroup, added.delayRespGroup};
+  if (sums.first < seen.plainFrom || sums.first >= seen.plainUntil) {
+    for (Chain& chain : seen.chains) OnSample(chain, sums.first, sample);
+    return FindPlain(seen, sums.first);
   }
-  sfp.block = {};
+  for (Chain& chain : seen.chains) {
+    if (chain.first < 0) chain.first = sums.first;
+    chain.last = sums.last;
+    if (chain.next < chain.lines.size()) AccumulatePerformanceSample(sample, chain.sums);
+  }
 }
 
 /// From here on: to the next time near the end of a period, or near a run's begin.
@@ -232,7 +227,6 @@ void SelfCheck::EndPeriod(Chain& chain, bool agrees) {
 void SelfCheck::Finish() {
   if (!expecting_) Expect();
   for (Sfp& sfp : sfps_) {
-    EmptyBlock(sfp);
     auto& chains = sfp.chains;
     for (Chain& chain : chains) {
       while (chain.next < chain.lines.size()) {

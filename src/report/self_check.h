@@ -31,7 +31,8 @@ class SelfCheck : public UnitObserver {
   /// Looks at the recording's period lines from the first unit on; the recording must outlive this.
   explicit SelfCheck(const Recording& recording) : recording_(&recording) {}
 
-  void OnUnit(const RawDataUnit& unit) override;
+  Stretch Together(int sfp, std::int64_t stamp) const override;
+  void OnUnits(int sfp, const UnitSums& sums) override;
   /// Judges the lines that no later record has closed; call it once, behind the last unit.
   void Finish();
 
@@ -59,7 +60,7 @@ class SelfCheck : public UnitObserver {
     std::size_t next = 0;
     std::int64_t vagueUntil = INT64_MIN;  ///< where the period before ended isn't known: up to here at most
     std::vector<Sample> vague;            ///< may belong to this period or to the one before
-    PeriodAccumulator sums;               ///< since then; without what the SFP's block holds
+    PeriodAccumulator sums;               ///< since then
     PeriodAccumulator before;  ///< what the sums were before the first one that is near the line's time
     std::vector<Sample> near;  ///< those near it
     std::int64_t first = -1;   ///< stamp of the first record of these
@@ -68,13 +69,11 @@ class SelfCheck : public UnitObserver {
   enum Length { quarter, day, lengths };
   struct Sfp {
     std::array<Chain, lengths> chains;
-    PeriodAccumulator block;              ///< far from the end of any period, added for both lengths at once
     std::int64_t plainUntil = INT64_MIN;  ///< stamps from `plainFrom` up to here are far from any end
     std::int64_t plainFrom = INT64_MAX;
   };
 
   void Expect();
-  void EmptyBlock(Sfp& sfp);
   void FindPlain(Sfp& sfp, std::int64_t time) const;
   void OnSample(Chain& chain, std::int64_t time, const PerformanceSample& sample);
   void Leave(Chain& chain, std::int64_t time);

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <limits>
 #include <vector>
 
 #include "report/buckets.h"
@@ -38,7 +37,8 @@ class SideSeries : public UnitObserver {
  public:
   static constexpr std::size_t mostBuckets = 8192;
 
-  void OnUnit(const RawDataUnit& unit) override;
+  Stretch Together(int sfp, std::int64_t stamp) const override;
+  void OnUnits(int sfp, const UnitSums& sums) override;
   /// Behind the last unit.
   void Finish();
 
@@ -48,27 +48,9 @@ class SideSeries : public UnitObserver {
   const std::vector<SideBucket>& Of(int sfp) const { return series_[static_cast<std::size_t>(sfp)]; }
 
  private:
-  /// Sums of the minute that is being read; cheaper for each record than a `Stat`.
-  struct Sum {
-    std::int64_t count = 0;
-    double sum = 0;
-    std::int64_t least = std::numeric_limits<std::int64_t>::max();
-    std::int64_t greatest = std::numeric_limits<std::int64_t>::min();
-
-    void Add(std::int64_t messages, std::int64_t total, std::int64_t low, std::int64_t high);
-  };
-  struct Minute {
-    std::int64_t start = 0;
-    std::int64_t records = 0;
-    std::int64_t locked = 0;
-    std::array<Sum, sideQuantityCount> sums;
-  };
-
-  void Close(std::size_t sfp);
   void Widen();
 
   std::int64_t width_ = 60;
-  std::array<Minute, sfpCount> minutes_;
   std::array<std::vector<SideBucket>, sfpCount> series_;
 };
 

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "report/unit_sums.h"
+
 namespace kestrune::report {
 namespace {
 
-constexpr std::uint32_t recordsLately = 256;
 constexpr std::size_t mostClockSteps = 1000;
 
 /// Counts an interval of 2^-7 to 2^8 seconds.
@@ -33,13 +34,6 @@ void AddClockStep(std::vector<ClockStep>& steps, const ClockStep& step) {
   if (steps.size() < mostClockSteps && std::ranges::none_of(steps, isTold)) steps.push_back(step);
 }
 
-void UnitTotals::Rate::Add(std::uint64_t value) {
-  const auto rate = static_cast<std::int64_t>(std::min<std::uint64_t>(value, INT64_MAX));
-  sum += static_cast<double>(rate);
-  least = std::min(least, rate);
-  greatest = std::max(greatest, rate);
-}
-
 UnitTotals::UnitTotals(Recording& recording) : recording_(recording), starts_(recording.eventLog.starts) {
   std::ranges::sort(starts_);
 }
@@ -47,11 +41,6 @@ UnitTotals::UnitTotals(Recording& recording) : recording_(recording), starts_(re
 void UnitTotals::OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) {
   const TelemetryRecord& record = unit.record;
   Sfp& sfp = sfps_[record.sfp];
-  Lately& lately = sfp.lately;
-  lately.byLock[record.state == followerLocked ? 1 : 0].Add(record.performanceMonitoring);
-  lately.rates[0].Add(record.linkTransmitRate);
-  lately.rates[1].Add(record.linkReceiveRate);
-  if (++lately.records == recordsLately) MergeLately(record.sfp);
   sfp.messages.announcesForeign += steps.announcesForeign;
   sfp.messages.delayReqsSent += steps.delayReqsSent;
   sfp.messages.delayRespsReceived += steps.delayResps;
@@ -64,21 +53,17 @@ void UnitTotals::OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std:
   FollowRuns(unit, place);
 }
 
-void UnitTotals::MergeLately(std::size_t sfp) {
-  SfpRecording& all = recording_.sfp[sfp];
-  Lately& lately = sfps_[sfp].lately;
+void UnitTotals::OnUnits(int sfp, const UnitSums& sums) {
+  SfpRecording& all = recording_.sfp[static_cast<std::size_t>(sfp)];
+  const auto& [unlocked, locked] = sums.figures;
   for (const Quantity quantity : {toFollower, originJitter, offset, pathDelay, toMaster, reqToResp}) {
-    const Stat locked = lately.byLock[1].Of(quantity);
-    all.locked[quantity].Merge(locked);
-    all.all[quantity].Merge(lately.byLock[0].Of(quantity));
-    all.all[quantity].Merge(locked);
+    const Stat inLock = locked.Of(quantity);
+    all.locked[quantity].Merge(inLock);
+    all.all[quantity].Merge(unlocked.Of(quantity));
+    all.all[quantity].Merge(inLock);
   }
-  if (lately.records > 0) {
-    const auto [transmit, receive] = lately.rates;
-    all.transmitRate.Merge(Stat::Of(lately.records, transmit.sum, transmit.least, transmit.greatest, 0));
-    all.receiveRate.Merge(Stat::Of(lately.records, receive.sum, receive.least, receive.greatest, 0));
-  }
-  lately = {};
+  all.transmitRate.Merge(sums.transmitRate.Of(sums.records));
+  all.receiveRate.Merge(sums.receiveRate.Of(sums.records));
 }
 
 /// A run begins with its first record behind its start document, and where the time stamps go back.
@@ -109,7 +94,6 @@ void UnitTotals::Finish() {
   std::uint64_t stamps = 0;
   std::uint64_t records = 0;
   for (std::size_t k = 0; k < sfpCount; ++k) {
-    MergeLately(k);
     Sfp& sfp = sfps_[k];
     MessageCounts& messages = recording_.sfp[k].messages;
     messages.announcesForeign = sfp.messages.announcesForeign;

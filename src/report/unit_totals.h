@@ -18,7 +18,7 @@ void AddClockStep(std::vector<ClockStep>& steps, const ClockStep& step);
 
 /// What the raw data's units add up to, whatever their seconds: messages, rates, intervals, masters, runs.
 /// Fills a recording's members that no second is needed for, and no other ones.
-class UnitTotals {
+class UnitTotals : public UnitObserver {
  public:
   /// The recording's event log is complete by now.
   explicit UnitTotals(Recording& recording);
@@ -28,26 +28,13 @@ class UnitTotals {
   std::int32_t NumberOf(const Master& master);
   const std::vector<Master>& Masters() const { return masters_; }
 
+  Stretch Together(int /*sfp*/, std::int64_t /*stamp*/) const override { return {INT64_MIN, INT64_MAX}; }
+  void OnUnits(int sfp, const UnitSums& sums) override;
   /// Behind the last unit.
   void Finish();
 
  private:
-  struct Rate {
-    double sum = 0;
-    std::int64_t least = std::numeric_limits<std::int64_t>::max();
-    std::int64_t greatest = std::numeric_limits<std::int64_t>::min();
-
-    void Add(std::uint64_t value);
-  };
-  /// What all records of some minutes add up to, apart by lock; merged into the whole now and then, which is
-  /// quicker than adding each record twice.
-  struct Lately {
-    std::array<FigureTotals, 2> byLock;
-    std::array<Rate, 2> rates;
-    std::uint32_t records = 0;
-  };
   struct Sfp {
-    Lately lately;
     MessageCounts messages;
     Runs linkSpeed;
     std::int64_t stamp = std::numeric_limits<std::int64_t>::min();
@@ -57,7 +44,6 @@ class UnitTotals {
 
   static constexpr int logIntervals = 16;
 
-  void MergeLately(std::size_t sfp);
   void FollowRuns(const RawDataUnit& unit, std::uint64_t place);
 
   Recording& recording_;

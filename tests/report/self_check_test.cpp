@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include "report/unit_sums.h"
+
 namespace kestrune::report {
 namespace {
 
@@ -38,7 +40,9 @@ class RecordedRun {
 
   SelfCheck Check() const {
     SelfCheck check(recording);
-    for (const RawDataUnit& unit : units) check.OnUnit(unit);
+    UnitFeed feed({&check});
+    for (const RawDataUnit& unit : units) feed.Add(unit);
+    feed.Finish();
     check.Finish();
     return check;
   }

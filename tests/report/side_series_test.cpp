@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "report/unit_sums.h"
+
 namespace kestrune::report {
 namespace {
 
@@ -23,12 +25,14 @@ RawDataUnit UnitAt(std::int64_t time, std::int64_t delay, std::uint64_t rate) {
 /// However long the recording, and wherever the clock goes, no extreme is lost and memory stays bounded.
 TEST(SideSeries, KeepsExtremesWhileItsBucketsWiden) {
   SideSeries series;
+  UnitFeed feed({&series});
   constexpr std::int64_t minutes = 3 * SideSeries::mostBuckets;
   for (std::int64_t i = 0; i < minutes; ++i) {
     const std::int64_t delay = i == 20'000 ? -5'000'000'000 : 1000 + i % 10;
-    series.OnUnit(UnitAt(begin + i * 60 + 59, delay, i == 77 ? UINT64_MAX : 500));
+    feed.Add(UnitAt(begin + i * 60 + 59, delay, i == 77 ? UINT64_MAX : 500));
   }
-  series.OnUnit(UnitAt(begin + 30, 9000, 1));
+  feed.Add(UnitAt(begin + 30, 9000, 1));
+  feed.Finish();
   series.Finish();
   EXPECT_EQ(series.Width(), 360);
   EXPECT_TRUE(series.Of(0).empty());
