@@ -63,6 +63,7 @@ LevelPacker::LevelPacker(std::int64_t base, std::int64_t width, int parts, std::
     : base_(base), rowsPerChunk_(rowsPerChunk) {
   level_.width = width;
   level_.parts = parts;
+  rows_.reserve(rowsPerChunk);
 }
 
 void LevelPacker::Add(std::int64_t from, std::int64_t to, Seconds buckets) {

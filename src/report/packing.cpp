@@ -187,6 +187,7 @@ std::string Deflate(const std::string& bytes) {
   stream.avail_out = static_cast<uInt>(deflated.size());
   deflate(&stream, Z_FINISH);
   deflated.resize(stream.total_out);
+  deflated.shrink_to_fit();
   deflateEnd(&stream);
   return deflated;
 }

@@ -31,7 +31,7 @@ class RawDataPass {
     std::uint64_t packetsASecond = 0;
   };
 
-  static constexpr std::size_t mostBuckets = 65'536;
+  static constexpr std::size_t mostBuckets = 49'152;
   static constexpr std::size_t mostCheckpoints = 32'768;
 
   void HalveCheckpoints();

@@ -404,7 +404,7 @@ TEST(RawData, MemoryIsBoundedByWiderBuckets) {
   for (std::int64_t i = 0; i < 200'000; ++i) units.push_back(MakeUnit(begin + i * 50, 0));
   const Recording recording = ReadUnits(units);
   EXPECT_EQ(recording.sfp[0].records, 200'000);
-  EXPECT_LE(recording.sfp[0].buckets.size(), 65'536);
+  EXPECT_LE(recording.sfp[0].buckets.size(), 49'152);
   EXPECT_GT(recording.bucketWidth, 60);
   std::uint64_t records = 0;
   for (const Bucket& bucket : recording.sfp[0].buckets) records += bucket.records;
