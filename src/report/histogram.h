@@ -7,7 +7,7 @@
 namespace kestrune::report {
 
 /// Counts of whole numbers: exact below 2048, in bins of 1/1024 of their power of two beyond, so that a
-/// percentile is right to 0.1 % whatever the range. At most a megabyte.
+/// percentile is right to 0.1 % whatever the range. At most half a megabyte.
 class Histogram {
  public:
   struct Bin {
@@ -49,8 +49,9 @@ class Histogram {
   static double MiddleOf(std::size_t index);
   void AddAnywhere(std::int64_t value);
 
-  std::vector<std::uint64_t> above_;
-  std::vector<std::uint64_t> below_;
+  // Of seconds: no recording has 2^32.
+  std::vector<std::uint32_t> above_;
+  std::vector<std::uint32_t> below_;
   std::uint64_t count_ = 0;
 };
 

@@ -53,15 +53,17 @@ WatchMemory Watch::Memory() const {
   return memory;
 }
 
-std::uint64_t Watch::Grandmaster(const Sample& sample) const {
-  return recording_->masters[static_cast<std::size_t>(sample.master)].grandmaster;
-}
-
 void Watch::OnSecond(int sfp, const Bucket& second, std::int32_t state, std::int32_t master) {
-  const Sample sample{
-      second.start,    second.offset.mean, second.path.mean,
-      TallyOf(second), second.syncs,       second.resps,
-      master,          HasMaster(state),   second.records > 0 && second.locked == second.records};
+  const Sample sample{.time = second.start,
+                      .offset = second.offset.mean,
+                      .path = second.path.mean,
+                      .messages = TallyOf(second),
+                      .syncs = second.syncs,
+                      .resps = second.resps,
+                      .master = master,
+                      .grandmaster = recording_->masters[static_cast<std::size_t>(master)].grandmaster,
+                      .served = HasMaster(state),
+                      .locked = second.records > 0 && second.locked == second.records};
   auto& waiting = PerSfp(sfp).waiting;
   const bool setBack = second.start < PerSfp(sfp).newest;
   while (setBack && !waiting.empty()) EmitOldest();
@@ -83,6 +85,7 @@ void Watch::Merge(const Sample& added, Sample& sample) {
   sample.syncs += added.syncs;
   sample.resps += added.resps;
   sample.master = added.master;
+  sample.grandmaster = added.grandmaster;
   sample.locked &= added.locked;
 }
 
@@ -170,7 +173,7 @@ void Watch::WatchSfp(std::int64_t time, int sfp, const Sample& sample, DayFigure
     if (sample.resps > 0) watched.pathDelays.Add(time, sample.path);
   }
   const std::uint64_t relocked = watched.relocks.Relocked();
-  watched.relocks.Add({time, sample.locked, log_->LinkUp(sfp, time), sample.master, Grandmaster(sample),
+  watched.relocks.Add({time, sample.locked, log_->LinkUp(sfp, time), sample.master, sample.grandmaster,
                        sample.syncs, sample.offset});
   now_.relocked[index] = watched.relocks.Relocked() != relocked;
   if (log_->LinkSettled(sfp, time)) WatchMessages(time, sfp, sample, day);
@@ -180,7 +183,7 @@ void Watch::WatchSfp(std::int64_t time, int sfp, const Sample& sample, DayFigure
 void Watch::WatchMessages(std::int64_t time, int sfp, const Sample& sample, DayFigures& day) {
   const auto index = static_cast<std::size_t>(sfp);
   Sfp& watched = sfps_[index];
-  const std::uint64_t master = sample.served ? Grandmaster(sample) : 0;
+  const std::uint64_t master = sample.served ? sample.grandmaster : 0;
   const bool isNew = master != watched.master;
   watched.master = master;
   if (isNew || StartingUp(time, startUps_.back().sfp[index])) return;
@@ -247,7 +250,7 @@ void Watch::WatchFollowed(std::int64_t time, const Pair& pair, DayFigures& day) 
   const int followed = now_.followed = FollowedSfp(time, pair);
   const Sample* sample = pair[static_cast<std::size_t>(followed)];
   if (sample == nullptr || !sample->locked) return;
-  const std::uint64_t grandmaster = Grandmaster(*sample);
+  const std::uint64_t grandmaster = sample->grandmaster;
   if (followedGrandmaster_ != 0 && grandmaster != 0 && grandmaster != followedGrandmaster_) {
     now_.grandmasterChanged = true;
     ++day.grandmasterChanges;
@@ -269,8 +272,8 @@ void Watch::WatchFollowed(std::int64_t time, const Pair& pair, DayFigures& day) 
 void Watch::WatchDifference(std::int64_t time, const Pair& pair) {
   if (pair[0] == nullptr || pair[1] == nullptr || !CardSettled(time, pair)) return;
   if (pair[0]->syncs == 0 || pair[1]->syncs == 0) return;
-  const std::uint64_t grandmaster = Grandmaster(*pair[0]);
-  if (grandmaster == 0 || grandmaster != Grandmaster(*pair[1])) return;
+  const std::uint64_t grandmaster = pair[0]->grandmaster;
+  if (grandmaster == 0 || grandmaster != pair[1]->grandmaster) return;
   now_.difference = pair[0]->offset - pair[1]->offset;
   difference_.Add(time, *now_.difference, pair[0]->locked && pair[1]->locked);
 }

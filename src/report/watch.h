@@ -1,8 +1,8 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <optional>
 #include <vector>
@@ -50,6 +50,7 @@ struct WatchedSample {
   std::uint32_t syncs = 0;
   std::uint32_t resps = 0;
   std::int32_t master = 0;
+  std::uint64_t grandmaster = 0;
   bool served = false;  ///< has a master whose messages are due
   bool locked = false;
 };
@@ -117,10 +118,29 @@ class Watch : public SecondObserver {
 
  private:
   using Sample = WatchedSample;
+  /// First in, first out, in memory that stays.
+  class Queue {
+   public:
+    bool empty() const { return size() == 0; }
+    std::size_t size() const { return all_.size() - first_; }
+    const Sample& front() const { return all_[first_]; }
+    Sample& back() { return all_.back(); }
+    void push_back(const Sample& sample) { all_.push_back(sample); }
+    void pop_front() {
+      if (++first_ < enough) return;
+      all_.erase(all_.begin(), all_.begin() + static_cast<std::ptrdiff_t>(enough));
+      first_ = 0;
+    }
+
+   private:
+    static constexpr std::size_t enough = 64;
+    std::vector<Sample> all_;
+    std::size_t first_ = 0;
+  };
   struct Sfp {
     explicit Sfp(int sfp) : relocks(sfp) {}
 
-    std::deque<Sample> waiting;           // for the other SFP's second
+    Queue waiting;                        // for the other SFP's second
     std::int64_t newest = INT64_MIN;      // second that came last
     std::vector<std::int64_t> uncounted;  // seconds without a record that may be too few for an absence
     std::int64_t silent = 0;              // seconds in a row without a record
@@ -134,7 +154,6 @@ class Watch : public SecondObserver {
 
   const Sfp& PerSfp(int sfp) const { return sfps_[static_cast<std::size_t>(sfp)]; }
   Sfp& PerSfp(int sfp) { return sfps_[static_cast<std::size_t>(sfp)]; }
-  std::uint64_t Grandmaster(const Sample& sample) const;
   bool IsWaiting() const { return !sfps_[0].waiting.empty() || !sfps_[1].waiting.empty(); }
   bool StartingUp(std::int64_t time, std::int64_t lockedAfter) const;
 
