@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t secondsPerChunk = 4 * 3600;
 constexpr std::size_t wideRowsPerChunk = 2880;  // two days of minutes
 constexpr std::int64_t longestRead = 2 * 3600;
-constexpr std::int64_t readThrough = 600;  // seconds that are sooner read than skipped
+constexpr std::int64_t readThrough = 200;  // seconds that are sooner read than skipped
 
 /// The part of a rising series that lies in [from, to).
 template <typename AnyBucket>

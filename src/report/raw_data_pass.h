@@ -32,7 +32,7 @@ class RawDataPass {
   };
 
   static constexpr std::size_t mostBuckets = 49'152;
-  static constexpr std::size_t mostCheckpoints = 32'768;
+  static constexpr std::size_t mostCheckpoints = 65'536;
 
   void HalveCheckpoints();
   void FollowTime(int sfp, const TimedRecord& record);

@@ -67,7 +67,7 @@ UnitReader::UnitReader(const InputFile& file, std::uint64_t begin, std::uint64_t
     : file_(file),
       fileAt_(begin),
       end_(end),
-      buffer_(std::make_unique<RawDataUnit[]>(unitsPerRead)),
+      buffer_(std::make_unique_for_overwrite<RawDataUnit[]>(unitsPerRead)),
       lastTime_(time) {}
 
 /// Moves what is left to the buffer's begin, which is aligned, and reads on behind it.

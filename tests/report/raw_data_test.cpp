@@ -316,7 +316,7 @@ TEST(RawData, CheckpointsStayFewInALongRecording) {
     pass.OnSecond(0, record);
   }
   pass.Finish();
-  EXPECT_LE(recording.checkpoints.size(), 32'768);
+  EXPECT_LE(recording.checkpoints.size(), 65'536);
   std::int64_t next = begin;
   for (const Checkpoint& checkpoint : recording.checkpoints) {
     EXPECT_EQ(checkpoint.from, next);
