@@ -31,6 +31,9 @@ void MergeBuckets(std::vector<AnyBucket>& buckets, std::int64_t width) {
     const std::int64_t start = BucketStart(buckets[i].start, width);
     if (kept > 0 && buckets[kept - 1].start == start) {
       buckets[kept - 1].Merge(buckets[i]);
+    } else if (buckets[i].start == start) {
+      if (kept != i) buckets[kept] = buckets[i];
+      ++kept;
     } else {
       AnyBucket first;
       first.start = start;
