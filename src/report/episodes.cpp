@@ -17,6 +17,8 @@ constexpr std::int64_t nearByTheMinute = 75;
 constexpr std::int64_t longestPauseOfFlaps = 3600;
 constexpr std::int64_t leastFlaps = 3;
 constexpr std::size_t openEpisodes = 32;
+/// What something brings about is over so many seconds after it.
+constexpr std::int64_t aftermath = 600;
 
 bool KnownByTheMinute(Cause cause) {
   return cause == Cause::PathDelay || cause == Cause::Difference || cause == Cause::Loss ||
@@ -122,6 +124,19 @@ bool CauseFirst(const Finding& left, const Finding& right) {
   return std::tie(left.cause, left.from) < std::tie(right.cause, right.from);
 }
 
+/// Puts first what the episode is named by: the first in the order of causes that lasted long enough to
+/// account for the worst of it. Seconds without genlock don't explain hours of an offset.
+void PutLeadFirst(Episode& episode) {
+  std::int64_t longest = 0;
+  for (const Finding& finding : episode.findings) {
+    if (finding.severity == episode.severity) longest = std::max(longest, finding.seconds);
+  }
+  const auto lead = std::ranges::find_if(episode.findings, [&](const Finding& finding) {
+    return finding.seconds + finding.count * aftermath >= longest;
+  });
+  std::rotate(episode.findings.begin(), lead, lead + 1);
+}
+
 double WeightOf(Rule rule, double value, const Limits& limits) {
   const Limit& limit = limits[rule];
   const double bound = TextOf(rule).warnUnit == TextOf(rule).failUnit
@@ -140,7 +155,7 @@ bool IsWorse(const Episode& left, const Episode& right) {
 }
 
 void Finish(Episode& episode, const Limits& limits) {
-  std::ranges::stable_sort(episode.findings, CauseFirst);
+  std::stable_sort(episode.findings.begin() + 1, episode.findings.end(), CauseFirst);
   JoinSfps(episode.findings);
   // What is known by the minute doesn't tell when it began.
   std::int64_t from = INT64_MAX;
@@ -203,6 +218,7 @@ std::vector<Episode> JoinFindings(std::vector<Finding> findings, const Limits& l
   std::vector<Episode> episodes = JoinNeighbours(findings);
   for (Episode& episode : episodes) {
     std::ranges::stable_sort(episode.findings, CauseFirst);
+    PutLeadFirst(episode);
     episode.count = episode.CauseOf().count;
   }
   episodes = JoinFlaps(std::move(episodes));
@@ -243,6 +259,13 @@ std::string TitleOf(const Episode& episode, const Recording& recording) {
   }
   if (episode.count > 1) title += ", " + CountText(episode.count, "time", "times");
   return title;
+}
+
+std::string LengthOf(const Episode& episode) {
+  const Finding& cause = episode.CauseOf();
+  const std::int64_t all = episode.to - episode.from;
+  const bool partly = Lasts(cause.cause) && 2 * cause.seconds < all;
+  return (partly ? DurationText(cause.seconds) + " of " : "") + DurationText(all);
 }
 
 std::size_t LeaveOutMildest(std::vector<Episode>& episodes, std::size_t count) {

@@ -13,8 +13,9 @@ struct Episode {
   std::int64_t from = 0;
   std::int64_t to = 0;
   Severity severity = Severity::Info;
-  std::int64_t count = 1;         ///< how often it happened: flaps of one kind are one episode
-  std::vector<Finding> findings;  ///< the cause first; of each kind and SFP one, with a count
+  std::int64_t count = 1;  ///< how often it happened: flaps of one kind are one episode
+  /// What it is named by first, the rest in the order of causes; of each kind and SFP one, with a count.
+  std::vector<Finding> findings;
   double weight =
       0;  ///< its worst value over the limit that fails (or warns, where none fails); 0: not judged
 
@@ -37,6 +38,9 @@ const Finding& WorstFinding(const Episode& episode);
 
 /// "SFP A: no signal", "Grandmaster changes to …21-00-02, 40 times".
 std::string TitleOf(const Episode& episode, const Recording& recording);
+
+/// How long it lasted: "4 min 2 s"; "7 s of 3 h", where what gives it its name lasted for less than half.
+std::string LengthOf(const Episode& episode);
 
 /// Leaves out the mildest until at most `count` stay; how many went.
 std::size_t LeaveOutMildest(std::vector<Episode>& episodes, std::size_t count);

@@ -111,6 +111,8 @@ std::string WhatText(const Finding& finding, const Recording& recording) {
   return "";
 }
 
+}  // namespace
+
 bool Lasts(Cause cause) {
   switch (cause) {
     case Cause::NoTelemetry:
@@ -131,8 +133,6 @@ bool Lasts(Cause cause) {
       return false;
   }
 }
-
-}  // namespace
 
 std::string_view CauseKey(Cause cause) {
   static constexpr std::string_view keys[] = {

@@ -68,6 +68,9 @@ bool Shows(Cause cause, Rule rule);
 /// within an hour is one finding with a count.
 std::vector<Finding> FindAll(const Evidence& evidence, const SelfCheck& selfCheck, const Limits& limits);
 
+/// Is it something that lasts, rather than a moment?
+bool Lasts(Cause cause);
+
 /// Its name in the JSON output: "noTelemetry".
 std::string_view CauseKey(Cause cause);
 

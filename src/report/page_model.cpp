@@ -145,7 +145,7 @@ Data Episodes(const Judgement& judgement) {
                            {"time", ClockText(episode.from)},
                            {"iso", IsoText(episode.from)},
                            {"title", TitleOf(episode, *judgement.recording)},
-                           {"duration", DurationText(episode.to - episode.from)},
+                           {"duration", LengthOf(episode)},
                            {"day", newDay ? DayText(episode.from) : ""}});
     row.set("details", details);
     list << row;

@@ -49,8 +49,8 @@ std::string CountsLine(const Judgement& judgement) {
 
 std::string WorstLine(const Episode& episode, const Recording& recording) {
   const Finding& worst = WorstFinding(episode);
-  std::string line = "  worst " + TimeText(episode.from) + "  " + TitleOf(episode, recording) + " (" +
-                     DurationText(episode.to - episode.from);
+  std::string line =
+      "  worst " + TimeText(episode.from) + "  " + TitleOf(episode, recording) + " (" + LengthOf(episode);
   if (worst.count > 1) line += ", worst at " + TimeText(worst.at);
   return line + ')';
 }

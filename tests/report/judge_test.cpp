@@ -92,6 +92,32 @@ TEST(Episodes, WeighWhatTheChecksSay) {
   }
 }
 
+TEST(Episodes, AreNamedByWhatLastedLongEnough) {
+  // Five seconds without genlock, and from then on two hours of an offset; or a minute of it.
+  for (const std::int64_t lasts : {Minutes(120), Minutes(1)}) {
+    Scene scene;
+    EventLog& log = scene.recording.eventLog;
+    for (const auto& [at, state] : {std::pair{0, "locked"}, {1000, "unlocked"}, {1005, "locked"}})
+      log.genlock.Set(Scene::begin + at, log.texts.IndexOf(state));
+    scene.Play(3 * hour, [lasts](std::int64_t i, SceneSecond& now) {
+      if (i >= 1002 && i < 1002 + lasts) now.sfp[0].offset = 2000;
+    });
+    const Judgement& judgement = scene.Judge();
+    const Episode& worst = judgement.episodes[judgement.worst.at(0)];
+    EXPECT_NE(FindingOf(worst, Cause::Genlock), nullptr);
+    EXPECT_EQ(worst.WhatCaused() == Cause::Genlock, lasts == Minutes(1)) << TitleOf(worst, scene.recording);
+  }
+
+  // Seconds of one SFP unlocked, hours apart in all.
+  Scene flaps;
+  flaps.Play(2 * hour, [](std::int64_t i, SceneSecond& now) {
+    if (i % 1800 >= 900 && i % 1800 < 904) now.sfp[1].state = 9;
+  });
+  const auto episodes = flaps.EpisodesOf(Cause::SfpLock);
+  ASSERT_EQ(episodes.size(), 1U);
+  EXPECT_EQ(LengthOf(episodes.front()), "16\u00a0s of 1\u00a0h\u00a030\u00a0min");
+}
+
 TEST(Episodes, TellWhenTheWorstWas) {
   Scene scene;
   scene.Play(hour, [](std::int64_t i, SceneSecond& now) {
