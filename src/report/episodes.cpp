@@ -255,7 +255,7 @@ std::string TitleOf(const Episode& episode, const Recording& recording) {
   std::string title = CauseText(cause, recording);
   if (bothSfps && cause.sfp >= 0) {
     cause.sfp = -1;
-    title = "Both SFPs: " + CauseText(cause, recording);
+    title = CauseText(cause, recording);
   }
   if (episode.count > 1) title += ", " + CountText(episode.count, "time", "times");
   return title;

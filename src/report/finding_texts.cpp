@@ -13,7 +13,28 @@ const Master& MasterOf(const Recording& recording, std::int32_t index) {
   return recording.masters[static_cast<std::size_t>(index)];
 }
 
-std::string Whose(const Finding& finding) { return finding.sfp < 0 ? "" : SfpText(finding.sfp) + ": "; }
+/// Is it said of an SFP, rather than of the card or the recording?
+bool IsOfAnSfp(Cause cause) {
+  switch (cause) {
+    case Cause::Start:
+    case Cause::ClockStep:
+    case Cause::NoTelemetry:
+    case Cause::Damage:
+    case Cause::GenlockSource:
+    case Cause::Genlock:
+    case Cause::Difference:
+    case Cause::CardLock:
+    case Cause::FollowedSfp:
+      return false;
+    default:
+      return true;
+  }
+}
+
+std::string Whose(const Finding& finding) {
+  if (!IsOfAnSfp(finding.cause)) return "";
+  return (finding.sfp < 0 ? "Both SFPs" : SfpText(finding.sfp)) + ": ";
+}
 
 std::string LogText(const Recording& recording, std::int32_t number) {
   return number < 0 ? "unknown" : recording.eventLog.texts[number];
