@@ -128,6 +128,7 @@ class Finder {
     }
     for (const Damage& damage : recording_.damage) {
       const std::int64_t time = damage.time != 0 ? damage.time : recording_.first;
+      if (!recording_.IsWanted(time)) continue;
       Add({Cause::Damage, -1, time, time + 1, Severity::Info, static_cast<double>(damage.bytes), time});
     }
   }
@@ -137,12 +138,16 @@ class Finder {
   template <typename Tell>
   void ForEachRun(const Runs& runs, Tell tell) const {
     const std::vector<Run>& all = runs.All();
-    const std::int64_t end = recording_.end != 0 ? recording_.end : (all.empty() ? 0 : all.back().from + 1);
+    const std::int64_t logged = all.empty() ? 0 : all.back().from + 1;
+    const ReadOptions& wanted = recording_.options;
+    const bool recorded = recording_.end != 0;
+    const std::int64_t first = recorded ? recording_.first : std::max<std::int64_t>(wanted.from, 0);
+    const std::int64_t end = recorded ? recording_.end : std::min(logged, wanted.to);
     for (std::size_t i = 0; i < all.size(); ++i) {
-      const std::int64_t to = i + 1 < all.size() ? all[i + 1].from : end;
-      if (to <= recording_.first || all[i].from > end) continue;
-      const std::int64_t from = std::max(all[i].from, recording_.first);
-      const bool changes = i > 0 && all[i].from >= recording_.first;
+      const std::int64_t to = i + 1 < all.size() ? std::min(all[i + 1].from, end) : end;
+      if (to <= first || all[i].from > end) continue;
+      const std::int64_t from = std::max(all[i].from, first);
+      const bool changes = i > 0 && all[i].from >= first;
       tell(all[i], Stretch{from, std::max(to, from + 1)}, changes ? all[i - 1].value : -1);
     }
   }

@@ -173,6 +173,10 @@ Judgement JudgeRecording(const Recording& recording, const Watch& watch, const S
   return judgement;
 }
 
+std::string NoTelemetryText(const Recording& recording) {
+  return recording.outsideRange > 0 ? "no telemetry in the range that was asked for" : "no telemetry";
+}
+
 std::vector<std::string> RecordingNotes(const Recording& recording) {
   std::vector<std::string> notes;
   const auto note = [&](std::uint64_t count, std::string_view one, std::string_view many) {

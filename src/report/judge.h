@@ -67,6 +67,9 @@ struct Judgement {
 Judgement JudgeRecording(const Recording& recording, const Watch& watch, const SelfCheck& selfCheck,
                          const Limits& limits);
 
+/// What is said in the place of a range of time, of a recording without records.
+std::string NoTelemetryText(const Recording& recording);
+
 /// What can be said against the recording itself, one sentence each: damage, clock steps, wild time stamps
 /// and so on.
 std::vector<std::string> RecordingNotes(const Recording& recording);

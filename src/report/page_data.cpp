@@ -270,19 +270,20 @@ class MetaWriter {
   }
 
   void WriteEvents() {
-    const auto& events = recording_.eventLog.events;
-    const std::size_t count = std::min(events.size(), mostEvents);
     Names texts(recording_.eventLog.texts);
     Key("events");
     json_.StartArray();
     std::int64_t before = recording_.base;
-    for (std::size_t i = 0; i < count; ++i) {
-      json_.Int64(events[i].time - before);
-      json_.Int(texts.NumberOf(events[i].text));
-      before = events[i].time;
+    std::size_t count = 0;
+    for (const Event& event : recording_.eventLog.events) {
+      if (!recording_.IsWanted(event.time) || ++count > mostEvents) continue;
+      json_.Int64(event.time - before);
+      json_.Int(texts.NumberOf(event.text));
+      before = event.time;
     }
     json_.EndArray();
-    Number("eventsLeftOut", static_cast<std::int64_t>(events.size() - count + recording_.eventLog.dropped));
+    const std::size_t leftOut = count - std::min(count, mostEvents);
+    Number("eventsLeftOut", static_cast<std::int64_t>(leftOut + recording_.eventLog.dropped));
     Key("texts");
     json_.StartArray();
     for (const std::int32_t text : texts.Used()) Text(texts.TextOf(text));

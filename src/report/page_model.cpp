@@ -388,7 +388,7 @@ Data MakePageModel(const Judgement& judgement, const Heading& heading) {
        {"episodeCount", Count(judgement.episodes.size() + judgement.episodesLeftOut)},
        {"range", hasData ? DayText(recording.first) + ", " + ClockText(recording.first) + " \u2013 " +
                                DayText(recording.end) + ", " + ClockText(recording.end) + " UTC"
-                         : "no telemetry"},
+                         : NoTelemetryText(recording)},
        {"duration", DurationText(recording.end - recording.first)},
        {"noRelocks", hasData ? "No lock was lost." : "No data."},
        {"records", CountText(static_cast<std::int64_t>(recording.Records()), "record", "records")},

@@ -200,6 +200,8 @@ struct Recording {
 
   /// Of both SFPs, those that count.
   std::uint64_t Records() const { return sfp[0].records + sfp[1].records; }
+  /// Does a time lie within the range that was asked for?
+  bool IsWanted(std::int64_t time) const { return time >= options.from && time < options.to; }
 };
 
 struct UnitSums;

@@ -14,7 +14,7 @@ constexpr std::size_t mostLines = 10;
 std::string HeadLine(const Judgement& judgement, std::string_view name) {
   const Recording& recording = *judgement.recording;
   std::string line = std::string(VerdictText(judgement.verdict)) + "  " + std::string(name);
-  if (recording.end <= recording.first) return line + ": no telemetry";
+  if (recording.end <= recording.first) return line + ": " + NoTelemetryText(recording);
   return line + ", " + TimeText(recording.first) + " to " + TimeText(recording.end) + " UTC, " +
          DurationText(recording.end - recording.first) + ", " +
          CountText(static_cast<std::int64_t>(recording.Records()), "record", "records");

@@ -144,6 +144,24 @@ TEST(Episodes, OfARangeTellWhatHappenedWithinIt) {
   ASSERT_EQ(scene.EpisodesOf(Cause::Genlock).size(), 1U);
   EXPECT_EQ(scene.EpisodesOf(Cause::Genlock).front().from, Scene::begin);
 
+  // No record in the range, or some: what the log tells of other times is none of its business.
+  for (const std::int64_t records : {0, 600}) {
+    Scene part;
+    EventLog& days = part.recording.eventLog;
+    for (const auto& [at, state] :
+         {std::pair{-86'000, "unlocked"}, {300, "locked"}, {400, "unlocked"}, {86'000, "locked"}})
+      days.genlock.Set(Scene::begin + at, days.texts.IndexOf(state));
+    part.recording.options = {Scene::begin, Scene::begin + 600};
+    part.recording.damage = {{1024, 10, Scene::begin - 5000}};
+    part.Play(records, [](std::int64_t, SceneSecond&) {});
+    if (records == 0) part.recording.first = part.recording.end = 0;
+    const auto episodes = part.EpisodesOf(Cause::Genlock);
+    ASSERT_FALSE(episodes.empty());
+    EXPECT_EQ(episodes.front().from, Scene::begin);
+    EXPECT_EQ(episodes.back().to, Scene::begin + 600);
+    EXPECT_TRUE(part.EpisodesOf(Cause::Damage).empty());
+  }
+
   Scene lossy;
   lossy.Play(hour, [](std::int64_t i, SceneSecond& now) { now.sfp[1].resps = i < 1800 ? 4 : 8; });
   EXPECT_EQ(lossy.EpisodesOf(Cause::Loss).size(), 1U) << "not hidden by the start";
