@@ -8,17 +8,21 @@ namespace kestrune::report {
 namespace {
 
 constexpr std::int64_t leastSeconds = minuteLength / 2;
+constexpr std::int64_t leastValues = 4;
+constexpr std::int32_t longestInterval = 7;  // log2 of seconds; a minute has none of its values
 
 }  // namespace
 
-void MinuteMedians::Add(std::int64_t time, double value) {
+void MinuteMedians::Add(std::int64_t time, double value, std::int32_t logInterval) {
   if (MinuteOf(time) != minute_) Finish();
   minute_ = MinuteOf(time);
+  least_ = std::max(leastSeconds >> std::clamp(logInterval, 0, longestInterval), leastValues);
   values_.push_back(value);
 }
 
 void MinuteMedians::Finish() {
-  if (static_cast<std::int64_t>(values_.size()) >= leastSeconds) {
+  if (values_.empty()) return;
+  if (static_cast<std::int64_t>(values_.size()) >= least_) {
     const auto middle = values_.begin() + static_cast<std::ptrdiff_t>(values_.size() / 2);
     std::nth_element(values_.begin(), middle, values_.end());
     all_.push_back({minute_, static_cast<float>(*middle)});

@@ -29,12 +29,14 @@ class MinuteMedians {
     float median;
   };
 
-  void Add(std::int64_t time, double value);
-  /// Ends the last minute. A minute with less than half its seconds has no median.
+  /// A value comes every 2^`logInterval` seconds, or every second where that is less.
+  void Add(std::int64_t time, double value, std::int32_t logInterval);
+  /// Ends the last minute. A minute with less than half of its values, or with less than four, has no median.
   void Finish();
   const std::vector<Minute>& All() const { return all_; }
 
  private:
+  std::int64_t least_ = 0;  ///< values that the minute needs
   std::vector<Minute> all_;
   std::vector<double> values_;
   std::int64_t minute_ = 0;

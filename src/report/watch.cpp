@@ -170,7 +170,8 @@ void Watch::WatchSfp(std::int64_t time, int sfp, const Sample& sample, DayFigure
   if (sample.locked) {
     ++day.locked[index];
     if (start.sfp[index] < 0) start.sfp[index] = time - start.from;
-    if (sample.resps > 0) watched.pathDelays.Add(time, sample.path);
+    const Master& master = recording_->masters[static_cast<std::size_t>(sample.master)];
+    if (sample.resps > 0) watched.pathDelays.Add(time, sample.path, master.logDelayReqInterval);
   }
   const std::uint64_t relocked = watched.relocks.Relocked();
   watched.relocks.Add({time, sample.locked, log_->LinkUp(sfp, time), sample.master, sample.grandmaster,

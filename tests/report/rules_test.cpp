@@ -179,6 +179,12 @@ const Row rows[] = {
      [](std::int64_t i, SceneSecond& now) { now.sfp[1].path = In(i, 600, 60) ? 2400 : 2000; }},
     {"more than a fifth", Rule::PathDelay, Severity::Warn, 25, hour,
      [](std::int64_t i, SceneSecond& now) { now.sfp[1].path = In(i, 600, 60) ? 1500 : 2000; }},
+    {"every 16 seconds", Rule::PathDelay, Severity::Warn, 25, hour,
+     [](std::int64_t i, SceneSecond& now) {
+       for (Side& side : now.sfp) side.resps = i % 16 == 0 ? 1 : 0;
+       now.sfp[1].path = In(i, 960, 60) ? 1500 : 2000;
+     },
+     [](Scene& scene) { scene.recording.masters[1].logDelayReqInterval = 4; }},
 
     {"start-up and a new master apart", Rule::MessagesMissing, Severity::Pass, 0, 600,
      [](std::int64_t i, SceneSecond& now) {
