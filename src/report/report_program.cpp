@@ -34,6 +34,7 @@ namespace {
 
 constexpr int statusOfErrors = 4;
 constexpr char standardOutput[] = "-";
+constexpr char noStandardOutput[] = "could not write to standard output";
 constexpr char pageEnding[] = "_report.html";
 constexpr char fleetPage[] = "plant.html";
 
@@ -54,7 +55,9 @@ template <typename Write>
 bool WriteFile(const std::string& name, Write write) {
   if (name == standardOutput) {
     std::ostringstream text;
-    return write(text) && WriteStandardOutput(text.str()) == text.str().size();
+    const bool good = write(text) && WriteStandardOutput(text.view()) == text.view().size();
+    if (!good) PrintError(noStandardOutput);
+    return good;
   }
   std::ofstream file(NativePath(name), std::ios::binary | std::ios::trunc);
   const bool good = file.is_open() && write(file) && file.flush().good();
@@ -281,9 +284,7 @@ int ReportFleet(const Options& options) {
   return WritePageFile(output, page, output == standardOutput) ? FleetExitStatus(machines) : statusOfErrors;
 }
 
-}  // namespace
-
-int RunReport(int argc, const char* const* argv) {
+int RunTask(int argc, const char* const* argv) {
   const OptionsResult parsed = ParseOptions(argc, argv, "kestrune-report " KESTRUNE_VERSION);
   if (parsed.status) {
     if (*parsed.status == 0) {
@@ -304,6 +305,22 @@ int RunReport(int argc, const char* const* argv) {
   if (!AreOutputsSafe(work) || !TakeLimits(work)) return statusOfErrors;
   if (!work.options.metrics.empty()) return RunMetrics(work.options, work.names, work.limits);
   return Report(work);
+}
+
+}  // namespace
+
+int RunReport(int argc, const char* const* argv) {
+  bool lost = false;
+  const ConsoleSink before = ReplaceConsoleSink([&](std::string_view text) {
+    const std::size_t taken = WriteStandardOutput(text);
+    lost |= taken < text.size();
+    return taken;
+  });
+  const int status = RunTask(argc, argv);
+  ReplaceConsoleSink(before);
+  if (!lost) return status;
+  PrintError(noStandardOutput);
+  return statusOfErrors;
 }
 
 }  // namespace kestrune::report
