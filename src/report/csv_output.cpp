@@ -10,6 +10,7 @@ namespace kestrune::report {
 namespace {
 
 constexpr std::int64_t secondsPerRead = 4 * 3600;
+constexpr std::int64_t longestEmptyStretch = 3600;
 constexpr char header[] =
     "time,sfp,records,locked,syncs,syncs_due,delay_resps,delay_resps_due,follow_ups,follow_ups_due,discarded,"
     "link_errors,link_drops,offset_min_ns,offset_max_ns,offset_avg_ns,offset_sd_ns,path_min_ns,path_max_ns,"
@@ -50,24 +51,54 @@ std::string EmptyLine(std::int64_t start, char sfp) {
   return line.append(std::ranges::count(header, ',') - 2, ',') + '\n';
 }
 
-void WriteSteps(Seconds& seconds, std::int64_t step, std::int64_t from, std::int64_t to,
-                std::ostream& output) {
-  std::array<std::size_t, sfpCount> next{};
-  for (auto& sfp : seconds.sfp) MergeBuckets(sfp, step);
-  for (std::int64_t start = from; start < to; start += step) {
-    for (std::size_t k = 0; k < sfpCount; ++k) {
-      const auto& all = seconds.sfp[k];
-      const char label = k == 0 ? 'A' : 'B';
-      const bool isThere = next[k] < all.size() && all[next[k]].start == start;
-      output << (isThere ? LineOf(all[next[k]++], label) : EmptyLine(start, label));
+/// Writes the lines of step after step. Of a long stretch without any record only the first step stands
+/// there.
+class Table {
+ public:
+  Table(std::int64_t step, std::ostream& output) : step_(step), output_(output) { output_ << header; }
+
+  /// The steps of [from, to); the seconds are merged into them.
+  void Write(std::int64_t from, std::int64_t to, Seconds& seconds) {
+    std::array<std::size_t, sfpCount> next{};
+    for (auto& sfp : seconds.sfp) MergeBuckets(sfp, step_);
+    for (std::int64_t start = from; start < to; start += step_) {
+      std::array<const Bucket*, sfpCount> buckets{};
+      for (std::size_t k = 0; k < sfpCount; ++k) {
+        const auto& all = seconds.sfp[k];
+        if (next[k] < all.size() && all[next[k]].start == start) buckets[k] = &all[next[k]++];
+      }
+      if (buckets[0] == nullptr && buckets[1] == nullptr) {
+        if (emptySteps_++ == 0) firstEmpty_ = start;
+        continue;
+      }
+      WriteEmpty();
+      WriteStep(start, buckets);
     }
   }
-}
+
+  void WriteEmpty() {
+    if (emptySteps_ * step_ > longestEmptyStretch) emptySteps_ = 1;
+    for (; emptySteps_ > 0; --emptySteps_, firstEmpty_ += step_) WriteStep(firstEmpty_, {});
+  }
+
+ private:
+  void WriteStep(std::int64_t start, const std::array<const Bucket*, sfpCount>& buckets) {
+    for (std::size_t k = 0; k < sfpCount; ++k) {
+      const char label = k == 0 ? 'A' : 'B';
+      output_ << (buckets[k] != nullptr ? LineOf(*buckets[k], label) : EmptyLine(start, label));
+    }
+  }
+
+  const std::int64_t step_;
+  std::ostream& output_;
+  std::int64_t firstEmpty_ = 0;
+  std::int64_t emptySteps_ = 0;  ///< that wait for what follows them
+};
 
 }  // namespace
 
 bool WriteCsv(const Recording& recording, std::int64_t step, std::ostream& output) {
-  output << header;
+  Table table(step, output);
   SecondsReader reader(recording);
   Seconds seconds;
   const std::int64_t first = BucketStart(recording.first, step);
@@ -85,8 +116,9 @@ bool WriteCsv(const Recording& recording, std::int64_t step, std::ostream& outpu
     } else {
       reader.Read(from, to, seconds);
     }
-    WriteSteps(seconds, step, from, to, output);
+    table.Write(from, to, seconds);
   }
+  table.WriteEmpty();
   output.flush();
   return output.good();
 }

@@ -235,6 +235,17 @@ class ReportTest(unittest.TestCase):
                         )
                         self.assertAlmostEqual(int(row["offset_avg_ns"]), stat.mean, delta=0.51 + abs(stat.high) * 1e-9)
 
+    def test_the_table_passes_over_long_pauses(self):
+        second_run = [unit(BEGIN + time, 0, [5] * 8) for time in (*range(60), *range(9000, 9060))]
+        wild = unit(BEGIN + 10**8, 0, [5] * 8)
+        self.write(b"".join(second_run[:20] + [wild] + second_run[20:]))
+        self.report("--csv", "table.csv", "--step", "30", "-o", "page.html")
+        rows = list(csv.DictReader(io.StringIO((self.folder / "table.csv").read_text("ascii"))))
+        self.assertEqual(
+            [row["time"][11:19] for row in rows[::2]], ["07:00:00", "07:00:30", "07:01:00", "09:30:00", "09:30:30"]
+        )
+        self.assertEqual([row["records"] for row in rows[::2]], ["30", "30", "0", "30", "30"])
+
     def test_a_mended_copy_converts(self):
         units = recording(300)
         self.write(b"".join(units[:200]) + units[200][:500] + b"".join(units[201:]) + b"torn")
