@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <set>
 #include <span>
 #include <unordered_map>
 
@@ -18,24 +19,44 @@ namespace {
 constexpr std::size_t mostRuns = 8000;  // of one kind
 constexpr std::size_t mostGaps = 4000;
 constexpr std::size_t mostEvents = 8000;
+constexpr std::size_t mostNameBytes = 50'000;  // of what the lanes show
+constexpr std::size_t mostTextBytes = 250'000;
 constexpr double decadeSteps = 10;
 constexpr std::int64_t histogramBins = 160;
 
-/// Texts of the event log in the order of their use.
+/// Texts of the event log in the order of their use; of too many the first ones, and one for all others.
 class Names {
  public:
-  explicit Names(const Texts& texts) : texts_(texts) {}
+  Names(const Texts& texts, std::size_t mostBytes) : texts_(texts), room_(mostBytes) {}
 
+  bool HasRoomFor(std::int32_t text) const {
+    return numbers_.contains(text) || (others_ == 0 && texts_[text].size() <= room_);
+  }
   int NumberOf(std::int32_t text) {
     const auto [place, isNew] = numbers_.try_emplace(text, static_cast<int>(used_.size()));
-    if (isNew) used_.push_back(text);
+    if (!isNew) return place->second;
+    if (others_ == 0 && texts_[text].size() <= room_) {
+      room_ -= texts_[text].size();
+      used_.push_back(text);
+    } else if (others_++ == 0) {
+      used_.push_back(isOther);
+    } else {
+      --place->second;
+    }
     return place->second;
   }
   const std::vector<std::int32_t>& Used() const { return used_; }
-  const std::string& TextOf(std::int32_t text) const { return texts_[text]; }
+  std::string TextOf(std::int32_t text) const {
+    return text == isOther ? "one of " + std::to_string(others_) + " more texts, which the event log has"
+                           : texts_[text];
+  }
 
  private:
+  static constexpr std::int32_t isOther = -1;
+
   const Texts& texts_;
+  std::size_t room_;
+  std::int64_t others_ = 0;
   std::unordered_map<std::int32_t, int> numbers_;
   std::vector<std::int32_t> used_;
 };
@@ -59,12 +80,13 @@ class MetaWriter {
         stability_(stability),
         facts_(facts),
         json_(buffer_),
-        names_(recording.eventLog.texts) {}
+        names_(recording.eventLog.texts, mostNameBytes) {}
 
   std::string Write(const std::vector<PageLevel>& levels) {
     json_.StartObject();
     WriteHead();
     WriteLevels(levels);
+    NumberMasters();
     WriteRuns();
     WriteMasters();
     WriteTimes();
@@ -203,20 +225,24 @@ class MetaWriter {
 
   void WriteRuns() {
     const auto same = [](std::int32_t value) { return value; };
+    const auto master = [this](std::int32_t index) {
+      return masterNumbers_[static_cast<std::size_t>(index)];
+    };
     const auto name = [this](std::int32_t text) { return names_.NumberOf(text); };
     const EventLog& log = recording_.eventLog;
     Key("runs");
     json_.StartObject();
+    // What links say is known beforehand and always has its names, whatever the other texts are.
+    WriteRun("link0", log.link[0], name);
+    WriteRun("link1", log.link[1], name);
     WriteRun("state0", recording_.sfp[0].state, same);
     WriteRun("state1", recording_.sfp[1].state, same);
-    WriteRun("master0", recording_.sfp[0].master, same);
-    WriteRun("master1", recording_.sfp[1].master, same);
+    WriteRun("master0", recording_.sfp[0].master, master);
+    WriteRun("master1", recording_.sfp[1].master, master);
     WriteRun("card", log.card, name);
     WriteRun("best", log.bestSfp, name);
     WriteRun("genlock", log.genlock, name);
     WriteRun("source", log.genlockSource, name);
-    WriteRun("link0", log.link[0], name);
-    WriteRun("link1", log.link[1], name);
     json_.EndObject();
     Key("names");
     json_.StartArray();
@@ -224,10 +250,23 @@ class MetaWriter {
     json_.EndArray();
   }
 
+  /// No master, and those that the lanes show, in the order in which they were found.
+  void NumberMasters() {
+    std::set<std::int32_t> shown;
+    if (!recording_.masters.empty()) shown.insert(0);
+    for (const SfpRecording& sfp : recording_.sfp) {
+      for (const Run& run : ThinRuns(sfp.master.All(), mostRuns)) shown.insert(run.value);
+    }
+    masterNumbers_.assign(recording_.masters.size(), -1);
+    int number = 0;
+    for (const std::int32_t index : shown) masterNumbers_[static_cast<std::size_t>(index)] = number++;
+  }
+
   void WriteMasters() {
     Key("masters");
     json_.StartArray();
     for (std::size_t i = 0; i < recording_.masters.size(); ++i) {
+      if (masterNumbers_[i] < 0) continue;
       const std::string identity = i == 0 ? "none" : IdentityText(recording_.masters[i].grandmaster);
       json_.StartObject();
       Key("id");
@@ -270,19 +309,24 @@ class MetaWriter {
   }
 
   void WriteEvents() {
-    Names texts(recording_.eventLog.texts);
+    Names texts(recording_.eventLog.texts, mostTextBytes);
     Key("events");
     json_.StartArray();
     std::int64_t before = recording_.base;
-    std::size_t count = 0;
+    std::size_t shown = 0;
+    std::uint64_t leftOut = 0;
     for (const Event& event : recording_.eventLog.events) {
-      if (!recording_.IsWanted(event.time) || ++count > mostEvents) continue;
+      if (!recording_.IsWanted(event.time)) continue;
+      if (leftOut > 0 || shown == mostEvents || !texts.HasRoomFor(event.text)) {
+        ++leftOut;
+        continue;
+      }
+      ++shown;
       json_.Int64(event.time - before);
       json_.Int(texts.NumberOf(event.text));
       before = event.time;
     }
     json_.EndArray();
-    const std::size_t leftOut = count - std::min(count, mostEvents);
     Number("eventsLeftOut", static_cast<std::int64_t>(leftOut + recording_.eventLog.dropped));
     Key("texts");
     json_.StartArray();
@@ -380,6 +424,7 @@ class MetaWriter {
   rapidjson::StringBuffer buffer_;
   rapidjson::Writer<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>> json_;
   Names names_;
+  std::vector<int> masterNumbers_;  ///< by index into the recording's masters; -1 for one that isn't shown
 };
 
 }  // namespace

@@ -126,6 +126,28 @@ TEST(PageData, IsJsonWhateverTheTextsOfTheLog) {
   EXPECT_FALSE(document.Parse<rapidjson::kParseValidateEncodingFlag>(data.json.c_str()).HasParseError());
 }
 
+TEST(PageData, StaysSmallWhateverTheTextsOfTheLog) {
+  Scene scene;
+  PlayAll(scene);
+  EventLog& log = scene.recording.eventLog;
+  constexpr std::int64_t count = 5000;
+  for (std::int64_t i = 0; i < count; ++i) {
+    const std::int32_t text = log.texts.IndexOf(std::to_string(i) + std::string(190, 'x'));
+    log.genlock.Set(Scene::begin + 1001 + i / 2, text);
+    log.events.push_back({Scene::begin + i / 2, EventLogType::GenlockStatus, -1, text});
+  }
+  const PageData data = MakePageData(scene.recording, Stability(), PageFacts(), {});
+  EXPECT_LT(data.json.size(), 450'000U);
+  rapidjson::Document document;
+  document.Parse(data.json.c_str());
+  const std::int64_t shown = document["events"].Size() / 2;
+  EXPECT_GT(shown, 1000);
+  EXPECT_EQ(shown + document["eventsLeftOut"].GetInt64(), count);
+  const auto& names = document["names"];
+  EXPECT_STREQ(names[0].GetString(), "link up");
+  EXPECT_THAT(names[names.Size() - 1].GetString(), HasSubstr("more texts, which the event log has"));
+}
+
 TEST(PageModel, TellsWhatItsListsLeaveOut) {
   Scene scene;
   scene.Play(3600, [](std::int64_t i, SceneSecond& now) {
