@@ -1,7 +1,7 @@
 #include "report/json_output.h"
 
+#include <rapidjson/ostreamwrapper.h>
 #include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
 
 #include <algorithm>
 #include <cmath>
@@ -20,7 +20,7 @@ constexpr std::size_t longestFollowedList = 2000;
 /// Writes members of an object. Numbers that JSON doesn't have are null.
 class Writer {
  public:
-  Writer() { writer_.SetIndent(' ', 1); }
+  explicit Writer(std::ostream& output) : output_(output), writer_(output_) { writer_.SetIndent(' ', 1); }
 
   void Begin(std::string_view name) { Key(name), writer_.StartObject(); }
   void Begin() { writer_.StartObject(); }
@@ -59,13 +59,11 @@ class Writer {
     Text(name, sfp == 0 ? "A" : "B");
   }
 
-  std::string Take() { return std::string(buffer_.GetString(), buffer_.GetSize()) + '\n'; }
-
  private:
   void Key(std::string_view name) { writer_.Key(name.data(), static_cast<rapidjson::SizeType>(name.size())); }
 
-  rapidjson::StringBuffer buffer_;
-  rapidjson::PrettyWriter<rapidjson::StringBuffer> writer_{buffer_};
+  rapidjson::OStreamWrapper output_;
+  rapidjson::PrettyWriter<rapidjson::OStreamWrapper> writer_;
 };
 
 std::string EpisodeId(std::size_t index) { return "e" + std::to_string(index + 1); }
@@ -327,8 +325,8 @@ void WritePeriodLines(Writer& json, const SelfCheck& selfCheck) {
 
 }  // namespace
 
-std::string JsonText(const Judgement& judgement, const Heading& heading) {
-  Writer json;
+bool WriteJson(const Judgement& judgement, const Heading& heading, std::ostream& output) {
+  Writer json(output);
   json.Begin();
   json.Whole("schema", std::int64_t{schemaVersion});
   json.Text("version", heading.version);
@@ -354,7 +352,8 @@ std::string JsonText(const Judgement& judgement, const Heading& heading) {
   WriteFigures(json, judgement);
   WritePeriodLines(json, *judgement.selfCheck);
   json.End();
-  return json.Take();
+  output << '\n';
+  return output.good();
 }
 
 }  // namespace kestrune::report

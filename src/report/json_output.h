@@ -1,6 +1,6 @@
 #pragma once
 
-#include <string>
+#include <ostream>
 
 #include "report/judge.h"
 #include "report/page_model.h"
@@ -8,7 +8,7 @@
 namespace kestrune::report {
 
 /// Verdict, checks, episodes and figures as one JSON object, by the schema in docs/report.md; with a newline
-/// at its end.
-std::string JsonText(const Judgement& judgement, const Heading& heading);
+/// at its end. False when `output` fails.
+bool WriteJson(const Judgement& judgement, const Heading& heading, std::ostream& output);
 
 }  // namespace kestrune::report

@@ -1,9 +1,9 @@
 #include "report/report_program.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
-#include <iostream>
-#include <sstream>
+#include <streambuf>
 #include <string>
 #include <vector>
 
@@ -50,12 +50,35 @@ struct Work {
   SideSeries side;
 };
 
+/// Standard output as a stream that keeps little of what goes through it.
+class StandardOutput : public std::streambuf {
+ public:
+  StandardOutput() { setp(bytes_.data(), bytes_.data() + bytes_.size()); }
+
+ protected:
+  int_type overflow(int_type byte) override {
+    if (sync() != 0) return traits_type::eof();
+    if (!traits_type::eq_int_type(byte, traits_type::eof())) sputc(traits_type::to_char_type(byte));
+    return traits_type::not_eof(byte);
+  }
+  int sync() override {
+    const std::string_view text(pbase(), pptr());
+    const bool good = WriteStandardOutput(text) == text.size();
+    setp(bytes_.data(), bytes_.data() + bytes_.size());
+    return good ? 0 : -1;
+  }
+
+ private:
+  std::array<char, 1 << 16> bytes_;
+};
+
 /// Writes a file, or to standard output, by `write`, which gets the stream and tells whether it is good.
 template <typename Write>
 bool WriteFile(const std::string& name, Write write) {
   if (name == standardOutput) {
-    std::ostringstream text;
-    const bool good = write(text) && WriteStandardOutput(text.view()) == text.view().size();
+    StandardOutput buffer;
+    std::ostream output(&buffer);
+    const bool good = write(output) && output.flush().good();
     if (!good) PrintError(noStandardOutput);
     return good;
   }
@@ -217,9 +240,8 @@ bool WriteOutputs(const Work& work, const Judgement& judgement) {
                       [&](std::ostream& output) { return WriteCsv(work.recording, options.step, output); });
   }
   if (!options.json.empty()) {
-    good &= WriteFile(options.json, [&](std::ostream& output) -> bool {
-      return !!(output << JsonText(judgement, HeadingOf(work)));
-    });
+    good &= WriteFile(options.json,
+                      [&](std::ostream& output) { return WriteJson(judgement, HeadingOf(work), output); });
   }
   if (!IsStandardOutputTaken(options))
     PrintToConsole(SummaryText(judgement, BaseName(PrefixOf(options.prefix))));

@@ -4,7 +4,6 @@
 
 #include "report/fleet_page.h"
 #include "report/followed.h"
-#include "report/json_output.h"
 #include "report/scene.h"
 
 namespace kestrune::report {
@@ -100,8 +99,8 @@ TEST(Fleet, ReadsWhatTheReportWrites) {
   scene.Play(3600, [](std::int64_t i, SceneSecond& now) {
     if (i == 2500) now.sfp[0].offset = -1700;
   });
-  const Machine machine = ParseMachine(
-      "a.json", JsonText(scene.Judge(), {"studio1", "<b>Studio</b>", "1.0.0", Scene::begin, {}}));
+  const Machine machine =
+      ParseMachine("a.json", scene.Json({"studio1", "<b>Studio</b>", "1.0.0", Scene::begin, {}}));
   EXPECT_EQ(machine.error, "");
   EXPECT_EQ(machine.name, "<b>Studio</b>");
   EXPECT_EQ(machine.verdict, "fail");

@@ -7,7 +7,6 @@
 #include <fstream>
 #include <iterator>
 
-#include "report/json_output.h"
 #include "report/page_data.h"
 #include "report/page_model.h"
 #include "report/scene.h"
@@ -68,10 +67,10 @@ TEST(JsonOutput, FollowsTheDocumentedSchema) {
   const rapidjson::SchemaDocument schema(schemaText);
   Scene scene;
   PlayAll(scene);
-  const std::string json = JsonText(scene.Judge(), MakeHeading());
+  const std::string json = scene.Json(MakeHeading());
   EXPECT_EQ(Invalid(json, schema), "");
   Scene empty;
-  EXPECT_EQ(Invalid(JsonText(empty.Judge(), MakeHeading()), schema), "");
+  EXPECT_EQ(Invalid(empty.Json(MakeHeading()), schema), "");
   // The schema is strict.
   std::string other = json;
   other.replace(other.find("\"verdict\""), 9, "\"verdikt\"");
@@ -154,7 +153,7 @@ TEST(PageModel, TellsWhatItsListsLeaveOut) {
     if (i > 10 && i % 6 < 2) now.sfp[0].state = 9;
   });
   rapidjson::Document json;
-  json.Parse(JsonText(scene.Judge(), MakeHeading()).c_str());
+  json.Parse(scene.Json(MakeHeading()).c_str());
   const std::string count = GroupedText(json["relocks"].Size());
   ASSERT_GT(json["relocks"].Size(), 550u);
   kainjow::mustache::mustache page(

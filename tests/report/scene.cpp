@@ -1,8 +1,10 @@
 #include "report/scene.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "files/code_texts.h"
+#include "report/json_output.h"
 #include "report/logged_states.h"
 
 namespace kestrune::report {
@@ -102,6 +104,12 @@ const Judgement& Scene::Judge() {
     judgement_ = std::make_unique<Judgement>(JudgeRecording(recording, *watch_, *selfCheck_, limits));
   }
   return *judgement_;
+}
+
+std::string Scene::Json(const Heading& heading) {
+  std::ostringstream json;
+  WriteJson(Judge(), heading, json);
+  return json.str();
 }
 
 std::vector<Episode> Scene::EpisodesOf(Cause cause) {

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "report/judge.h"
+#include "report/page_model.h"
 
 namespace kestrune::report {
 
@@ -45,6 +46,7 @@ class Scene {
 
   Scene& Play(std::int64_t seconds, const Script& script);
   const Judgement& Judge();
+  std::string Json(const Heading& heading);
 
   Severity SeverityOf(Rule rule) { return CheckOf(rule).severity; }
   const Check& CheckOf(Rule rule) { return Judge().checks[static_cast<std::size_t>(rule)]; }
