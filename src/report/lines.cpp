@@ -25,7 +25,9 @@ class LineSplitter {
   }
 
   void End() {
-    if (!line_.empty()) Emit(false);
+    if (!line_.empty()) return Emit(false);
+    if (zeros_) sink_({{}, true, true});
+    zeros_ = false;
   }
 
  private:

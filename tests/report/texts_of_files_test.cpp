@@ -32,6 +32,7 @@ TEST(EventLog, DamageCostsNoOtherDocument) {
       {good + other.substr(0, 60), 1, 0, true},
       {good + other.substr(0, 60) + '\n' + other, 2, 1, false},  // broke off, then went on
       {good + std::string(4096, '\0') + other, 2, 1, false},     // of a power cut
+      {good + std::string(4096, '\0'), 1, 1, false},
       {good + "rubbish\nmore rubbish\n" + other, 2, 1, false},
       {good + "{\n{\n    \"Time\": 1,\n}\n}\n" + other, 2, 3, false},  // lines of two runs, mixed
       {good + "{\n" + std::string(100'000, '[') + "\n}\n" + other, 2, 1, false},
@@ -138,6 +139,7 @@ TEST(PeriodLines, OnlyWholeLinesCount) {
   EXPECT_EQ(first.results.syncGroup.quantities[2].average.nanoseconds, 23);
   EXPECT_EQ(first.results.delayRespGroup.quantities[2].standardDeviation.nanoseconds, 50);
   EXPECT_EQ(zone.OffsetAt(0), 3600);
+  EXPECT_EQ(ParsePeriodLines(std::string(4096, '\0'), zone).damaged, 1);
 }
 
 TEST(TimeZone, OffsetsComeFromPairs) {
