@@ -13,6 +13,9 @@ namespace {
 
 /// Seconds around a line's time in which its last record may lie.
 constexpr std::int64_t margin = 3;
+/// The same where the line is missing, and only its place in the period's raster known: a clock that runs
+/// fast writes lines of some seconds more or less.
+constexpr std::int64_t marginOfMissing = 15;
 /// Records of one SFP around a line's time that are kept: more come when the recorder's clock stands still.
 constexpr std::size_t mostNear = 64;
 constexpr std::int32_t quarterMinutes = 15;
@@ -79,11 +82,13 @@ void SelfCheck::Expect() {
     const bool firstOfRun = lines.empty() || lines.back().line->run != line.run;
     const std::int64_t begin = line.time - PeriodOf(line);
     const auto beginOfRun = firstOfRun ? BeginOfRun(line, recording_->eventLog) : std::nullopt;
-    const bool lineIsMissing = !firstOfRun && begin - lines.back().line->time >= PeriodOf(line) - margin;
+    const bool lineIsMissing =
+        !firstOfRun && begin - lines.back().line->time >= PeriodOf(line) - marginOfMissing;
     if (beginOfRun) {
       lines.push_back({&line, *beginOfRun});
     } else if (firstOfRun || lineIsMissing) {
-      lines.push_back({&line, begin - margin, begin + margin});
+      const std::int64_t vague = firstOfRun ? margin : marginOfMissing;
+      lines.push_back({&line, begin - vague, begin + vague});
     } else {
       lines.push_back({&line});
     }

@@ -15,8 +15,9 @@ constexpr std::int64_t quarter = 900;
 /// A run with a record of each SFP a second, and the lines that the recorder wrote of it.
 class RecordedRun {
  public:
-  /// Each period's last record comes `late` seconds behind the line's time, or before it.
-  explicit RecordedRun(std::int64_t periods, std::int64_t late = 0) {
+  /// Each period's last record comes `late` seconds behind the line's time, or before it; the third one is
+  /// `longer` by some seconds, and the fourth is shorter.
+  explicit RecordedRun(std::int64_t periods, std::int64_t late = 0, std::int64_t longer = 0) {
     recording.periodLines.present = true;
     recording.eventLog.starts = {begin};
     std::array<PeriodAccumulator, sfpCount> sums;
@@ -29,8 +30,9 @@ class RecordedRun {
         AccumulatePerformanceSample(sample, sums[sfp]);
         AccumulatePerformanceSample(sample, days[sfp]);
       }
-      if (time != end + late) continue;
-      for (int sfp = 0; sfp < sfpCount; ++sfp) AddLine(end, 15, sfp, sums[static_cast<std::size_t>(sfp)]);
+      const std::int64_t ended = end + (end == begin + 3 * quarter ? longer : 0);
+      if (time != ended + late) continue;
+      for (int sfp = 0; sfp < sfpCount; ++sfp) AddLine(ended, 15, sfp, sums[static_cast<std::size_t>(sfp)]);
       if (end == begin + 96 * quarter) {
         for (int sfp = 0; sfp < sfpCount; ++sfp) AddLine(end, 1440, sfp, days[static_cast<std::size_t>(sfp)]);
       }
@@ -98,6 +100,18 @@ TEST(SelfCheck, TellsWhichFigureDiffersAndRecovers) {
     EXPECT_EQ(rest.Differing(), 0U) << late;
     ASSERT_EQ(rest.WithoutLine().size(), 1U) << late;
     EXPECT_NEAR(static_cast<double>(rest.WithoutLine()[0].stretch.from - begin), 2 * quarter, 3);
+  }
+
+  // A missing line that wasn't of fifteen minutes: a clock that ran fast.
+  for (const std::int64_t longer : {-13, 13}) {
+    RecordedRun fast(6, 0, longer);
+    EXPECT_EQ(fast.Check().Agreeing(), 12U);
+    auto& lines = fast.recording.periodLines.lines;
+    lines.erase(lines.begin() + 4);
+    const SelfCheck check = fast.Check();
+    EXPECT_EQ(check.Agreeing(), 11U) << longer;
+    EXPECT_EQ(check.Differing(), 0U) << longer;
+    EXPECT_EQ(check.WithoutLine().size(), 1U) << longer;
   }
 
   // Ten seconds that aren't in the file any more.
