@@ -111,7 +111,7 @@ class ChangeList {
   std::map<std::tuple<std::string, std::string, std::string>, Entry> entries_;
 };
 
-/// Is there a document of this SFP's ST 2059 state near this time?
+/// Is there a document of this SFP's ST 2059 state in this time, or near it?
 class DocumentTimes {
  public:
   DocumentTimes(const EventLog& log, int sfp) {
@@ -120,14 +120,21 @@ class DocumentTimes {
     }
     std::ranges::sort(times_);
   }
-  bool Near(std::int64_t time) const {
-    const auto found = std::ranges::lower_bound(times_, time - margin);
-    return found != times_.end() && *found <= time + margin;
+  bool HasOne(std::int64_t from, std::int64_t to) const {
+    const auto found = std::ranges::lower_bound(times_, from - margin);
+    return found != times_.end() && *found <= to + margin;
   }
 
  private:
   std::vector<std::int64_t> times_;
 };
+
+/// From when on there is no record of an SFP, up to this time; the time itself where there is no gap.
+std::int64_t SilentSince(const Runs& state, std::int64_t time) {
+  const std::vector<Run>& all = state.All();
+  const auto run = std::ranges::partition_point(all, [&](const Run& other) { return other.from < time; });
+  return run != all.begin() && (run - 1)->value == 0 ? (run - 1)->from : time;
+}
 
 /// Documents tell the grandmaster and the sender; of the other fields nothing.
 bool StandsInDocuments(MasterField field) {
@@ -139,8 +146,10 @@ void AddMasterChanges(const Recording& recording, int sfp, ChangeList& changes) 
   ForEachMasterChange(recording, sfp, [&](std::int64_t time, std::int32_t before, std::int32_t after) {
     const Master& from = recording.masters[static_cast<std::size_t>(before)];
     const Master& to = recording.masters[static_cast<std::size_t>(after)];
+    const std::int64_t since = SilentSince(recording.sfp[static_cast<std::size_t>(sfp)].state, time);
     for (const MasterField field : DifferingFields(from, to)) {
-      if (StandsInDocuments(field) && (!recording.eventLog.present || documents.Near(time))) continue;
+      if (StandsInDocuments(field) && (!recording.eventLog.present || documents.HasOne(since, time)))
+        continue;
       const std::string of =
           field == MasterField::Grandmaster ? "" : " of " + ShortIdentityText(to.grandmaster);
       changes.Add({time, time, 1, sfp, std::string(FieldName(field)) + of, FieldText(field, from),

@@ -253,15 +253,19 @@ TEST(Changes, AreThoseThatNoDocumentTells) {
   }
 
   // A change of grandmaster has a document beside it, or not.
-  for (const bool logged : {false, true}) {
+  for (const auto& [logged, isPresent] : {std::pair{false, true}, {true, true}, {true, false}}) {
     Scene handover;
+    const bool present = isPresent;
     if (logged) {
       for (const std::int8_t sfp : {std::int8_t{0}, std::int8_t{1}}) {
         handover.recording.eventLog.events.push_back({Scene::begin + 1803, EventLogType::SfpSt2059, sfp, 0});
       }
     }
-    handover.Play(hour, [](std::int64_t i, SceneSecond& now) {
-      for (Side& side : now.sfp) side.master = i < 1800 ? 1 : 2;
+    handover.Play(hour, [present](std::int64_t i, SceneSecond& now) {
+      for (Side& side : now.sfp) {
+        side.master = i < 1800 ? 1 : 2;
+        side.present = present || i < 1700 || i >= 1900;  // the change lies within a gap
+      }
     });
     EXPECT_EQ(handover.Judge().changes.size(), logged ? 0U : 1U);
   }
