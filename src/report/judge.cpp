@@ -124,6 +124,21 @@ std::vector<Change> ChangesOf(const Recording& recording, const SelfCheck& selfC
   return changes;
 }
 
+/// Notes that tell of a count, if it isn't 0.
+class Notes {
+ public:
+  void Count(std::uint64_t count, std::string_view one, std::string_view many) {
+    if (count > 0) notes_.push_back(CountText(static_cast<std::int64_t>(count), one, many));
+  }
+  void If(bool holds, std::string_view text) {
+    if (holds) notes_.emplace_back(text);
+  }
+  std::vector<std::string> Take() { return std::move(notes_); }
+
+ private:
+  std::vector<std::string> notes_;
+};
+
 }  // namespace
 
 std::string_view VerdictText(Verdict verdict) {
@@ -177,37 +192,52 @@ std::string NoTelemetryText(const Recording& recording) {
   return recording.outsideRange > 0 ? "no telemetry in the range that was asked for" : "no telemetry";
 }
 
+std::vector<std::string> RawDataNotes(const Recording& recording) {
+  Notes notes;
+  notes.Count(recording.damagedPlaces, "damaged place in the raw data", "damaged places in the raw data");
+  notes.Count(recording.damagedBytes, "byte left out there", "bytes left out there");
+  notes.Count(recording.tornBytes, "byte behind the last whole unit", "bytes behind the last whole unit");
+  notes.Count(recording.otherSfp, "unit of neither SFP", "units of neither SFP");
+  notes.Count(recording.implausible, "unit with impossible contents left out",
+              "units with impossible contents left out");
+  notes.Count(recording.wildStamps, "unit with a wild time stamp left out",
+              "units with wild time stamps left out");
+  notes.Count(recording.doubledSeconds, "second with a second record", "seconds with a second record");
+  notes.Count(recording.clockSteps.size(), "step of the recorder's clock", "steps of the recorder's clock");
+  notes.Count(recording.mastersDropped, "master's data taken for similar ones",
+              "masters' data taken for similar ones");
+  notes.If(recording.batched, "several records of one time stamp: their seconds were counted out");
+  if (recording.runs.size() > 1) notes.Count(recording.runs.size(), "run in one file", "runs in one file");
+  return notes.Take();
+}
+
+std::vector<std::string> EventLogNotes(const EventLog& log) {
+  Notes notes;
+  notes.Count(log.damaged, "place in the event log that is no document",
+              "places in the event log that are no documents");
+  notes.If(log.unended, "the event log's last document isn't whole");
+  notes.Count(log.wild, "document with a wild time left out", "documents with wild times left out");
+  notes.Count(log.backward, "document that lies before the one before it",
+              "documents that lie before the one before them");
+  notes.Count(log.dropped, "event beyond the report's limit left out",
+              "events beyond the report's limit left out");
+  return notes.Take();
+}
+
+std::vector<std::string> PeriodLineNotes(const PeriodLines& lines) {
+  Notes notes;
+  notes.Count(lines.damaged, "period line that is none", "period lines that are none");
+  notes.If(lines.unended, "the last period line isn't whole");
+  return notes.Take();
+}
+
 std::vector<std::string> RecordingNotes(const Recording& recording) {
   std::vector<std::string> notes;
-  const auto note = [&](std::uint64_t count, std::string_view one, std::string_view many) {
-    if (count > 0) notes.push_back(CountText(static_cast<std::int64_t>(count), one, many));
-  };
   for (const std::string& name : recording.unreadable)
     notes.push_back(name + " is there and could not be read");
-  note(recording.damagedPlaces, "damaged place in the raw data", "damaged places in the raw data");
-  note(recording.damagedBytes, "byte left out there", "bytes left out there");
-  note(recording.tornBytes, "byte behind the last whole unit", "bytes behind the last whole unit");
-  note(recording.otherSfp, "unit of neither SFP", "units of neither SFP");
-  note(recording.implausible, "unit with impossible contents left out",
-       "units with impossible contents left out");
-  note(recording.wildStamps, "unit with a wild time stamp left out", "units with wild time stamps left out");
-  note(recording.doubledSeconds, "second with a second record", "seconds with a second record");
-  note(recording.clockSteps.size(), "step of the recorder's clock", "steps of the recorder's clock");
-  note(recording.mastersDropped, "master's data taken for similar ones",
-       "masters' data taken for similar ones");
-  if (recording.batched)
-    notes.emplace_back("several records of one time stamp: their seconds were counted out");
-  const EventLog& log = recording.eventLog;
-  note(log.damaged, "place in the event log that is no document",
-       "places in the event log that are no documents");
-  if (log.unended) notes.emplace_back("the event log's last document isn't whole");
-  note(log.wild, "document with a wild time left out", "documents with wild times left out");
-  note(log.backward, "document that lies before the one before it",
-       "documents that lie before the one before them");
-  note(log.dropped, "event beyond the report's limit left out", "events beyond the report's limit left out");
-  note(recording.periodLines.damaged, "period line that is none", "period lines that are none");
-  if (recording.periodLines.unended) notes.emplace_back("the last period line isn't whole");
-  if (recording.runs.size() > 1) note(recording.runs.size(), "run in one file", "runs in one file");
+  for (const auto& ofFile :
+       {RawDataNotes(recording), EventLogNotes(recording.eventLog), PeriodLineNotes(recording.periodLines)})
+    notes.insert(notes.end(), ofFile.begin(), ofFile.end());
   return notes;
 }
 

@@ -70,8 +70,11 @@ Judgement JudgeRecording(const Recording& recording, const Watch& watch, const S
 /// What is said in the place of a range of time, of a recording without records.
 std::string NoTelemetryText(const Recording& recording);
 
-/// What can be said against the recording itself, one sentence each: damage, clock steps, wild time stamps
-/// and so on.
+/// What can be said against the files, one sentence each: damage, clock steps, wild time stamps and so on.
+std::vector<std::string> RawDataNotes(const Recording& recording);
+std::vector<std::string> EventLogNotes(const EventLog& log);
+std::vector<std::string> PeriodLineNotes(const PeriodLines& lines);
+/// All of that, and which files could not be read.
 std::vector<std::string> RecordingNotes(const Recording& recording);
 
 }  // namespace kestrune::report

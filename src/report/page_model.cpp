@@ -334,11 +334,15 @@ Data Files(const Judgement& judgement, const Heading& heading) {
   const auto count = [](std::uint64_t number, const char* one, const char* many) {
     return CountText(static_cast<std::int64_t>(number), one, many);
   };
+  const auto absence = [&](const std::string& name) {
+    const bool isThere = std::ranges::find(recording.unreadable, name) != recording.unreadable.end();
+    return std::string(isThere ? "could not be read" : "missing");
+  };
   Data list = PageList();
   const auto add = [&](const std::string& path, bool present, std::uint64_t bytes, const std::string& content,
                        const std::vector<std::string>& notes) {
     Data row = PageFields({{"name", BaseName(path)},
-                           {"size", present ? count(bytes, "byte", "bytes") : "missing"},
+                           {"size", present ? count(bytes, "byte", "bytes") : absence(BaseName(path))},
                            {"content", present ? content : ""}});
     Data lines = PageList();
     for (const std::string& note : notes) lines << PageFields({{"text", note}});
@@ -346,11 +350,11 @@ Data Files(const Judgement& judgement, const Heading& heading) {
     list << row;
   };
   add(heading.files.rawData, recording.rawDataPresent, recording.rawDataBytes,
-      count(recording.units, "record", "records"), RecordingNotes(recording));
+      count(recording.units, "record", "records"), RawDataNotes(recording));
   add(heading.files.eventLog, recording.eventLog.present, recording.eventLog.bytes,
-      count(recording.eventLog.documents, "document", "documents"), {});
+      count(recording.eventLog.documents, "document", "documents"), EventLogNotes(recording.eventLog));
   add(heading.files.periodLines, recording.periodLines.present, recording.periodLines.bytes,
-      count(recording.periodLines.lines.size(), "line", "lines"), {});
+      count(recording.periodLines.lines.size(), "line", "lines"), PeriodLineNotes(recording.periodLines));
   return list;
 }
 
