@@ -67,13 +67,14 @@ void AddOptions(CLI::App& app, Options& options) {
       ->check(CLI::Range(std::int64_t{1}, std::int64_t{86'400}))
       ->type_name("N");
   static constexpr char instant[] = "a time such as 2026-03-02T07:25:21Z (UTC) or seconds since 1970";
-  AddParsed(app, "--from", options.from, ParseInstant, instant, "leave out what is before, UTC")
+  AddParsed(app, "--from", options.from, ParseInstant, instant,
+            "leave out what is before, UTC, such as 2026-03-02 or 2026-03-02T07:25:21Z")
       ->type_name("TIME");
   AddParsed(app, "--to", options.to, ParseInstant, instant, "leave out what is from here on, UTC")
       ->type_name("TIME");
   AddParsed(app, "--last", options.last, ParseDuration, "a duration such as 90m, 24h or 7d",
-            "only this long before the end")
-      ->type_name("TIME")
+            "only this long before the end, such as 90m, 24h or 7d")
+      ->type_name("D")
       ->excludes("--from")
       ->excludes("--to");
   app.add_option("--limits", options.limits, "a JSON file that changes limits of the rules")
