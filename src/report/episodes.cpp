@@ -132,7 +132,8 @@ void PutLeadFirst(Episode& episode) {
     if (finding.severity == episode.severity) longest = std::max(longest, finding.seconds);
   }
   const auto lead = std::ranges::find_if(episode.findings, [&](const Finding& finding) {
-    return finding.seconds + finding.count * aftermath >= longest;
+    const std::int64_t oneByOne = finding.seconds + finding.count * aftermath;
+    return std::min(oneByOne, finding.to - finding.from + aftermath) >= longest;
   });
   std::rotate(episode.findings.begin(), lead, lead + 1);
 }
