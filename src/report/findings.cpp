@@ -92,7 +92,16 @@ class Finder {
     return std::max(Severity::Info, Judge(limits_[rule], rule, value));
   }
 
-  void Add(const Finding& finding) { list_.Add(finding); }
+  /// Minutes and lines of the log reach beyond the recording.
+  void Add(Finding finding) {
+    if (finding.from < recording_.end && finding.to > recording_.first) {
+      finding.from = std::max(finding.from, recording_.first);
+      finding.to = std::min(finding.to, recording_.end);
+      finding.at = std::max(finding.at, recording_.first);
+      finding.seconds = std::min(finding.seconds, finding.to - finding.from);
+    }
+    list_.Add(finding);
+  }
 
   /// Seconds beyond a rule's limit, or out of lock: judged by the value, or by how long it lasted.
   void AddExcursions(Cause cause, int sfp, const Excursions& excursions) {

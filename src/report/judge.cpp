@@ -23,8 +23,11 @@ Check MakeCheck(Rule rule, const Evidence& evidence, const Limits& limits) {
   return check;
 }
 
-/// Which episode has this moment; rather one with a finding of the rule.
-int EpisodeAt(const std::vector<Episode>& episodes, Rule rule, std::int64_t time) {
+/// Which episode has this moment, or the first one of the recording in this minute; rather one with a finding
+/// of the rule.
+int EpisodeAt(const std::vector<Episode>& episodes, const Recording& recording, Rule rule,
+              std::int64_t moment) {
+  const std::int64_t time = std::max(moment, recording.first);
   constexpr std::int64_t margin = 3;
   int found = -1;
   for (std::size_t i = 0; i < episodes.size(); ++i) {
@@ -170,7 +173,7 @@ Judgement JudgeRecording(const Recording& recording, const Watch& watch, const S
     Check& check = judgement.checks[static_cast<std::size_t>(text.rule)];
     check = MakeCheck(text.rule, evidence, limits);
     if (check.severity <= Severity::Info || check.measure.at < 0) continue;
-    const int episode = EpisodeAt(episodes, check.rule, check.measure.at);
+    const int episode = EpisodeAt(episodes, recording, check.rule, check.measure.at);
     if (episode < 0) continue;
     Raise(episodes[static_cast<std::size_t>(episode)], check.rule, check.severity, check.measure.value,
           limits);
@@ -178,7 +181,7 @@ Judgement JudgeRecording(const Recording& recording, const Watch& watch, const S
   judgement.episodesLeftOut = LeaveOutMildest(episodes, mostEpisodes);
   judgement.worst = WorstOf(episodes, worstEpisodes);
   for (Check& check : judgement.checks) {
-    if (check.measure.at >= 0) check.episode = EpisodeAt(episodes, check.rule, check.measure.at);
+    if (check.measure.at >= 0) check.episode = EpisodeAt(episodes, recording, check.rule, check.measure.at);
   }
   judgement.relocks = RelocksOf(watch);
   judgement.changes = ChangesOf(recording, selfCheck);

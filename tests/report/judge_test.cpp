@@ -154,6 +154,10 @@ TEST(Episodes, OfARangeTellWhatHappenedWithinIt) {
   Scene lossy;
   lossy.Play(hour, [](std::int64_t i, SceneSecond& now) { now.sfp[1].resps = i < 1800 ? 4 : 8; });
   EXPECT_EQ(lossy.EpisodesOf(Cause::Loss).size(), 1U) << "not hidden by the start";
+
+  Scene within;  // a minute, of which the recording has less
+  within.Play(50, [](std::int64_t, SceneSecond& now) { now.sfp[1].resps = 4; });
+  EXPECT_EQ(within.EpisodesOf(Cause::Loss).at(0).to, Scene::begin + 50);
 }
 
 TEST(Episodes, AreOfTheirOwnForWhatAMasterTells) {
