@@ -250,7 +250,7 @@ Measure MeasureGrandmasterChanges(const Evidence& evidence) {
     measure.value = measure.inFailUnit = static_cast<double>(day.grandmasterChanges);
     worstDay = start;
   }
-  measure.detail = total == 0 ? "one grandmaster, or none, all the time"
+  measure.detail = total == 0 ? "locked to one grandmaster, or none, all the time"
                               : CountText(total, "change", "changes") + " in all";
   if (total == 0) return measure;
   ForEachRelock(evidence, [&](const Relock& relock) {
