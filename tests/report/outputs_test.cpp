@@ -149,10 +149,12 @@ TEST(PageModel, TellsWhatItsListsLeaveOut) {
   const std::string count = GroupedText(json["relocks"].Size());
   ASSERT_GT(json["relocks"].Size(), 550u);
   kainjow::mustache::mustache page(
-      "{{#relocks}}<{{class}}>{{/relocks}}|{{#relockNotes}}{{class}}: {{text}}\n{{/relockNotes}}"
+      "{{#relocks}}<{{class}}>{{lastMessage}}{{/relocks}}|{{#relockNotes}}{{class}}: "
+      "{{text}}\n{{/relockNotes}}"
       "{{#masterNotes}}{{text}}{{/masterNotes}}");
   const std::string text = page.render(MakePageModel(scene.Judge(), MakeHeading()));
   EXPECT_EQ(std::ranges::count(text, '<'), 500);
+  EXPECT_EQ(text.substr(0, 9), "<pass>\u2013") << "the master goes on sending";
   EXPECT_EQ(std::string_view(text).substr(text.find('|')),
             "|: The first 500 of " + count + "; all of them stand in the JSON (--json), as relocks.\n" +
                 "paper: On paper the first 40 of " + count + ".\n");
