@@ -199,6 +199,8 @@ std::vector<std::string> RawDataNotes(const Recording& recording) {
   Notes notes;
   notes.Count(recording.damagedPlaces, "damaged place in the raw data", "damaged places in the raw data");
   notes.Count(recording.damagedBytes, "byte left out there", "bytes left out there");
+  notes.Count(recording.rawDataLost, "byte at the end of the raw data could not be read",
+              "bytes at the end of the raw data could not be read");
   notes.Count(recording.tornBytes, "byte behind the last whole unit", "bytes behind the last whole unit");
   notes.Count(recording.otherSfp, "unit of neither SFP", "units of neither SFP");
   notes.Count(recording.implausible, "unit with impossible contents left out",

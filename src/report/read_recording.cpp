@@ -101,6 +101,7 @@ void ReadRawData(const ReadOptions& options, const Observers& observers, Recordi
   }
   AddDamage(reader, time, recording);
   recording.tornBytes = reader.TornBytes();
+  recording.rawDataLost = recording.rawDataBytes - reader.End();
   walk.Finish();
   whole.Finish();
   recording.wildStamps = walk.WildStamps();

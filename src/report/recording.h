@@ -152,6 +152,7 @@ struct Recording {
   std::string rawDataFile;  ///< as the operating system opens it
   bool rawDataPresent = false;
   std::uint64_t rawDataBytes = 0;
+  std::uint64_t rawDataLost = 0;  ///< of these, bytes at the end that could not be read
 
   std::int64_t first = 0;         ///< first second with a record; 0 without records
   std::int64_t end = 0;           ///< first second behind the last record

@@ -248,6 +248,18 @@ bool WriteOutputs(const Work& work, const Judgement& judgement) {
   return WritePage(work, judgement) && good;
 }
 
+/// Could all of the raw data be read, and is it still there for all that was read again later?
+bool IsWholeRawData(const FileNames& names, const Recording& recording) {
+  if (!recording.rawDataPresent) return true;
+  InputFile file;
+  const bool isThere =
+      file.Open(names.rawData) && file.Size() >= static_cast<std::int64_t>(recording.rawDataBytes);
+  if (isThere && recording.rawDataLost == 0) return true;
+  PrintError(names.rawData +
+             (isThere ? " can't be read to its end" : " was cut off or removed while it was read"));
+  return false;
+}
+
 /// Tells which of the files are there and yet can't be read. Are there none?
 bool TellUnreadable(const FileNames& names, Recording& recording) {
   const auto look = [&](const std::string& name, bool read) {
@@ -280,6 +292,7 @@ int Report(Work& work) {
   const Judgement judgement = JudgeRecording(recording, watch, selfCheck, work.limits);
   good &= WriteMendedCopy(work);
   good &= WriteOutputs(work, judgement);
+  good &= IsWholeRawData(work.names, recording);
   return good ? ExitStatus(judgement.verdict) : statusOfErrors;
 }
 

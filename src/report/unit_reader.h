@@ -45,6 +45,9 @@ class UnitReader {
   std::vector<SkippedBytes> TakeSkipped();
   /// Bytes at the end that are no whole unit; at the end only.
   std::uint64_t TornBytes() const { return tornBytes_; }
+  /// Where reading ends: before the `end` that was asked for when the file has been cut off, or can't be
+  /// read.
+  std::uint64_t End() const { return end_; }
 
  private:
   static constexpr std::size_t unitSize = sizeof(RawDataUnit);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 
 #include "report/judge.h"
 #include "report/raw_data_pass.h"
@@ -377,6 +378,23 @@ TEST(RawData, WhatIsJudgedOutlivesManyMasters) {
     EXPECT_EQ(recording.masters[master].clockClass, time < begin + 4800 ? 6 : 248);
   }
   EXPECT_EQ(SecondsReader(recording).Read(begin + 4500, begin + 5000).differences.size(), 500);
+}
+
+TEST(RawData, TellsWhatWasCutOffWhileItRead) {
+  static std::string name;
+  constexpr std::uint64_t left = 10'000 * sizeof(RawDataUnit) * 17 / 10 + 100;
+  const RunFiles files;
+  name = files.Names().rawData;
+  const std::string bytes = BytesOf(MakeUnits(begin, begin + 10'000));
+  files.WriteRawData(bytes);
+  ReadOptions options;
+  options.progress = [](std::uint64_t, std::uint64_t) {
+    if (std::filesystem::file_size(name) > left) std::filesystem::resize_file(name, left);
+  };
+  const Recording recording = files.Read(options);
+  EXPECT_EQ(recording.rawDataLost, bytes.size() - left);
+  EXPECT_EQ(recording.units, 17'000);
+  EXPECT_THAT(RecordingNotes(recording), Contains(HasSubstr("could not be read")));
 }
 
 TEST(RawData, ARangeLeavesOutTheRest) {
