@@ -12,7 +12,7 @@ namespace kestrune::network {
 
 /// What the environment variables ZV_NET_… ask for.
 struct Configuration {
-  std::vector<std::string> interfaces;  ///< one or two, the first for SFP A
+  std::vector<std::string> interfaces;  ///< one or two, the first for SFP A; or alternative names of theirs
   std::uint8_t domainNumber = 127;      ///< 0 to 127
   bool passive = false;                 ///< sends nothing
   bool hardwareClock = false;           ///< the interface's clock stamps, not the system's

@@ -4,6 +4,7 @@
 #include <linux/rtnetlink.h>
 #include <linux/sockios.h>
 #include <net/if.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -31,12 +32,12 @@ ifreq RequestFor(const std::string& interface) {
   return request;
 }
 
-/// RTM_GETLINK for one interface by its name.
+/// RTM_GETLINK for one interface by its name or an alternative one.
 struct LinkRequest {
   nlmsghdr header;
   ifinfomsg link;
   rtattr nameHeader;
-  char name[IFNAMSIZ];
+  char name[128];  // as long as an alternative name may be, with its end
 };
 
 /// One of a link message's attributes; null when it isn't there or is shorter than `size`.
@@ -51,6 +52,8 @@ const void* FindAttribute(const ifinfomsg* link, unsigned short type, std::size_
 Link ReadLink(const ifinfomsg* info, std::size_t left) {
   Link link;
   link.index = static_cast<unsigned>(info->ifi_index);
+  const void* name = FindAttribute(info, IFLA_IFNAME, 1, left);
+  if (name != nullptr) link.name = static_cast<const char*>(name);
   link.carrier = (info->ifi_flags & IFF_UP) != 0 && (info->ifi_flags & IFF_RUNNING) != 0;
   if (const void* address = FindAttribute(info, IFLA_ADDRESS, link.macAddress.size(), left)) {
     std::memcpy(link.macAddress.data(), address, link.macAddress.size());
@@ -73,7 +76,7 @@ Link ReadLink(const ifinfomsg* info, std::size_t left) {
 }  // namespace
 
 std::optional<LinkWatch> LinkWatch::Open() {
-  Descriptor changes = OpenNetlink(RTMGRP_LINK);
+  Descriptor changes = OpenNetlink(RTMGRP_LINK | RTMGRP_IPV4_IFADDR);
   Descriptor requests = OpenNetlink(0);
   Descriptor device(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   if (!changes || !requests || !device) return std::nullopt;
@@ -97,19 +100,20 @@ bool LinkWatch::TakeChange() {
 
 std::optional<Link> LinkWatch::Read(const std::string& interface) const {
   LinkRequest request{};
-  request.header.nlmsg_len = sizeof request;
   request.header.nlmsg_type = RTM_GETLINK;
   request.header.nlmsg_flags = NLM_F_REQUEST;
   request.link.ifi_family = AF_UNSPEC;
-  request.nameHeader.rta_type = IFLA_IFNAME;
-  request.nameHeader.rta_len = RTA_LENGTH(sizeof request.name);
-  interface.copy(request.name, sizeof request.name - 1);
-  if (send(requests_.Number(), &request, sizeof request, 0) < 0) return std::nullopt;
+  const std::size_t size = interface.copy(request.name, sizeof request.name - 1) + 1;
+  request.nameHeader.rta_type = size <= IFNAMSIZ ? IFLA_IFNAME : IFLA_ALT_IFNAME;
+  request.nameHeader.rta_len = static_cast<unsigned short>(RTA_LENGTH(size));
+  request.header.nlmsg_len = static_cast<std::uint32_t>(offsetof(LinkRequest, name) + size);
+  if (send(requests_.Number(), &request, request.header.nlmsg_len, 0) < 0) return std::nullopt;
 
   alignas(nlmsghdr) char answer[16'384];
-  const ssize_t size = recv(requests_.Number(), answer, sizeof answer, 0);
+  const ssize_t received = recv(requests_.Number(), answer, sizeof answer, 0);
   const auto* header = reinterpret_cast<const nlmsghdr*>(answer);
-  if (size < 0 || !NLMSG_OK(header, static_cast<unsigned>(size)) || header->nlmsg_type != RTM_NEWLINK) {
+  if (received < 0 || !NLMSG_OK(header, static_cast<unsigned>(received)) ||
+      header->nlmsg_type != RTM_NEWLINK) {
     return std::nullopt;
   }
   const auto* info = static_cast<const ifinfomsg*>(NLMSG_DATA(header));
@@ -117,9 +121,12 @@ std::optional<Link> LinkWatch::Read(const std::string& interface) const {
   return ReadLink(info, header->nlmsg_len - NLMSG_LENGTH(sizeof *info));
 }
 
-bool LinkWatch::HasIpv4Address(const std::string& interface) const {
+std::optional<std::uint32_t> LinkWatch::Ipv4Address(const std::string& interface) const {
   ifreq request = RequestFor(interface);
-  return ioctl(device_.Number(), SIOCGIFADDR, &request) == 0;
+  if (ioctl(device_.Number(), SIOCGIFADDR, &request) != 0) return std::nullopt;
+  sockaddr_in address{};
+  std::memcpy(&address, &request.ifr_addr, sizeof address);
+  return address.sin_addr.s_addr;
 }
 
 std::uint32_t LinkWatch::Speed(const std::string& interface) const {

@@ -13,6 +13,7 @@ namespace kestrune::network {
 /// A network interface as it is now.
 struct Link {
   unsigned index = 0;
+  std::string name;      ///< of several the one by which the system calls it
   bool carrier = false;  ///< up, and something at the other end
   std::array<std::uint8_t, 6> macAddress{};
   // Since the interface came to be.
@@ -30,16 +31,19 @@ class LinkWatch {
   /// Fails when the system has no more sockets to give.
   static std::optional<LinkWatch> Open();
 
-  /// Returns when an interface has changed, or when so many nanoseconds have passed.
+  /// Returns when an interface or its address has changed, or when so many nanoseconds have passed.
   void WaitForChange(std::int64_t nanoseconds) const;
 
-  /// Whether an interface has changed since the last call.
+  /// Whether an interface or its address has changed since the last call.
   bool TakeChange();
 
-  /// None when there is no such interface.
+  /// None when there is no such interface. `interface` may be an alternative name of it.
   std::optional<Link> Read(const std::string& interface) const;
 
-  bool HasIpv4Address(const std::string& interface) const;
+  // By the name in `Link`.
+
+  /// The first of its addresses, as it stands in a packet; none when it has no IPv4 address.
+  std::optional<std::uint32_t> Ipv4Address(const std::string& interface) const;
 
   /// In Mbit/s; 0: unknown.
   std::uint32_t Speed(const std::string& interface) const;

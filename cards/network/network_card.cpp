@@ -37,8 +37,12 @@ std::variant<std::unique_ptr<NetworkCard>, Failure> NetworkCard::Open(const Conf
   std::string names;
   for (const auto& interface : card->interfaces_) {
     if (auto failure = interface->Begin(MonotonicNow())) return std::move(*failure);
+    if (interface->Name() == names) {
+      return Failure{ZV_E_INVALID_PARAMETER,
+                     "ZV_NET_INTERFACES names the network interface " + names + " twice"};
+    }
+    names += (names.empty() ? "" : ", ") + interface->Name();
   }
-  for (const std::string& name : configuration.interfaces) names += (names.empty() ? "" : ", ") + name;
   card->description_ = {.serialNumber = card->interfaces_.front()->MacAddress(),
                         .cardModel = "PTP network on " + names,
                         .wait = [self = card.get()](auto longest) { self->Wait(longest); }};

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <limits>
 #include <utility>
 
 #include "diag/result_codes.h"
+#include "kit/library.h"
 #include "network/clocks.h"
 #include "ptp/follower_record.h"
 
@@ -74,20 +76,24 @@ std::optional<Failure> NetworkInterface::Begin(std::int64_t now) {
 
 std::optional<Failure> NetworkInterface::Open(const Link& link) {
   Close();
-  if (!watch_.HasIpv4Address(name_)) {
+  const auto address = watch_.Ipv4Address(link.name);
+  if (!address) {
     return Failure{ZV_E_INVALID_IP_ADDRESS, "network interface " + name_ + " has no IPv4 address"};
   }
   const bool hardware = configuration_.hardwareClock;
   if (hardware) {
-    if (auto failure = SwitchHardwareStampsOn(name_)) return failure;
+    if (auto failure = SwitchHardwareStampsOn(link.name)) return failure;
   }
-  auto event = StampedSocket::Open({name_, link.index, eventPort, !configuration_.passive, hardware});
+  auto event =
+      StampedSocket::Open({link.name, link.index, *address, eventPort, !configuration_.passive, hardware});
   if (auto* failure = std::get_if<Failure>(&event)) return std::move(*failure);
-  auto general = StampedSocket::Open({name_, link.index, generalPort, false, false});
+  auto general = StampedSocket::Open({link.name, link.index, *address, generalPort, false, false});
   if (auto* failure = std::get_if<Failure>(&general)) return std::move(*failure);
   event_.emplace(std::move(std::get<StampedSocket>(event)));
   general_.emplace(std::move(std::get<StampedSocket>(general)));
   openIndex_ = link.index;
+  openName_ = link.name;
+  openAddress_ = address;
   return std::nullopt;
 }
 
@@ -101,7 +107,15 @@ void NetworkInterface::LookAtLink() {
   link_ = watch_.Read(name_);
   if (!link_) return Close();
   if (!wasThere || openIndex_ != link_->index) counted_ = *link_;
-  if (!general_ || openIndex_ != link_->index) Open(*link_);
+  if (!general_ || openIndex_ != link_->index || openAddress_ != watch_.Ipv4Address(link_->name)) {
+    failure_ = Open(*link_);
+  }
+}
+
+void NetworkInterface::TellFailure() {
+  const std::string text = Present() && failure_ ? failure_->text : "";
+  if (!text.empty() && text != told_) std::fprintf(stderr, "%s: %s\n", kit::libraryName, text.c_str());
+  told_ = text;
 }
 
 int NetworkInterface::Attend(std::int64_t now) {
@@ -151,6 +165,7 @@ int NetworkInterface::HearSome(StampedSocket& socket, std::int64_t now) {
 
 void NetworkInterface::CloseInterval(std::int64_t nanoseconds) {
   LookAtLink();
+  TellFailure();
   port_->Follower().EndInterval();
   ptp::FillRecord(Follower(), record_);
   record_.state = static_cast<std::int32_t>(State());
@@ -164,7 +179,7 @@ void NetworkInterface::EnterLink(std::int64_t nanoseconds) {
     const std::uint64_t octets = after > before ? after - before : 0;
     return static_cast<std::uint64_t>(std::llround(static_cast<double>(octets) / seconds));
   };
-  record_.linkSpeed = SpeedCode(watch_.Speed(name_));
+  record_.linkSpeed = SpeedCode(watch_.Speed(link.name));
   record_.linkTransmitRate = rate(counted_.octetsTransmitted, link.octetsTransmitted);
   record_.linkReceiveRate = rate(counted_.octetsReceived, link.octetsReceived);
   record_.linkPacketsTransmitted = link.packetsTransmitted;

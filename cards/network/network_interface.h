@@ -23,7 +23,7 @@ class NetworkInterface {
   /// Opens the interface, which must be there and ready, for the first time.
   std::optional<Failure> Begin(std::int64_t now);
 
-  /// Sees how the link is; opens an interface again that has been away.
+  /// Sees how the link is; opens an interface again that has been away or has another address.
   void LookAtLink();
 
   /// Hears what has come and asks for the delay when that is due. How many datagrams were heard.
@@ -32,7 +32,8 @@ class NetworkInterface {
   /// When it wants to be attended to next, at the latest.
   std::int64_t Deadline(std::int64_t now) const { return port_->Deadline(now, MaySend()); }
 
-  /// Ends a telemetry interval that was so long.
+  /// Ends a telemetry interval that was so long. An interface that is there and can't be heard is told on
+  /// standard error, once.
   void CloseInterval(std::int64_t nanoseconds);
 
   /// Of the last interval closed.
@@ -46,12 +47,16 @@ class NetworkInterface {
   bool Present() const { return link_.has_value(); }
   bool Carrier() const { return link_ && link_->carrier; }
 
+  /// By which the system calls it; from Begin on.
+  const std::string& Name() const { return openName_; }
+
   /// As texts have it, of 12 digits.
   const std::string& MacAddress() const { return macAddress_; }
 
  private:
   std::optional<Failure> Open(const Link& link);
   void Close();
+  void TellFailure();
   bool MaySend() const { return event_ && Carrier(); }
   int HearBoth(std::int64_t now);
   int HearSome(StampedSocket& socket, std::int64_t now);
@@ -59,11 +64,15 @@ class NetworkInterface {
 
   const Configuration& configuration_;
   const std::size_t sfp_;
-  const std::string name_;
+  const std::string name_;  ///< as it was asked for
   const LinkWatch& watch_;
 
   std::optional<Link> link_;  ///< none: there is no such interface now
-  unsigned openIndex_ = 0;    ///< of the interface that the sockets are on
+  unsigned openIndex_ = 0;    ///< of the interface that the sockets are on, as the next
+  std::string openName_;
+  std::optional<std::uint32_t> openAddress_;
+  std::optional<Failure> failure_;  ///< why they are not open
+  std::string told_;
   std::optional<StampedSocket> event_;
   std::optional<StampedSocket> general_;
   std::optional<PtpPort> port_;  ///< from Begin on

@@ -55,6 +55,7 @@ bool JoinGroup(int socket, const SocketSettings& settings) {
   ip_mreqn membership{};
   membership.imr_multiaddr = GroupAddress(settings.port).sin_addr;
   membership.imr_ifindex = static_cast<int>(settings.interfaceIndex);
+  membership.imr_address.s_addr = settings.address;
   return SetOption(socket, IPPROTO_IP, IP_ADD_MEMBERSHIP, membership) &&
          SetOption(socket, IPPROTO_IP, IP_MULTICAST_IF, membership) &&
          SetOption(socket, IPPROTO_IP, IP_MULTICAST_TTL, 1) &&

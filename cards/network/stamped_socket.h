@@ -32,7 +32,8 @@ struct Datagram {
 struct SocketSettings {
   std::string interface;
   unsigned interfaceIndex;
-  std::uint16_t port;  ///< UDP
+  std::uint32_t address;  ///< of the interface, as it stands in a packet: nothing is sent from another one
+  std::uint16_t port;     ///< UDP
   bool sends;
   bool hardwareStamps;  ///< what is sent isn't stamped without the hardware's
 };

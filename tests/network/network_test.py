@@ -88,11 +88,14 @@ class Mistakes(bed.NetworkTest):
         return self.program_as_nobody("list", interfaces, "list", **how, **pipes).communicate()
 
     def test_are_told_in_a_line(self):
-        self.assertIn("S/N=020000000010 Card model: PTP network on f0, f1\n", self.told("f0,f1")[0])
+        bed.ip("-n follower link property add dev f0 altname an-alternative-name")
+        alternative = self.told("an-alternative-name,f1")[0]
+        self.assertIn("S/N=020000000010 Card model: PTP network on f0, f1\n", alternative)
         bed.ip("-n follower address flush dev f1")
         held = "import socket; held = socket.socket(type=socket.SOCK_DGRAM); held.bind(('', 320)); print(); input()"
         for interfaces, code, line, how in (
             ("f9", "DEVICE_NOT_PRESENT", "there is no network interface f9", {}),
+            ("an-alternative-name,f0", "INVALID_PARAMETER", "the network interface f0 twice", {}),
             ("lo", "INVALID_PARAMETER", "lo has no MAC address", {}),
             ("f0,f1", "INVALID_IP_ADDRESS", "f1 has no IPv4 address", {}),
             ("f0", "INVALID_PARAMETER", "no clock that stamps", {"environment": {"ZV_NET_CLOCK": "phc"}}),

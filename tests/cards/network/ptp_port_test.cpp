@@ -104,10 +104,9 @@ TEST(Configuration, TellsWhatIsWrong) {
 
   for (const auto& [name, value] :
        std::multimap<std::string, std::string>{{"ZV_NET_INTERFACES", ""},
-                                               {"ZV_NET_INTERFACES", "a,a"},
                                                {"ZV_NET_INTERFACES", "a,"},
                                                {"ZV_NET_INTERFACES", "a,b,c"},
-                                               {"ZV_NET_INTERFACES", "a23456789012345x"},
+                                               {"ZV_NET_INTERFACES", std::string(128, 'a')},
                                                {"ZV_NET_DOMAIN", "128"},
                                                {"ZV_NET_DOMAIN", "-1"},
                                                {"ZV_NET_DOMAIN", "1 "},
