@@ -6,34 +6,35 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-
-#include "seeds.h"
+#include <fstream>
+#include <string>
+#include <vector>
 
 namespace kestrune::network {
 namespace {
 
+using Octets = std::vector<std::uint8_t>;
 using Texts = std::vector<std::string>;
 
-constexpr const char* seeds[] = {"two_step", "one_step", "peer_delay", "management", "metadata"};
+/// What ptp4l has sent, and a few messages that it never sends.
+const std::string ownCapture = KESTRUNE_SOURCE_FOLDER "/tests/cards/network/messages.pcap";
 
-/// As packets of UDP over IPv4 in a capture file.
-void WriteCapture(const std::string& path, const std::vector<Octets>& datagrams) {
-  std::ofstream file(path, std::ios::binary);
-  const auto word = [&](std::uint32_t value) {
-    for (int octet = 0; octet < 4; ++octet) file.put(static_cast<char>(value >> (8 * octet)));
+/// The PTP messages in a capture of Ethernet frames, as a little-endian machine has written it.
+std::vector<Octets> ReadCapture(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  Octets header(24);
+  std::vector<Octets> datagrams;
+  const auto read = [&](Octets& octets) {
+    return file.read(reinterpret_cast<char*>(octets.data()), static_cast<std::streamsize>(octets.size()))
+        .good();
   };
-  for (const std::uint32_t value : {0xA1B2C3D4U, 0x00040002U, 0U, 0U, 65535U, 101U}) word(value);
-  for (const Octets& datagram : datagrams) {
-    const auto size = static_cast<std::uint8_t>(datagram.size() + 28);  // of these seeds, below 256
-    const auto udpSize = static_cast<std::uint8_t>(datagram.size() + 8);
-    for (const std::uint32_t value : {0U, 0U, std::uint32_t{size}, std::uint32_t{size}}) word(value);
-    const Octets headers{0x45, 0, 0,   size, 0, 0,   0, 0,  1, 17, 0, 0,       10, 0,
-                         0,    1, 224, 0,    1, 129, 1, 64, 1, 64, 0, udpSize, 0,  0};
-    for (const Octets& part : {headers, datagram}) {
-      file.write(reinterpret_cast<const char*>(part.data()), static_cast<std::streamsize>(part.size()));
-    }
+  for (read(header), header.resize(16); read(header);) {
+    Octets frame(header[8] + 256U * header[9]);  // below 64 kB
+    if (!read(frame)) break;
+    const bool isIpv4 = frame.at(12) == 0x08 && frame.at(13) == 0x00;
+    datagrams.emplace_back(frame.begin() + (isIpv4 ? 14 + 4 * (frame[14] & 0xF) + 8 : 14), frame.end());
   }
+  return datagrams;
 }
 
 /// What tcpdump says of each packet of a capture file.
@@ -89,71 +90,38 @@ Texts Pieces(const Message& message) {
   return pieces;
 }
 
-void ExpectRead(const std::vector<Octets>& datagrams, const Texts& lines) {
-  ASSERT_FALSE(datagrams.empty());
-  ASSERT_EQ(lines.size(), datagrams.size());
-  for (std::size_t place = 0; place < lines.size(); ++place) {
-    const auto message = Decode(datagrams[place]);
-    ASSERT_TRUE(message) << lines[place];
-    for (const std::string& piece : Pieces(*message)) EXPECT_THAT(lines[place], testing::HasSubstr(piece));
-  }
-}
-
-TEST(Wire, ReadsMessagesAsTcpdumpDoes) {
-  if (std::system("tcpdump --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "tcpdump isn't installed";
-  for (const char* const seed : seeds) {
-    SCOPED_TRACE(seed);
-    const auto datagrams = ReadSeed(seed);
-    const std::string path = testing::TempDir() + "kestrune_" + seed + ".pcap";
-    WriteCapture(path, datagrams);
-    const auto lines = Describe(path);
-    std::remove(path.c_str());
-    ExpectRead(datagrams, lines);
-  }
-}
-
-/// The PTP messages in a capture of Ethernet frames, as a little-endian machine has written it.
-std::vector<Octets> ReadCapture(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  Octets header(24);
-  std::vector<Octets> datagrams;
-  const auto read = [&](Octets& octets) {
-    return file.read(reinterpret_cast<char*>(octets.data()), static_cast<std::streamsize>(octets.size()))
-        .good();
-  };
-  for (read(header), header.resize(16); read(header);) {
-    Octets frame(header[8] + 256U * header[9]);  // below 64 kB
-    if (!read(frame)) break;
-    const bool isIpv4 = frame.at(12) == 0x08 && frame.at(13) == 0x00;
-    datagrams.emplace_back(frame.begin() + (isIpv4 ? 14 + 4 * (frame[14] & 0xF) + 8 : 14), frame.end());
-  }
-  return datagrams;
-}
-
-/// KESTRUNE_CAPTURES names a folder of them, each with tcpdump's text beside it: tcpdump's sources have some.
+/// KESTRUNE_CAPTURES names a folder of more: tcpdump's sources have some.
 TEST(Wire, ReadsCapturesAsTcpdumpDoes) {
-  const char* const folder = std::getenv("KESTRUNE_CAPTURES");
-  if (folder == nullptr) GTEST_SKIP() << "KESTRUNE_CAPTURES names no folder";
-  for (const char* const name : {"ptp", "ptp_corrections", "ptp_ethernet"}) {
-    SCOPED_TRACE(name);
-    const auto path = std::filesystem::path(folder) / name;
-    std::ifstream text(path.string() + ".out");
-    Texts lines;
-    for (std::string line; std::getline(text, line);) lines.push_back(line);
-    ExpectRead(ReadCapture(path.string() + ".pcap"), lines);
+  if (std::system("tcpdump --version >/dev/null 2>&1") != 0) GTEST_SKIP() << "tcpdump isn't installed";
+  Texts paths{ownCapture};
+  if (const char* const folder = std::getenv("KESTRUNE_CAPTURES")) {
+    for (const char* const name : {"ptp", "ptp_corrections", "ptp_ethernet"}) {
+      paths.push_back(folder + Text("/%s.pcap", name));
+    }
+  }
+  for (const std::string& path : paths) {
+    SCOPED_TRACE(path);
+    const auto datagrams = ReadCapture(path);
+    const auto lines = Describe(path);
+    ASSERT_FALSE(datagrams.empty());
+    ASSERT_EQ(lines.size(), datagrams.size());
+    for (std::size_t place = 0; place < lines.size(); ++place) {
+      const auto message = Decode(datagrams[place]);
+      ASSERT_TRUE(message) << lines[place];
+      for (const std::string& piece : Pieces(*message)) EXPECT_THAT(lines[place], testing::HasSubstr(piece));
+    }
   }
 }
 
 TEST(Wire, RefusesWhatIsCutShortOrNonsense) {
-  for (const char* const seed : seeds) {
-    for (const Octets& datagram : ReadSeed(seed)) {
-      for (std::size_t size = 0; size < datagram.size(); ++size) {
-        EXPECT_FALSE(Decode(std::span(datagram).first(size)));
-      }
+  const auto datagrams = ReadCapture(ownCapture);
+  for (const Octets& datagram : datagrams) {
+    for (std::size_t size = 0; size < datagram.size(); ++size) {
+      EXPECT_FALSE(Decode(std::span(datagram).first(size)));
     }
   }
-  const auto decodes = [announce = ReadSeed("metadata").front()](std::size_t octet, std::uint8_t value) {
-    Octets changed = announce;
+  const auto decodes = [&](std::size_t octet, std::uint8_t value) {
+    Octets changed = datagrams.front();  // an Announce
     changed.at(octet) = value;
     return Decode(changed).has_value();
   };
