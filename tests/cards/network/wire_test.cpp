@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -22,17 +23,13 @@ const std::string ownCapture = KESTRUNE_SOURCE_FOLDER "/tests/cards/network/mess
 /// The PTP messages in a capture of Ethernet frames, as a little-endian machine has written it.
 std::vector<Octets> ReadCapture(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
-  Octets header(24);
+  const Octets all{std::istreambuf_iterator<char>(file), {}};
   std::vector<Octets> datagrams;
-  const auto read = [&](Octets& octets) {
-    return file.read(reinterpret_cast<char*>(octets.data()), static_cast<std::streamsize>(octets.size()))
-        .good();
-  };
-  for (read(header), header.resize(16); read(header);) {
-    Octets frame(header[8] + 256U * header[9]);  // below 64 kB
-    if (!read(frame)) break;
-    const bool isIpv4 = frame.at(12) == 0x08 && frame.at(13) == 0x00;
-    datagrams.emplace_back(frame.begin() + (isIpv4 ? 14 + 4 * (frame[14] & 0xF) + 8 : 14), frame.end());
+  for (auto at = all.begin() + 24; at < all.end();) {
+    const auto frame = at + 16;
+    at = frame + at[8] + 256 * at[9];  // below 64 kB
+    const bool isIpv4 = frame[12] == 0x08 && frame[13] == 0x00;
+    datagrams.emplace_back(frame + (isIpv4 ? 14 + 4 * (frame[14] & 0xF) + 8 : 14), at);
   }
   return datagrams;
 }

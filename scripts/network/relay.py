@@ -3,8 +3,8 @@
     relay.py NEAR FAR
 
 NEAR lies towards the master, FAR towards the follower. A line on standard input is a JSON object of SETTINGS that hold
-from then on; the line that answers it counts what was done since the one before, and how many Syncs and Delay_Reqs a
-busy machine made late.
+from then on; the line that answers it counts what was done since the one before, and, if it was to be exact, how
+many Syncs and Delay_Reqs left late.
 """
 
 import collections
@@ -31,9 +31,9 @@ SETTINGS = {
     "tai": 0,  # s that the master's time is ahead of its UTC
     "one_step": False,
     "transparent": False,
+    "exact": False,  # to microseconds, for which a processor is kept busy; else late by what it takes to wake up
 }
 SYNC, DELAY_REQ, FOLLOW_UP, DELAY_RESP, ANNOUNCE = 0, 1, 8, 9, 11
-AWAKE, DEAF = 300_000, 20_000  # ns before a frame is due: not asleep any more, not listening any more
 LATE = 20_000  # ns after it was due
 OVERTAKEN = 200_000_000  # ns that a Sync comes late so that others overtake it
 
@@ -122,20 +122,23 @@ class Relay:
         heapq.heappush(self.queue, (arrival + round(residence), next(self.serial), out, frame, event, arrival))
 
     def send_due(self):
-        while self.queue and self.queue[0][0] - time.time_ns() < DEAF:
+        while self.queue and self.queue[0][0] <= (now := time.time_ns()):
             due, _, out, frame, event, arrival = heapq.heappop(self.queue)
-            while (now := time.time_ns()) < due:
-                pass
-            self.done["late"] += bool(event) and now > due + LATE
+            self.done["late"] += self.settings["exact"] and bool(event) and now > due + LATE
             if event and self.settings["transparent"]:
                 add(frame, event + 8, ">q", now - arrival << 16)
             with contextlib.suppress(OSError):  # the interface is down
                 out.send(frame)
 
+    def wait(self):
+        """In seconds, for the next frame; None: there is none to send."""
+        if self.settings["exact"]:
+            return 0
+        return max(0, self.queue[0][0] - time.time_ns()) / 10**9 if self.queue else None
+
     def run(self):
         while True:
-            wait = max(0, self.queue[0][0] - AWAKE - time.time_ns()) / 10**9 if self.queue else None
-            for source in select.select([self.near, self.far, sys.stdin], [], [], wait)[0]:
+            for source in select.select([self.near, self.far, sys.stdin], [], [], self.wait())[0]:
                 if source is sys.stdin:
                     self.settings = {**SETTINGS, **json.loads(sys.stdin.readline())}
                     print(json.dumps(self.done), flush=True)
