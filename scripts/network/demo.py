@@ -23,6 +23,7 @@ def watch(program):
     network = bed.Bed()
     network.make(pathlib.Path.cwd())
     impair = network.relay("f1")
+    impair(down=500, up=500)
     tell(0, "Kestrune starts to listen, and hears nothing")
     network.start("follower", "kestrune", program, "run", "-f=netdemo")
     tell(3, "two grandmasters start, gm1 the better one")
@@ -36,10 +37,10 @@ def watch(program):
     network.kill("gm1")
     tell(70, "gm1 is back")
     network.grandmaster("gm1", 10)
-    tell(90, "to SFP B it takes 1 ms longer than back: its offset seems to be 500 µs more, SFP A's stays")
-    impair(down=1000)
-    tell(105, "as it was")
-    impair()
+    tell(90, "the way to SFP B becomes 1 ms longer than the way back, so that its clock seems to be 500 µs ahead")
+    impair(down=1500, up=500)
+    tell(105, "and is as it was")
+    impair(down=500, up=500)
     tell(120, "the end")
 
 

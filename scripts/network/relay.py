@@ -139,12 +139,14 @@ class Relay:
     def run(self):
         while True:
             for source in select.select([self.near, self.far, sys.stdin], [], [], self.wait())[0]:
-                if source is sys.stdin:
-                    self.settings = {**SETTINGS, **json.loads(sys.stdin.readline())}
+                if source is not sys.stdin:
+                    self.receive(source)
+                elif line := sys.stdin.readline():
+                    self.settings = {**SETTINGS, **json.loads(line)}
                     print(json.dumps(self.done), flush=True)
                     self.done.clear()
                 else:
-                    self.receive(source)
+                    return
             self.send_due()
 
 
