@@ -169,6 +169,8 @@ class Impaired(network.NetworkTest):
         self.measure()
 
     def measure(self):
+        if os.cpu_count() < 2:
+            self.skipTest("the relay needs a processor of its own to be exact")
         plain, self.unimpaired = self.observe(**self.EVEN)
         for name, settings, *imposed in (  # shifts of offset and path delay, in µs
             ("uneven", {"down": 300, "up": 100}, 100, -400),
