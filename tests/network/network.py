@@ -1,6 +1,5 @@
 """The program under test on a PTP network inside this machine, with the rights of nobody, and what it leaves there."""
 
-import collections
 import os
 import pathlib
 import re
@@ -14,7 +13,7 @@ import unittest
 ROOT = pathlib.Path(__file__).parents[2]
 sys.path += [str(ROOT / "scripts" / "network"), str(ROOT / "tests" / "program")]
 import bed  # noqa: E402
-from kestrune import PROGRAM, ProgramTest  # noqa: E402
+from kestrune import PROGRAM, ProgramTest, held  # noqa: E402
 
 NETWORK_CARD = os.environ["KESTRUNE_NETWORK_CARD"]
 SKIPPED = 77
@@ -33,10 +32,6 @@ def wait_until(condition, seconds=10):
         assert time.monotonic() < end, f"not within {seconds} s"
         time.sleep(0.005)
     return time.monotonic(), given
-
-
-# Memory in kB, and processor time in seconds.
-Held = collections.namedtuple("Held", "resident anonymous files threads used")
 
 
 class Record:
@@ -82,13 +77,7 @@ class NetworkTest(ProgramTest, bed.Bed):
         wait_until(lambda: sum(len(record.samples("offset")) for record in self.records(0, prefix)) > 4)
 
     def held(self):
-        """By the program, since it started."""
-        process = pathlib.Path("/proc", str(self.processes["ptpLog"].pid))
-        status = dict(line.split(":", 1) for line in (process / "status").read_text().splitlines())
-        resident, anonymous = (int(status[name].split()[0]) for name in ("VmRSS", "RssAnon"))
-        ticks = (process / "stat").read_text().rsplit(") ")[1].split()[11:13]
-        used = sum(map(int, ticks)) / os.sysconf("SC_CLK_TCK")
-        return Held(resident, anonymous, len(os.listdir(process / "fd")), int(status["Threads"]), used)
+        return held(self.processes["ptpLog"].pid)
 
     def said(self, name, what):
         """The lines in which a ptp4l said this, with their monotonic times."""

@@ -3,6 +3,7 @@
 The environment variable KESTRUNE_PROGRAM names the program: a path, or several words for one that runs under Wine.
 """
 
+import collections
 import datetime
 import json
 import os
@@ -145,6 +146,19 @@ def parse_events(text):
         assert text[at] == "\n", "torn document"
         at += 1
     return events
+
+
+# By a process: memory in kB, and the processor time in seconds since it started.
+Held = collections.namedtuple("Held", "resident anonymous files threads used")
+
+
+def held(pid):
+    process = pathlib.Path("/proc", str(pid))
+    status = dict(line.split(":", 1) for line in (process / "status").read_text().splitlines())
+    resident, anonymous = (int(status[name].split()[0]) for name in ("VmRSS", "RssAnon"))
+    ticks = (process / "stat").read_text().rsplit(") ")[1].split()[11:13]
+    used = sum(map(int, ticks)) / os.sysconf("SC_CLK_TCK")
+    return Held(resident, anonymous, len(os.listdir(process / "fd")), int(status["Threads"]), used)
 
 
 def local_time(epoch):
