@@ -16,6 +16,7 @@ import json
 import os
 import random
 import select
+import signal
 import socket
 import struct
 import sys
@@ -151,6 +152,7 @@ class Relay:
 
 
 gc.disable()
+signal.signal(signal.SIGINT, signal.SIG_DFL)  # its end is no news
 with contextlib.suppress(PermissionError):  # in a user's namespace; medians stand it
     os.sched_setscheduler(0, os.SCHED_FIFO, os.sched_param(10))
 Relay(*map(open_interface, sys.argv[1:])).run()
