@@ -1,6 +1,7 @@
 #include "report/level_packer.h"
 
 #include <algorithm>
+#include <array>
 #include <span>
 #include <thread>
 
@@ -12,7 +13,8 @@ namespace {
 
 constexpr std::size_t secondsPerChunk = 4 * 3600;
 constexpr std::size_t wideRowsPerChunk = 2880;  // two days of minutes
-constexpr std::int64_t longestRead = 2 * 3600;
+constexpr std::int64_t longestRead = 3600;
+constexpr std::size_t readers = 2;         // beside the packing thread, which often waits for them
 constexpr std::int64_t readThrough = 200;  // seconds that are sooner read than skipped
 
 /// The part of a rising series that lies in [from, to).
@@ -33,14 +35,19 @@ Seconds PartOf(const std::vector<Bucket>& sfpA, const std::vector<Bucket>& sfpB,
   return part;
 }
 
-/// How many of these parts lie so near to each other that they are read in one go.
-std::size_t CountReadTogether(std::span<const Stretch> parts) {
-  std::size_t count = 1;
-  while (count < parts.size() && parts[count].from - parts[count - 1].to <= readThrough &&
-         parts[count].to - parts[0].from <= longestRead) {
-    ++count;
+/// Parts that lie so near to each other that they are read in one go.
+std::vector<std::span<const Stretch>> ReadTogether(std::span<const Stretch> parts) {
+  std::vector<std::span<const Stretch>> groups;
+  while (!parts.empty()) {
+    std::size_t count = 1;
+    while (count < parts.size() && parts[count].from - parts[count - 1].to <= readThrough &&
+           parts[count].to - parts[0].from <= longestRead) {
+      ++count;
+    }
+    groups.push_back(parts.first(count));
+    parts = parts.subspan(count);
   }
-  return count;
+  return groups;
 }
 
 }  // namespace
@@ -148,29 +155,28 @@ PageLevel PackSideLevel(const Recording& recording, const SideSeries& side, std:
 PageLevel PackParts(const Recording& recording, const std::vector<Stretch>& parts, std::int64_t width,
                     int perNanosecond) {
   LevelPacker packer(recording.base, width, perNanosecond, secondsPerChunk);
-  struct Batch {
-    std::span<const Stretch> parts;
-    Seconds seconds;
-  };
-  HandOver<Batch> handOver;
-  std::thread thread([&] {
-    SecondsReader reader(recording);
-    Batch batch;
-    for (std::span<const Stretch> left = parts; !left.empty();) {
-      batch.parts = left.first(CountReadTogether(left));
-      reader.Read(batch.parts.front().from, batch.parts.back().to, batch.seconds);
-      left = left.subspan(batch.parts.size());
-      handOver.Put(batch);
-    }
-    handOver.End();
-  });
-  Batch batch;
-  while (handOver.Take(batch)) {
-    const auto& [a, b] = batch.seconds.sfp;
-    for (const Stretch& part : batch.parts)
-      packer.Add(part.from, part.to, PartOf(a, b, batch.seconds.differences, part.from, part.to));
+  const std::vector<std::span<const Stretch>> groups = ReadTogether(parts);
+  std::array<HandOver<Seconds>, readers> handOvers;
+  std::array<std::thread, readers> threads;
+  for (std::size_t k = 0; k < readers; ++k) {
+    threads[k] = std::thread([&, k] {
+      SecondsReader reader(recording);
+      Seconds seconds;
+      for (std::size_t i = k; i < groups.size(); i += readers) {
+        reader.Read(groups[i].front().from, groups[i].back().to, seconds);
+        handOvers[k].Put(seconds);
+      }
+    });
   }
-  thread.join();
+  std::array<Seconds, readers> read;
+  for (std::size_t i = 0; i < groups.size(); ++i) {
+    Seconds& seconds = read[i % readers];
+    handOvers[i % readers].Take(seconds);
+    const auto& [a, b] = seconds.sfp;
+    for (const Stretch& part : groups[i])
+      packer.Add(part.from, part.to, PartOf(a, b, seconds.differences, part.from, part.to));
+  }
+  for (std::thread& thread : threads) thread.join();
   return packer.Finish();
 }
 
