@@ -16,8 +16,9 @@ constexpr std::int64_t quarter = 900;
 class RecordedRun {
  public:
   /// Each period's last record comes `late` seconds behind the line's time, or before it; the third one is
-  /// `longer` by some seconds, and the fourth is shorter.
-  explicit RecordedRun(std::int64_t periods, std::int64_t late = 0, std::int64_t longer = 0) {
+  /// `longer` by some seconds, and the fourth is shorter. The SFPs are `apart` seconds from their master.
+  explicit RecordedRun(std::int64_t periods, std::int64_t late = 0, std::int64_t longer = 0,
+                       std::int32_t apart = 0) {
     recording.periodLines.present = true;
     recording.eventLog.starts = {begin};
     std::array<PeriodAccumulator, sfpCount> sums;
@@ -25,7 +26,7 @@ class RecordedRun {
     std::int64_t end = begin + quarter;
     for (std::int64_t time = begin; time < begin + periods * quarter + 60; ++time) {
       for (std::uint8_t sfp = 0; sfp < sfpCount; ++sfp) {
-        units.push_back(MakeUnit(time, sfp));
+        units.push_back(MakeUnit(time, sfp, apart));
         const auto sample = MakePerformanceSample(units.back().record.performanceMonitoring);
         AccumulatePerformanceSample(sample, sums[sfp]);
         AccumulatePerformanceSample(sample, days[sfp]);
@@ -53,14 +54,14 @@ class RecordedRun {
   std::vector<RawDataUnit> units;
 
  private:
-  static RawDataUnit MakeUnit(std::int64_t time, std::uint8_t sfp) {
+  static RawDataUnit MakeUnit(std::int64_t time, std::uint8_t sfp, std::int32_t apart) {
     RawDataUnit unit{};
     unit.epochTime = time;
     unit.record.sfp = sfp;
     PerformanceMonitoring& pm = unit.record.performanceMonitoring;
     const auto value = static_cast<std::int32_t>(time % 97 - 40 + sfp);
     pm.numberOfSyncSinceLastTelemetry = 8;
-    pm.offsetFromMaster = {{0, 8 * value}, {0, value - 30}, {0, value + 30}, {0, 900}};
+    pm.offsetFromMaster = {{8 * apart, 8 * value}, {apart, value - 30}, {apart, value + 30}, {0, 900}};
     pm.numberOfDelayRespSinceLastTelemetry = 7;
     pm.meanPathDelay = {{0, 7 * 1850}, {0, 1800 - value}, {0, 1900 + value}, {0, 700}};
     return unit;
@@ -78,6 +79,12 @@ TEST(SelfCheck, AgreesWhereverThePeriodsLastRecordWas) {
     EXPECT_EQ(check.Differing() + check.NotCompared(), 0U);
     EXPECT_TRUE(check.WithoutLine().empty());
   }
+}
+
+TEST(SelfCheck, AgreesWhereSumsAreRounded) {
+  const SelfCheck check = RecordedRun(5, 0, 0, -100'000'000).Check();
+  EXPECT_EQ(check.Agreeing(), 10U);
+  EXPECT_EQ(check.Differing(), 0U);
 }
 
 TEST(SelfCheck, TellsWhichFigureDiffersAndRecovers) {
