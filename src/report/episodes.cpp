@@ -158,12 +158,12 @@ bool IsWorse(const Episode& left, const Episode& right) {
 void Finish(Episode& episode, const Limits& limits) {
   std::stable_sort(episode.findings.begin() + 1, episode.findings.end(), CauseFirst);
   JoinSfps(episode.findings);
-  // What is known by the minute doesn't tell when it began.
+  // What is known by the minute doesn't tell in which second of it it began.
   std::int64_t from = INT64_MAX;
   for (const Finding& finding : episode.findings) {
     if (!KnownByTheMinute(finding.cause)) from = std::min(from, finding.from);
   }
-  if (from != INT64_MAX) episode.from = from;
+  if (from - episode.from <= nearByTheMinute) episode.from = from;
   episode.weight = 0;
   for (const Finding& finding : episode.findings) {
     // The worst severity decides the rank; the weight is of what has it.

@@ -190,6 +190,18 @@ TEST(Episodes, AreOfTheirOwnForWhatAMasterTells) {
   }
 }
 
+TEST(Episodes, BeginWithWhatIsKnownByTheMinute) {
+  Scene scene;
+  scene.Play(7200, [](std::int64_t i, SceneSecond& now) {
+    if (i >= 1800 && i < 3600) now.sfp[0].path = 3000;
+    if (i >= 3590 && i < 3600) now.sfp[0].state = 9;
+  });
+  const auto& episodes = scene.Judge().episodes;
+  EXPECT_TRUE(std::ranges::any_of(episodes, [](const Episode& episode) {
+    return episode.from == Scene::begin + 1800 && episode.to >= Scene::begin + 3600;
+  }));
+}
+
 TEST(Episodes, StayFewWithAHundredThousandChanges) {
   Scene scene;
   scene.Play(200'000, [](std::int64_t i, SceneSecond& now) {
