@@ -147,6 +147,10 @@ void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
   timed.master = state.master;
   const int sfp = record.sfp;
   state.retimer.Commit(unit.epochTime, [&](TimedRecord& settled) { listener_.OnSecond(sfp, settled); });
+  // One that has fallen silent keeps nothing back for which the other's seconds would have to wait.
+  const int other = 1 - sfp;
+  sfps_[static_cast<std::size_t>(other)].retimer.LetGo(
+      unit.epochTime - longestKept, [&](TimedRecord& settled) { listener_.OnSecond(other, settled); });
 }
 
 void RecordWalk::Finish() {

@@ -65,7 +65,9 @@ class RecordWalk {
 
   static constexpr std::int64_t near = 60;  ///< seconds; a stamp further from the one before needs company
   static constexpr std::int64_t pause = 3600;
-  static constexpr std::size_t company = 64;     ///< units of about the same time
+  static constexpr std::int64_t longestKept =
+      90;                                     ///< seconds that an SFP's records may wait behind the other's
+  static constexpr std::size_t company = 64;  ///< units of about the same time
   static constexpr std::size_t lessCompany = 8;  ///< within `pause`, at the beginning and at the end
   static constexpr std::uint64_t unitsToRemember = 32;
   static constexpr std::uint64_t unitsPerCheckpoint = 128;

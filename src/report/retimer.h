@@ -37,6 +37,7 @@ class Retimer {
     if (batch_ > 0 && stamp != stamp_) {
       Settle();  // which leaves the slot where it is
       Drain(keep, emit);
+      LetGo(stamp_ - minute, emit);
     }
     if (batch_ == 0 && last_ != noTime && stamp < last_ - backward) {
       Drain(0, emit);
@@ -47,6 +48,13 @@ class Retimer {
       Settle();
       Drain(keep, emit);
     }
+  }
+
+  /// Lets those go that have a second before `time`.
+  template <typename Emit>
+  void LetGo(std::int64_t time, Emit emit) {
+    if (batch_ > 0 && stamp_ < time) Settle();
+    while (held_ > 0 && TimeOf(0) < time) Drain(held_ - 1, emit);
   }
 
   /// Lets all go that are held. What follows goes on behind them.
@@ -67,6 +75,7 @@ class Retimer {
  private:
   static constexpr std::size_t capacity = 256;
   static constexpr std::size_t keep = 60;
+  static constexpr std::int64_t minute = 60;
   static constexpr std::int64_t backward = 5;
 
   void Settle();

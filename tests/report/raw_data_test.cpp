@@ -380,6 +380,32 @@ TEST(RawData, WhatIsJudgedOutlivesManyMasters) {
   EXPECT_EQ(SecondsReader(recording).Read(begin + 4500, begin + 5000).differences.size(), 500);
 }
 
+/// How far one SFP's seconds were behind the other's.
+class Lag : public SecondObserver {
+ public:
+  void OnSecond(int sfp, const Bucket& second, std::int32_t /*state*/, std::int32_t /*master*/) override {
+    newest_[static_cast<std::size_t>(sfp)] = second.start;
+    most = std::max(most, newest_[static_cast<std::size_t>(1 - sfp)] - second.start);
+  }
+  std::int64_t most = 0;
+
+ private:
+  std::array<std::int64_t, sfpCount> newest_{};
+};
+
+TEST(RawData, SecondsOfAnSfpWithHolesDontComeLate) {
+  std::vector<RawDataUnit> units;
+  for (std::int64_t i = 0; i < 2000; ++i) {
+    units.push_back(MakeUnit(begin + i, 0));
+    if (i < 1000 && i % 5 == 0) units.push_back(MakeUnit(begin + i, 1));
+  }
+  const RunFiles files;
+  files.WriteRawData(BytesOf(units));
+  Lag lag;
+  files.Read({}, {{}, {&lag}});
+  EXPECT_LE(lag.most, 100);
+}
+
 TEST(RawData, TellsWhatWasCutOffWhileItRead) {
   static std::string name;
   constexpr std::uint64_t left = 10'000 * sizeof(RawDataUnit) * 17 / 10 + 100;
