@@ -17,7 +17,7 @@ struct Run {
 /// A value that changes with time. Holds at most `limit` runs; changes beyond are counted only.
 class Runs {
  public:
-  static constexpr std::size_t limit = 400'000;
+  static constexpr std::size_t limit = 250'000;
 
   /// From `time` on the value is this. Times of rising order; one before the last run's is taken for the last
   /// run's.
