@@ -273,6 +273,25 @@ void SelfCheck::Finish() {
                         chains[quarter].last + 1);
     }
   }
+  SpareClockSteps();
+}
+
+/// Did the recorder's clock step within this stretch, or go through it again?
+bool SelfCheck::HasClockStep(const Stretch& stretch) const {
+  return std::ranges::any_of(recording_->clockSteps, [&](const ClockStep& step) {
+    const auto [from, to] = std::minmax({step.at, step.at + step.by});
+    return to >= stretch.from - margin && from <= stretch.to + margin;
+  });
+}
+
+/// Where the clock steps, time stamps don't tell to which period a record belongs.
+void SelfCheck::SpareClockSteps() {
+  const std::size_t spared = std::erase_if(differences_, [&](const Difference& difference) {
+    return HasClockStep({difference.time - difference.minutes * std::int64_t{60}, difference.time});
+  });
+  differing_ -= spared;
+  notCompared_ += spared;
+  std::erase_if(withoutLine_, [&](const Unsummed& unsummed) { return HasClockStep(unsummed.stretch); });
 }
 
 void SelfCheck::Report(const PeriodLine& line, const PeriodResults& computed) {

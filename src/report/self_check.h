@@ -33,7 +33,8 @@ class SelfCheck : public UnitObserver {
 
   Stretch Together(int sfp, std::int64_t stamp) const override;
   void OnUnits(int sfp, const UnitSums& sums) override;
-  /// Judges the lines that no later record has closed; call it once, behind the last unit.
+  /// Judges the lines that no later record has closed, and spares those around steps of the recorder's clock;
+  /// call it once, behind the last unit, when the recording is complete.
   void Finish();
 
   std::uint64_t Agreeing() const { return agreeing_; }
@@ -83,6 +84,8 @@ class SelfCheck : public UnitObserver {
   bool IsWithinRange(const PeriodLine& line) const;
   void EndPeriod(Chain& chain, bool agrees);
   void Report(const PeriodLine& line, const PeriodResults& computed);
+  bool HasClockStep(const Stretch& stretch) const;
+  void SpareClockSteps();
   void ReportWithoutLine(int sfp, std::int64_t from, std::int64_t to);
 
   const Recording* recording_;

@@ -131,6 +131,18 @@ TEST(SelfCheck, TellsWhichFigureDiffersAndRecovers) {
               HasSubstr("Sync messages: 7\u202f200 in the line, 7\u202f120 in the raw data"));
 }
 
+TEST(SelfCheck, SparesWhatAStepOfTheClockIsIn) {
+  RecordedRun run(6);
+  auto& lines = run.recording.periodLines.lines;
+  lines[4].results.syncGroup.count += 5;
+  lines[9].results.syncGroup.count += 5;
+  run.recording.clockSteps = {{begin + 2 * quarter + 100, -60, 0}};
+  const SelfCheck check = run.Check();
+  EXPECT_EQ(check.NotCompared(), 1U);
+  ASSERT_EQ(check.Differing(), 1U);
+  EXPECT_EQ(check.Differences()[0].time, begin + 5 * quarter);
+}
+
 TEST(SelfCheck, FindsRecordsWithoutALineAndLinesItCantCompare) {
   RecordedRun unfinished(2);
   unfinished.recording.periodLines.lines.resize(2);  // the last two are missing
