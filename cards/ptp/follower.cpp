@@ -85,7 +85,9 @@ std::optional<std::int64_t> Follower::Measure(const std::optional<SyncTimes>& ti
   }
   SyncTimes last = lastSync_.value_or(*times);
   int step = static_cast<std::int16_t>(times->sequenceId - last.sequenceId);
-  if (std::abs(step) > largestSequenceStep) {
+  // A late one was sent before. Numbers that go back otherwise begin anew, or one was out of its turn.
+  const bool goesBack = step < 0 && times->originTimestamp > last.originTimestamp;
+  if (goesBack || std::abs(step) > largestSequenceStep) {
     last = *times;
     step = 0;
   }

@@ -136,6 +136,19 @@ TEST(Follower, MatchesMessagesBySourceAndSequence) {
   EXPECT_EQ(record.syncMessagesReceived, 4U);
 }
 
+TEST(Follower, MeasuresOnBehindASyncOutOfItsTurn) {
+  Follower follower;
+  Qualify(follower, parent, 0);
+  follower.HearSync(Sync(1, false));
+  SyncMessage leap = Sync(2, false);
+  leap.sequenceId += 60;
+  follower.HearSync(leap);
+  SyncMessage next = Sync(3, false);
+  next.receiveTimestamp += 500;
+  follower.HearSync(next);
+  EXPECT_EQ(follower.OffsetFromMaster(), 800 + 500);
+}
+
 TEST(Follower, CountsWhatIsLostDoubledAndLate) {
   Follower follower;
   Qualify(follower, parent, 0);
