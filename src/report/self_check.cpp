@@ -113,7 +113,7 @@ void SelfCheck::Expect() {
       lines.push_back({&line, *beginOfRun});
     } else if (firstOfRun || lineIsMissing) {
       const std::int64_t vague = firstOfRun ? margin : marginOfMissing;
-      lines.push_back({&line, begin - vague, begin + vague});
+      lines.push_back({&line, begin - vague, begin + vague, lineIsMissing});
     } else {
       lines.push_back({&line});
     }
@@ -190,8 +190,7 @@ void SelfCheck::Leave(Chain& chain, std::int64_t time) {
   if (chain.next == chain.lines.size() || chain.first < 0) return;
   const ExpectedLine& expected = chain.lines[chain.next];
   if (time < expected.notBefore || chain.first >= expected.notBefore) return;
-  const bool lineIsMissing = expected.vagueUntil > expected.notBefore;
-  if (expected.line->minutes == quarterMinutes && (lineIsMissing || NeedsLine(chain))) {
+  if (expected.line->minutes == quarterMinutes && (expected.lineIsMissing || NeedsLine(chain))) {
     ReportWithoutLine(expected.line->sfp, chain.first, chain.last + 1);
   }
   chain.vague.clear();

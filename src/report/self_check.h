@@ -50,6 +50,7 @@ class SelfCheck : public UnitObserver {
     std::int64_t notBefore =
         INT64_MIN;  ///< earlier records belong to another run, or to a line that is missing
     std::int64_t vagueUntil = INT64_MIN;  ///< from there up to here they may
+    bool lineIsMissing = false;           ///< before this one, within the run
   };
   struct Sample {
     std::int64_t time = 0;
