@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <future>
 #include <map>
 #include <set>
 #include <span>
@@ -215,10 +217,9 @@ PageLevel PackTens(const Recording& recording, const std::vector<PageEpisode>& e
 
 /// All levels but that of what is shown on demand.
 std::vector<PageLevel> UsualLevels(const Recording& recording, const std::vector<PageEpisode>& episodes,
-                                   std::size_t room) {
+                                   PageLevel whole, std::size_t left) {
   std::vector<PageLevel> levels;
-  levels.push_back(FinestWhole(recording, room * 45 / 100));
-  std::size_t left = room - std::min(room, levels.back().Bytes());
+  levels.push_back(std::move(whole));
   constexpr std::int64_t leastBytesPerSecond = 5;
   const std::int64_t seconds = recording.end - recording.first;
   if (seconds * leastBytesPerSecond <= static_cast<std::int64_t>(left)) {
@@ -244,11 +245,15 @@ std::vector<PageLevel> UsualLevels(const Recording& recording, const std::vector
 
 }  // namespace
 
-std::vector<PageLevel> BuildLevels(const Recording& recording, const SideSeries& side,
+std::vector<PageLevel> BuildLevels(const Recording& recording, const SideSeries& sideSeries,
                                    const std::vector<PageEpisode>& episodes, std::size_t room) {
   if (recording.end <= recording.first) return {};
-  PageLevel onDemand = FinestSide(recording, side, room / 10);
-  std::vector<PageLevel> levels = UsualLevels(recording, episodes, room - std::min(room, onDemand.Bytes()));
+  auto side =
+      std::async(std::launch::async, FinestSide, std::cref(recording), std::cref(sideSeries), room / 10);
+  PageLevel whole = FinestWhole(recording, room * 4 / 10);
+  PageLevel onDemand = side.get();
+  const std::size_t left = room - std::min(room, whole.Bytes() + onDemand.Bytes());
+  std::vector<PageLevel> levels = UsualLevels(recording, episodes, std::move(whole), left);
   levels.push_back(std::move(onDemand));
   return levels;
 }
