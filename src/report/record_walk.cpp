@@ -13,9 +13,8 @@ bool IsNear(std::int64_t before, std::int64_t stamp, std::int64_t seconds) {
   return stamp >= before - seconds && stamp <= before + seconds;
 }
 
-/// The time properties and the counters.
-void CopyTail(const TelemetryRecord& from, TelemetryRecord& to) {
-  constexpr std::size_t begin = offsetof(TelemetryRecord, currentUtcOffset);
+/// From this byte on.
+void CopyTail(const TelemetryRecord& from, TelemetryRecord& to, std::size_t begin) {
   std::memcpy(reinterpret_cast<std::byte*>(&to) + begin, reinterpret_cast<const std::byte*>(&from) + begin,
               sizeof(TelemetryRecord) - begin);
 }
@@ -62,9 +61,13 @@ void RecordWalk::Resume(std::int64_t stamp) {
 /// What the SFP's next record is compared with.
 void RecordWalk::Remember(const TelemetryRecord& record) {
   SfpState& state = sfps_[record.sfp];
-  if (!state.any || !HasSameMaster(state.before, record)) state.master = listener_.OnMaster(MasterOf(record));
-  state.before.bestMasterLastPtpAnnouncePacket = record.bestMasterLastPtpAnnouncePacket;
-  CopyTail(record, state.before);
+  if (!state.any || !HasSameMaster(state.before, record)) {
+    state.master = listener_.OnMaster(MasterOf(record));
+    state.before.bestMasterLastPtpAnnouncePacket = record.bestMasterLastPtpAnnouncePacket;
+    CopyTail(record, state.before, offsetof(TelemetryRecord, currentUtcOffset));
+  } else {
+    CopyTail(record, state.before, offsetof(TelemetryRecord, announceMessagesReceived));
+  }
   state.any = true;
 }
 

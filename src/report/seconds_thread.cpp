@@ -11,7 +11,7 @@ void SecondsThread::Batch::Clear() {
 }
 
 void SecondsThread::AddSecond(int sfp, const TimedRecord& record) {
-  batch_.seconds.push_back({record, sfp});
+  batch_.seconds.emplace_back(sfp, record);
   if (batch_.seconds.size() < secondsPerBatch) return;
   handOver_.Put(batch_);
   batch_.Clear();

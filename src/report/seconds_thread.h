@@ -25,6 +25,8 @@ class SecondsThread {
 
  private:
   struct Second {
+    Second(int sfpIndex, const TimedRecord& timed) : record(timed), sfp(sfpIndex) {}
+
     TimedRecord record;
     int sfp;
   };
