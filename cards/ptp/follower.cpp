@@ -25,7 +25,7 @@ std::int64_t WholeSeconds(std::int32_t logInterval) { return Interval(logInterva
 }  // namespace
 
 void Follower::HearAnnounce(const AnnounceMessage& message, std::int64_t now) {
-  foreignMasters_.Hear(message, now);
+  foreignMasters_.Hear(message, now, parent_);
   ++counters_.announceReceived;
   if (message.sourcePortIdentity != parent_) ++counters_.announceForeignReceived;
 }

@@ -12,6 +12,9 @@ namespace {
 constexpr std::int64_t foreignMasterTimeWindow = 4;
 constexpr std::uint16_t mostStepsRemoved = 254;
 
+/// For which one that was heard once keeps its place: by then a master of the profile is heard again.
+constexpr std::int64_t strangersTime = 2 * announceInterval;
+
 }  // namespace
 
 std::int64_t ForeignMasters::ForeignMaster::AnnounceInterval() const {
@@ -26,26 +29,38 @@ std::int64_t ForeignMasters::ForeignMaster::ReceiptDeadline() const {
   return received + announceReceiptTimeout * AnnounceInterval();
 }
 
-void ForeignMasters::Hear(const AnnounceMessage& message, std::int64_t now) {
+void ForeignMasters::Hear(const AnnounceMessage& message, std::int64_t now,
+                          const std::optional<PortIdentity>& parent) {
   if ((message.flagOctet0 & alternateMaster) != 0 || message.stepsRemoved > mostStepsRemoved) return;
   const auto known = std::ranges::find_if(masters_, [&](const ForeignMaster& master) {
     return master.announce.sourcePortIdentity == message.sourcePortIdentity;
   });
   if (known == masters_.end()) {
-    if (masters_.size() == mostMasters) ForgetOldestStranger();
+    if (masters_.size() == mostMasters) MakeRoomFor(message, now, parent);
     if (masters_.size() < mostMasters) masters_.push_back({message, now, {}});
   } else if (known->announce.sequenceId != message.sequenceId) {  // else the same one, doubled on its way
     *known = {message, now, known->received};
   }
 }
 
-void ForeignMasters::ForgetOldestStranger() {
-  auto oldest = masters_.end();
-  for (auto master = masters_.begin(); master != masters_.end(); ++master) {
-    if (!master->receivedBefore && (oldest == masters_.end() || master->received < oldest->received))
-      oldest = master;
+void ForeignMasters::MakeRoomFor(const AnnounceMessage& message, std::int64_t now,
+                                 const std::optional<PortIdentity>& parent) {
+  const auto end = masters_.end();
+  auto oldestStranger = end;
+  auto worst = end;
+  for (auto master = masters_.begin(); master != end; ++master) {
+    if (master->announce.sourcePortIdentity == parent) continue;
+    const bool stranger = !master->receivedBefore && now - master->received >= strangersTime;
+    if (stranger && (oldestStranger == end || master->received < oldestStranger->received)) {
+      oldestStranger = master;
+    }
+    if (worst == end || IsBetter(worst->announce, master->announce)) worst = master;
   }
-  if (oldest != masters_.end()) masters_.erase(oldest);
+  if (oldestStranger != end) {
+    masters_.erase(oldestStranger);
+  } else if (IsBetter(message, worst->announce)) {
+    masters_.erase(worst);
+  }
 }
 
 void ForeignMasters::LookAt(std::int64_t now) {

@@ -13,9 +13,9 @@ namespace kestrune::ptp {
 class ForeignMasters {
  public:
   /// An Announce of an alternate master or of a master too far away qualifies nobody (9.3.2.5). When
-  /// mostMasters are known, the one that was heard once, longest ago, gives way to a further one; those heard
-  /// twice stay.
-  void Hear(const AnnounceMessage& message, std::int64_t now);
+  /// mostMasters are known, one that was heard once, some time ago, gives way to a further one, else the
+  /// worst one to a better one; the parent stays.
+  void Hear(const AnnounceMessage& message, std::int64_t now, const std::optional<PortIdentity>& parent);
 
   /// Forgets those that have fallen silent; the masters that Qualified speaks of are those of `now`.
   void LookAt(std::int64_t now);
@@ -44,7 +44,8 @@ class ForeignMasters {
     std::int64_t ReceiptDeadline() const;
   };
 
-  void ForgetOldestStranger();
+  void MakeRoomFor(const AnnounceMessage& message, std::int64_t now,
+                   const std::optional<PortIdentity>& parent);
   const ForeignMaster* FindMaster(const PortIdentity& master) const;
 
   std::vector<ForeignMaster> masters_;

@@ -59,16 +59,33 @@ TEST(Follower, ChoosesAMasterByItsAnnounces) {
   EXPECT_EQ(follower.State(), PortState::Listening);
 }
 
-TEST(Follower, FindsAMasterBehindManyThatAreHeardOnce) {
-  Follower follower;
-  for (std::uint16_t port = 100; port < 200; ++port) {
-    AnnounceMessage once = Announce({0xB, port}, 0, 1);
-    once.logMessageInterval = 6;  // to be remembered for minutes
-    follower.HearAnnounce(once, port);
+/// Invented masters that want to be remembered for minutes.
+void HearMany(Follower& follower, std::uint16_t firstPort, int sequenceId, std::uint8_t priority1) {
+  for (std::uint16_t port = firstPort; port < firstPort + 100; ++port) {
+    AnnounceMessage message = Announce({0xB, port}, sequenceId, priority1);
+    message.logMessageInterval = 6;
+    follower.HearAnnounce(message, 0);
   }
-  Qualify(follower, parent, 1);
-  ASSERT_NE(follower.Parent(), nullptr);
-  EXPECT_EQ(follower.Parent()->sourcePortIdentity, parent);
+}
+
+TEST(Follower, FindsAMasterBehindManyInventedOnes) {
+  Follower beside;
+  HearMany(beside, 100, 0, 1);
+  Qualify(beside, parent, 2);
+  ASSERT_NE(beside.Parent(), nullptr);
+  EXPECT_EQ(beside.Parent()->sourcePortIdentity, parent) << "the others were heard once";
+
+  Follower before;
+  for (const int sequenceId : {0, 1}) HearMany(before, 100, sequenceId, 255);
+  before.HearAnnounce(Announce(parent, 0), 0);
+  HearMany(before, 100, 2, 255);
+  before.HearAnnounce(Announce(parent, 1), announceInterval);
+  before.ChooseParent(announceInterval);
+  ASSERT_NE(before.Parent(), nullptr);
+  EXPECT_EQ(before.Parent()->sourcePortIdentity, parent) << "the others were heard twice, and are worse";
+  HearMany(before, 200, 0, 1);
+  before.ChooseParent(announceInterval);
+  EXPECT_NE(before.Parent(), nullptr) << "the worst that is known, but the parent";
 }
 
 SyncMessage Sync(int sequenceId, bool twoStep, const PortIdentity& source = parent) {
