@@ -26,5 +26,21 @@ TEST(PtpPort, HearsOthersOfItsDomain) {
   EXPECT_EQ(counters.discarded, 1U);
 }
 
+TEST(PtpPort, AsksANewMasterAsOftenAsThatOneWants) {
+  PtpPort port({});
+  const auto follow = [&](const ptp::PortIdentity& master, std::int32_t logInterval) {
+    ptp::AnnounceMessage announce{.sourcePortIdentity = master, .grandmasterIdentity = master.clockIdentity};
+    for (; announce.sequenceId < 2; ++announce.sequenceId) port.Follower().HearAnnounce(announce, 0);
+    port.ChooseParent(0);
+    port.Follower().HearSync({.sourcePortIdentity = master});
+    port.Follower().HearDelayResp({.sourcePortIdentity = master, .logMessageInterval = logInterval}, 0);
+  };
+  follow({2, 1}, 6);
+  EXPECT_TRUE(port.TakeDueRequest(0));
+  follow({1, 1}, -3);
+  EXPECT_FALSE(port.TakeDueRequest(ptp::announceInterval)) << "the one before wants one a minute";
+  EXPECT_TRUE(port.TakeDueRequest(2 * ptp::announceInterval));
+}
+
 }  // namespace
 }  // namespace kestrune::network
