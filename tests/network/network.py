@@ -22,7 +22,7 @@ GM1, GM2 = "0x20000fffe000001", "0x20000fffe000002"
 
 QUANTITIES = {"masterToFollower": (112, 116), "offset": (112, 180), "pathDelay": (212, 216)}  # counts and figures
 FIELDS = {"averagePathDelay": 852, "twoStepFlag": 880, "ptpTimescale": 892, "sync": 924, "followUp": 928}
-FIELDS |= {"delayReqSent": 932, "discarded": 952}
+FIELDS |= {"delayReqSent": 932, "discarded": 952, "linkTransmitRate": 968, "linkReceiveRate": 976}
 
 
 def wait_until(condition, seconds=10):

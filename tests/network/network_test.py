@@ -49,6 +49,7 @@ class Beside(network.NetworkTest):
         self.assertLess(abs(delays[0] - delays[1]), 2000 if SECONDS >= 240 else 5000)
         asked = (records[-1].delayReqSent - records[0].delayReqSent) / (len(records) - 1)
         self.assertAlmostEqual(asked, 8, delta=0.5)
+        self.assertLess(1.5 * records[-2].linkTransmitRate, records[-2].linkReceiveRate)
 
 
 class Changes(network.NetworkTest):
@@ -78,6 +79,10 @@ class Changes(network.NetworkTest):
             print(f"{name}: told after", *(f"{1000 * time:.0f}" for time in times), "ms")
             self.assertLess(statistics.median(times), most, name)
 
+        bed.ip("-n follower link set f0 name away")
+        time.sleep(1.5)
+        away = len(self.records(0))
+        bed.ip("-n follower link set away name f0")
         # Without an address it is faulty, and why is told once; taken away, a module is absent; made anew, it is heard.
         bed.ip("-n follower address flush dev f1")
         self.until("SFP ST2059 telemetry", "State", "faulty", "SFP B")
@@ -89,6 +94,8 @@ class Changes(network.NetworkTest):
         self.until("SFP IP status", "Module present", "true", "SFP B")
         heard = len(self.records(1))
         network.wait_until(lambda: sum(len(record.samples("pathDelay")) for record in self.records(1)[heard:]) > 8)
+        rates = [record.linkReceiveRate for record in self.records(0)]
+        self.assertLess(rates[away], 2 * max(rates[:away]), "it came back with what it had counted before")
 
 
 class Mistakes(network.NetworkTest):
