@@ -1,5 +1,6 @@
 #include "network/link_watch.h"
 
+#include <ifaddrs.h>
 #include <linux/ethtool.h>
 #include <linux/rtnetlink.h>
 #include <linux/sockios.h>
@@ -11,6 +12,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
+#include <string_view>
 
 namespace kestrune::network {
 namespace {
@@ -122,11 +125,18 @@ std::optional<Link> LinkWatch::Read(const std::string& interface) const {
 }
 
 std::optional<std::uint32_t> LinkWatch::Ipv4Address(const std::string& interface) const {
-  ifreq request = RequestFor(interface);
-  if (ioctl(device_.Number(), SIOCGIFADDR, &request) != 0) return std::nullopt;
-  sockaddr_in address{};
-  std::memcpy(&address, &request.ifr_addr, sizeof address);
-  return address.sin_addr.s_addr;
+  ifaddrs* all = nullptr;
+  if (getifaddrs(&all) != 0) return std::nullopt;
+  const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> held(all, freeifaddrs);
+  for (const ifaddrs* at = all; at != nullptr; at = at->ifa_next) {
+    if (at->ifa_addr == nullptr || at->ifa_addr->sa_family != AF_INET) continue;
+    const std::string_view label = at->ifa_name;  // the interface's name, mostly, or one that begins with it
+    if (label.substr(0, label.find(':')) != interface) continue;
+    sockaddr_in address{};
+    std::memcpy(&address, at->ifa_addr, sizeof address);
+    return address.sin_addr.s_addr;
+  }
+  return std::nullopt;
 }
 
 std::uint32_t LinkWatch::Speed(const std::string& interface) const {

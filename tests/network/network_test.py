@@ -109,6 +109,8 @@ class Mistakes(network.NetworkTest):
 
     def test_are_told_in_a_line(self):
         bed.ip("-n follower link property add dev f0 altname an-alternative-name")
+        bed.ip("-n follower address flush dev f0")
+        bed.ip("-n follower address add 10.59.0.10/24 dev f0 label f0:ptp")
         card = "S/N=020000000010 Card model: PTP network on f0, f1\n"
         self.expect(card, "^$", INTERFACES="an-alternative-name,f1")
         bed.ip("-n follower address flush dev f1")
