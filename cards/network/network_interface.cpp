@@ -106,8 +106,11 @@ void NetworkInterface::LookAtLink() {
   const bool wasThere = link_.has_value();
   link_ = watch_.Read(name_);
   if (!link_) return Close();
-  if (!wasThere || openIndex_ != link_->index) counted_ = *link_;
-  if (!general_ || openIndex_ != link_->index || openAddress_ != watch_.Ipv4Address(link_->name)) {
+  // Made anew it may have its index again, but counts from 0.
+  const bool another =
+      !wasThere || openIndex_ != link_->index || link_->octetsReceived < counted_.octetsReceived;
+  if (another) counted_ = *link_;
+  if (!general_ || another || openAddress_ != watch_.Ipv4Address(link_->name)) {
     failure_ = Open(*link_);
   }
 }
