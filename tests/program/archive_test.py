@@ -112,6 +112,9 @@ class ArchiveTest(ProgramTest):
             self.assertTrue((self.root / "bin" / pathlib.Path(command[1]).name).is_file())
             if "report" in command[1]:
                 self.assertLessEqual(options(command[2]), known)
+        described = (self.root / DOCUMENTS / "docs" / "network-card.md").read_text()
+        limits = re.search(r"--limits /opt/kestrune/(\S+)", described)[1]
+        self.assertTrue((self.root / limits).is_file(), limits)
 
 
 if __name__ == "__main__":
