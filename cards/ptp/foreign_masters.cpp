@@ -13,7 +13,7 @@ constexpr std::int64_t foreignMasterTimeWindow = 4;
 constexpr std::uint16_t mostStepsRemoved = 254;
 
 /// For which one that was heard once keeps its place: by then a master of the profile is heard again.
-constexpr std::int64_t strangersTime = 2 * announceInterval;
+constexpr std::int64_t strangersTime = announceInterval * 3 / 2;
 
 }  // namespace
 
@@ -50,15 +50,15 @@ void ForeignMasters::MakeRoomFor(const AnnounceMessage& message, std::int64_t no
   auto worst = end;
   for (auto master = masters_.begin(); master != end; ++master) {
     if (master->announce.sourcePortIdentity == parent) continue;
-    const bool stranger = !master->receivedBefore && now - master->received >= strangersTime;
-    if (stranger && (oldestStranger == end || master->received < oldestStranger->received)) {
+    if (master->receivedBefore) {
+      if (worst == end || IsBetter(worst->announce, master->announce)) worst = master;
+    } else if (oldestStranger == end || master->received < oldestStranger->received) {
       oldestStranger = master;
     }
-    if (worst == end || IsBetter(worst->announce, master->announce)) worst = master;
   }
-  if (oldestStranger != end) {
+  if (oldestStranger != end && now - oldestStranger->received >= strangersTime) {
     masters_.erase(oldestStranger);
-  } else if (IsBetter(message, worst->announce)) {
+  } else if (worst != end && IsBetter(message, worst->announce)) {
     masters_.erase(worst);
   }
 }

@@ -13,8 +13,8 @@ namespace kestrune::ptp {
 class ForeignMasters {
  public:
   /// An Announce of an alternate master or of a master too far away qualifies nobody (9.3.2.5). When
-  /// mostMasters are known, one that was heard once, some time ago, gives way to a further one, else the
-  /// worst one to a better one; the parent stays.
+  /// mostMasters are known, the one that was heard once, longest ago, gives way to a further one if that was
+  /// some time ago; else the worst of those heard twice to a better one. The parent stays.
   void Hear(const AnnounceMessage& message, std::int64_t now, const std::optional<PortIdentity>& parent);
 
   /// Forgets those that have fallen silent; the masters that Qualified speaks of are those of `now`.
