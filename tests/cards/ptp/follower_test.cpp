@@ -80,6 +80,7 @@ TEST(Follower, FindsAMasterBehindManyInventedOnes) {
   before.HearAnnounce(Announce(parent, 0), 0);
   HearMany(before, 132, 0, 255);
   before.HearAnnounce(Announce(parent, 1), announceInterval);
+  HearMany(before, 164, 0, 255);
   before.ChooseParent(announceInterval);
   ASSERT_NE(before.Parent(), nullptr);
   EXPECT_EQ(before.Parent()->sourcePortIdentity, parent) << "the others were heard twice or are worse";
