@@ -208,9 +208,13 @@ void SecondsReader::ReadFrom(const Checkpoint& checkpoint, std::uint64_t end, co
   walk.StopAt(end);
   // What is a unit depends on those behind it.
   const std::uint64_t behind = std::min(end + unitsBehind * sizeof(RawDataUnit), recording_.rawDataBytes);
-  UnitReader reader(file_, RecordWalk::BeginFor(checkpoint), behind, checkpoint.stamp);
-  for (auto units = reader.Next(); !units.empty() && !walk.HasStopped(); units = reader.Next())
-    walk.Take(units, reader.Place());
+  const auto take = [&](UnitReader&& reader) {
+    for (auto units = reader.Next(); !units.empty() && !walk.HasStopped(); units = reader.Next())
+      walk.Take(units, reader.Place());
+  };
+  // Apart, so that what lies before the checkpoint doesn't change what is a unit behind it.
+  take(UnitReader(file_, RecordWalk::BeginFor(checkpoint), checkpoint.place));
+  take(UnitReader(file_, checkpoint.place, behind, checkpoint.stamp));
   walk.Finish();
 }
 
