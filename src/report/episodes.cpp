@@ -129,7 +129,9 @@ bool CauseFirst(const Finding& left, const Finding& right) {
 void PutLeadFirst(Episode& episode) {
   std::int64_t longest = 0;
   for (const Finding& finding : episode.findings) {
-    if (finding.severity == episode.severity) longest = std::max(longest, finding.seconds);
+    // Hours that a clock which was set back told twice are one after all.
+    const std::int64_t lasted = std::min(finding.seconds, finding.to - finding.from);
+    if (finding.severity == episode.severity) longest = std::max(longest, lasted);
   }
   const auto lead = std::ranges::find_if(episode.findings, [&](const Finding& finding) {
     const std::int64_t oneByOne = finding.seconds + finding.count * aftermath;

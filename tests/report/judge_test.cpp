@@ -202,6 +202,14 @@ TEST(Episodes, BeginWithWhatIsKnownByTheMinute) {
   }));
 }
 
+TEST(Episodes, HaveANameWhereTheClockWentBack) {
+  Finding offset{Cause::Offset, 0, Scene::begin, Scene::begin + 3600, Severity::Warn, 700, Scene::begin};
+  offset.seconds = 3600;
+  const auto episodes = JoinFindings({offset, offset}, DefaultLimits());
+  ASSERT_EQ(episodes.size(), 1U);
+  EXPECT_EQ(episodes.front().CauseOf().cause, Cause::Offset);
+}
+
 TEST(Episodes, StayFewWithAHundredThousandChanges) {
   Scene scene;
   scene.Play(200'000, [](std::int64_t i, SceneSecond& now) {
