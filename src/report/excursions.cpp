@@ -45,17 +45,18 @@ void Excursions::JoinNeighbours() {
   }
 }
 
-bool SpanCursor::Covers(std::int64_t time) {
+void SpanCursor::Seek(std::int64_t time) {
   while (next_ > 0 && time < spans_[next_ - 1].to) --next_;
   while (next_ < spans_.size() && time >= spans_[next_].to) ++next_;
-  return next_ < spans_.size() && time >= spans_[next_].from;
-}
-
-std::int32_t RunCursor::At(std::int64_t time, std::int32_t before) {
-  const std::vector<Run>& all = runs_->All();
-  while (behind_ > 0 && time < all[behind_ - 1].from) --behind_;
-  while (behind_ < all.size() && time >= all[behind_].from) ++behind_;
-  return behind_ == 0 ? before : all[behind_ - 1].value;
+  const bool isLast = next_ == spans_.size();
+  covers_ = !isLast && time >= spans_[next_].from;
+  if (covers_) {
+    since_ = spans_[next_].from;
+    until_ = spans_[next_].to;
+  } else {
+    since_ = next_ > 0 ? spans_[next_ - 1].to : INT64_MIN;
+    until_ = isLast ? INT64_MAX : spans_[next_].from;
+  }
 }
 
 }  // namespace kestrune::report

@@ -63,11 +63,20 @@ std::vector<Stretch> SpansWhere(const Runs& runs, std::int64_t margin, Is is) {
 class SpanCursor {
  public:
   explicit SpanCursor(std::vector<Stretch> spans) : spans_(std::move(spans)) {}
-  bool Covers(std::int64_t time);
+  bool Covers(std::int64_t time) {
+    if (time < since_ || time >= until_) Seek(time);
+    return covers_;
+  }
 
  private:
+  void Seek(std::int64_t time);
+
   std::vector<Stretch> spans_;
   std::size_t next_ = 0;
+  // What holds in [since_, until_); nowhere yet.
+  std::int64_t since_ = 0;
+  std::int64_t until_ = 0;
+  bool covers_ = false;
 };
 
 /// The value of runs at one second after the other, cheaply as long as the seconds rise.
@@ -75,7 +84,12 @@ class RunCursor {
  public:
   explicit RunCursor(const Runs& runs) : runs_(&runs) {}
   /// `before` in front of the first run.
-  std::int32_t At(std::int64_t time, std::int32_t before);
+  std::int32_t At(std::int64_t time, std::int32_t before) {
+    const std::vector<Run>& all = runs_->All();
+    while (behind_ > 0 && time < all[behind_ - 1].from) --behind_;
+    while (behind_ < all.size() && time >= all[behind_].from) ++behind_;
+    return behind_ == 0 ? before : all[behind_ - 1].value;
+  }
 
  private:
   const Runs* runs_;

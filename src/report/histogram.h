@@ -17,15 +17,13 @@ class Histogram {
   };
 
   void Add(std::int64_t value) {
-    // What is usual is counted at once.
-    auto& side = value < 0 ? below_ : above_;
-    const std::uint64_t magnitude = Magnitude(value);
-    if (magnitude < exactBelow && magnitude < side.size()) {
-      ++side[magnitude];
-      ++count_;
+    // What is usual is counted without a look at its sign.
+    if (static_cast<std::uint64_t>(value) + exactBelow < 2 * exactBelow) {
+      ++counts_[static_cast<std::size_t>(value + origin_)];
     } else {
-      AddAnywhere(value);
+      ++CountFor(value);
     }
+    ++count_;
   }
   std::uint64_t Count() const { return count_; }
   /// The least value (of a bin: its middle) that at least this share, 0 to 1, of all values doesn't exceed; 0
@@ -44,14 +42,15 @@ class Histogram {
     const auto bits = static_cast<std::uint64_t>(value);
     return value < 0 ? 0 - bits : bits;
   }
-  static std::size_t IndexOf(std::uint64_t magnitude);
-  static double LowOf(std::size_t index);
-  static double MiddleOf(std::size_t index);
-  void AddAnywhere(std::int64_t value);
+  static std::int64_t IndexOf(std::uint64_t magnitude);
+  static double LowOf(std::int64_t index);
+  static double MiddleOf(std::int64_t index);
+  std::uint32_t& CountFor(std::int64_t value);
+  std::int64_t End() const { return static_cast<std::int64_t>(counts_.size()); }
 
-  // Of seconds: no recording has 2^32.
-  std::vector<std::uint32_t> above_;
-  std::vector<std::uint32_t> below_;
+  /// By index, that of 0 at `origin_`, those of values below 0 before it. Of seconds: no recording has 2^32.
+  std::vector<std::uint32_t> counts_ = std::vector<std::uint32_t>(2 * exactBelow);
+  std::int64_t origin_ = exactBelow;
   std::uint64_t count_ = 0;
 };
 

@@ -8,7 +8,7 @@ namespace kestrune::report {
 namespace {
 
 /// Documents and records of one change may be that far apart, in seconds.
-constexpr std::int64_t margin = 2;
+constexpr std::int64_t documentMargin = 2;
 
 std::vector<Stretch> Where(const EventLog& log, const Runs& runs, std::string_view text) {
   return SpansWhere(runs, 0, [number = NumberOf(log, text)](std::int32_t value) { return value == number; });
@@ -32,12 +32,12 @@ std::int32_t NumberOf(const EventLog& log, std::string_view text) {
 LoggedStates::LoggedStates(const EventLog& log)
     : firstCard_(log.card.Empty() ? INT64_MAX : log.card.All().front().from),
       cardLocked_(Where(log, log.card, lockedCard)),
-      cardUnsettled_(WhereNot(log, log.card, lockedCard, margin)),
+      cardUnsettled_(WhereNot(log, log.card, lockedCard, documentMargin)),
       followed_(log.bestSfp),
       linkDown_{SpanCursor(WhereNot(log, log.link[0], linkIsUp, 0)),
                 SpanCursor(WhereNot(log, log.link[1], linkIsUp, 0))},
-      linkUnsettled_{SpanCursor(WhereNot(log, log.link[0], linkIsUp, margin)),
-                     SpanCursor(WhereNot(log, log.link[1], linkIsUp, margin))},
+      linkUnsettled_{SpanCursor(WhereNot(log, log.link[0], linkIsUp, documentMargin)),
+                     SpanCursor(WhereNot(log, log.link[1], linkIsUp, documentMargin))},
       sfpLabels_{NumberOf(log, sfpLabels[0].text), NumberOf(log, sfpLabels[1].text)} {}
 
 bool LoggedStates::KnowsCard(std::int64_t time) const {

@@ -86,7 +86,11 @@ void MetricsPass::OnWatched(const WatchedSecond& second) {
   for (std::size_t sfp = 0; sfp < sfpCount; ++sfp) {
     if (second.sfp[sfp] == nullptr) continue;
     latest_[sfp] = moment.sfp[sfp] = *second.sfp[sfp];
-    if (second.messagesJudged[sfp]) Add(sums_.messages[sfp], second.sfp[sfp]->messages);
+    if (second.messagesJudged[sfp]) {
+      MessageSums<std::uint64_t> messages;
+      messages.Add(second.sfp[sfp]->messages);
+      Add(sums_.messages[sfp], messages);
+    }
     sums_.relocks[sfp] += second.relocked[sfp] ? 1 : 0;
   }
   while (!lately_.empty() && lately_.front().time <= second.time - gaugeLength) lately_.pop_front();

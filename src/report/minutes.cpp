@@ -11,11 +11,50 @@ constexpr std::int64_t leastSeconds = minuteLength / 2;
 constexpr std::int64_t leastValues = 4;
 constexpr std::int32_t longestInterval = 7;  // log2 of seconds; a minute has none of its values
 
+/// Moves those for which `is` holds to the front, without a branch on what can't be foreseen; the first one
+/// behind them.
+template <typename Is>
+double* Part(double* from, double* to, Is is) {
+  for (; from != to && is(*from); ++from) {
+  }
+  double* behind = from;
+  for (double* each = from; each != to; ++each) {
+    const double value = *each;
+    *each = *behind;
+    *behind = value;
+    behind += is(value) ? 1 : 0;
+  }
+  return behind;
+}
+
+/// The median of values, of which there are some; changes their order.
+double MedianOf(std::vector<double>& values) {
+  double* from = values.data();
+  double* to = from + values.size();
+  const double* const middle = from + values.size() / 2;
+  while (true) {
+    const double first = *from;
+    const double last = to[-1];
+    const double between = from[(to - from) / 2];
+    const double pivot = std::max(std::min(first, last), std::min(std::max(first, last), between));
+    double* const notLess = Part(from, to, [pivot](double value) { return value < pivot; });
+    if (middle < notLess) {
+      to = notLess;
+      continue;
+    }
+    double* const greater = Part(notLess, to, [pivot](double value) { return value <= pivot; });
+    if (middle < greater) return pivot;
+    from = greater;
+  }
+}
+
 }  // namespace
 
 void MinuteMedians::Add(std::int64_t time, double value, std::int32_t logInterval) {
-  if (MinuteOf(time) != minute_) Finish();
-  minute_ = MinuteOf(time);
+  if (!IsInMinute(time, minute_)) {
+    Finish();
+    minute_ = MinuteOf(time);
+  }
   least_ = std::max(leastSeconds >> std::clamp(logInterval, 0, longestInterval), leastValues);
   values_.push_back(value);
 }
@@ -23,9 +62,7 @@ void MinuteMedians::Add(std::int64_t time, double value, std::int32_t logInterva
 void MinuteMedians::Finish() {
   if (values_.empty()) return;
   if (static_cast<std::int64_t>(values_.size()) >= least_) {
-    const auto middle = values_.begin() + static_cast<std::ptrdiff_t>(values_.size() / 2);
-    std::nth_element(values_.begin(), middle, values_.end());
-    all_.push_back({minute_, static_cast<float>(*middle)});
+    all_.push_back({minute_, static_cast<float>(MedianOf(values_))});
   }
   values_.clear();
 }
@@ -55,36 +92,28 @@ DayDeviation DeviationFromDay(const std::vector<MinuteMedians::Minute>& minutes,
   return deviation;
 }
 
-MessageTallies TallyOf(const Bucket& second) {
+void Add(MessageTallies& sum, const MessageSums<std::uint64_t>& added) {
   constexpr double sixteenths = 16;
-  MessageTallies tallies;
-  tallies[syncMessage] = {static_cast<double>(second.syncsDue), static_cast<double>(second.syncs)};
-  tallies[followUpMessage] = {static_cast<double>(second.followUpsDue),
-                              static_cast<double>(second.followUps)};
-  tallies[delayRespMessage] = {static_cast<double>(second.respsDue), static_cast<double>(second.resps)};
-  tallies[announceMessage] = {second.announcesDue / sixteenths, static_cast<double>(second.announces)};
-  return tallies;
-}
-
-void Add(MessageTallies& sum, const MessageTallies& added) {
   for (std::size_t kind = 0; kind < messageKinds; ++kind) {
-    sum[kind].due += added[kind].due;
-    sum[kind].got += added[kind].got;
+    const auto due = static_cast<double>(added.due[kind]);
+    sum[kind].due += kind == announceMessage ? due / sixteenths : due;
+    sum[kind].got += static_cast<double>(added.got[kind]);
   }
 }
 
-void LossTracker::Add(std::int64_t time, const MessageTallies& second) {
-  if (MinuteOf(time) != minute_) Finish();
+void LossTracker::Begin(std::int64_t time) {
+  Finish();
   minute_ = MinuteOf(time);
-  report::Add(inMinute_, second);
 }
 
 void LossTracker::Finish() {
   constexpr double leastMissing = 5;
   constexpr double leastShare = 0.01;
+  MessageTallies minute;
+  report::Add(minute, inMinute_);
   report::Add(all_, inMinute_);
   for (std::size_t kind = 0; kind < messageKinds; ++kind) {
-    const MessageTally& tally = inMinute_[kind];
+    const MessageTally& tally = minute[kind];
     if (tally.Missing() >= leastMissing && tally.MissingShare() >= leastShare) {
       minutes_[kind].Add(minute_, minuteLength, tally.MissingShare());
     }
@@ -97,8 +126,10 @@ void LossTracker::Finish() {
 }
 
 void DifferenceTracker::Add(std::int64_t time, double difference, bool bothLocked) {
-  if (MinuteOf(time) != minute_) Finish();
-  minute_ = MinuteOf(time);
+  if (!IsInMinute(time, minute_)) {
+    Finish();
+    minute_ = MinuteOf(time);
+  }
   ++seconds_;
   lockedSeconds_ += bothLocked ? 1 : 0;
   sum_ += difference;

@@ -21,6 +21,11 @@ inline constexpr std::int64_t dayLength = 86400;
 /// The day (UTC), as epoch seconds of its begin, in which a second lies.
 constexpr std::int64_t DayOf(std::int64_t time) { return time - (time % dayLength + dayLength) % dayLength; }
 
+/// Does a second lie in the minute that begins at `minute`? Quicker than `MinuteOf`.
+constexpr bool IsInMinute(std::int64_t time, std::int64_t minute) {
+  return time >= minute && time - minute < minuteLength;
+}
+
 /// The median of each minute's values. Seconds in rising order; one that lies back begins a new minute.
 class MinuteMedians {
  public:
@@ -74,14 +79,35 @@ struct MessageTally {
 
 using MessageTallies = std::array<MessageTally, messageKinds>;
 
-/// What of a second's messages was due, and what came.
-MessageTallies TallyOf(const Bucket& second);
-void Add(MessageTallies& sum, const MessageTallies& added);
+/// By kind, what of messages was due and what came, as whole numbers: quick to add up. Announce messages are
+/// due in sixteenths.
+template <typename Count>
+struct MessageSums {
+  std::array<Count, messageKinds> due{};
+  std::array<Count, messageKinds> got{};
+
+  template <typename OtherCount>
+  void Add(const MessageSums<OtherCount>& added) {
+    for (std::size_t kind = 0; kind < messageKinds; ++kind) due[kind] += added.due[kind];
+    for (std::size_t kind = 0; kind < messageKinds; ++kind) got[kind] += added.got[kind];
+  }
+};
+using SecondMessages = MessageSums<std::uint32_t>;
+
+inline SecondMessages MessagesOf(const Bucket& second) {
+  return {{second.syncsDue, second.followUpsDue, second.respsDue, second.announcesDue},
+          {second.syncs, second.followUps, second.resps, second.announces}};
+}
+
+void Add(MessageTallies& sum, const MessageSums<std::uint64_t>& added);
 
 /// One SFP's messages in the whole, and the minutes in which many were missing.
 class LossTracker {
  public:
-  void Add(std::int64_t time, const MessageTallies& second);
+  void Add(std::int64_t time, const SecondMessages& second) {
+    if (!IsInMinute(time, minute_)) Begin(time);
+    inMinute_.Add(second);
+  }
   void Finish();
 
   const MessageTallies& All() const { return all_; }
@@ -91,8 +117,10 @@ class LossTracker {
   const Excursion& WorstMinute(MessageKind kind) const { return worst_[kind]; }
 
  private:
+  void Begin(std::int64_t time);
+
   MessageTallies all_;
-  MessageTallies inMinute_;
+  MessageSums<std::uint64_t> inMinute_;
   std::int64_t minute_ = 0;
   std::array<Excursions, messageKinds> minutes_ = {Excursions(120), Excursions(120), Excursions(120),
                                                    Excursions(120)};

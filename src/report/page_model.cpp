@@ -259,7 +259,7 @@ Data Days(const Judgement& judgement) {
     const std::int64_t start = entry.first;
     const DayFigures& day = entry.second;
     const Severity severity = SeverityOfDay(day, judgement.limits);
-    const MessageTally& syncs = day.messages[syncMessage];
+    const MessageTally& syncs = day.syncs;
     const auto share = [&](int sfp) {
       const auto index = static_cast<std::size_t>(sfp);
       if (day.records[index] == 0) return std::string("\u2013");

@@ -94,8 +94,7 @@ void RawDataPass::AddLocked(SfpRecording& all, const Bucket& second) {
   if (second.syncs > 0) {
     AddExtremes(all.offsetLocked, all.secondOffset.Count() == 0, second);
     all.secondOffset.Add(Rounded(second.offset.mean));
-    const std::int64_t worst = second.offset.Worst();
-    all.worstOffset.Add(worst < 0 ? -worst : worst);
+    all.worstOffset.Add(std::max(second.offset.greatest, -second.offset.least));
   }
   if (second.resps > 0) all.secondPath.Add(Rounded(second.path.mean));
 }

@@ -57,7 +57,7 @@ void Watch::OnSecond(int sfp, const Bucket& second, std::int32_t state, std::int
   const Sample sample{.time = second.start,
                       .offset = second.offset.mean,
                       .path = second.path.mean,
-                      .messages = TallyOf(second),
+                      .messages = MessagesOf(second),
                       .syncs = second.syncs,
                       .resps = second.resps,
                       .master = master,
@@ -81,7 +81,7 @@ void Watch::Merge(const Sample& added, Sample& sample) {
     sample.offset = added.offset;
   }
   if (sample.resps == 0) sample.path = added.path;
-  Add(sample.messages, added.messages);
+  sample.messages.Add(added.messages);
   sample.syncs += added.syncs;
   sample.resps += added.resps;
   sample.master = added.master;
@@ -190,7 +190,8 @@ void Watch::WatchMessages(std::int64_t time, int sfp, const Sample& sample, DayF
   if (isNew || StartingUp(time, startUps_.back().sfp[index])) return;
   now_.messagesJudged[index] = true;
   watched.losses.Add(time, sample.messages);
-  Add(day.messages, sample.messages);
+  day.syncs.due += sample.messages.due[syncMessage];
+  day.syncs.got += sample.messages.got[syncMessage];
 }
 
 bool Watch::CardLocked(std::int64_t time, const Pair& pair) {

@@ -31,7 +31,7 @@ struct DayFigures {
   std::int64_t cardUnlocked = 0;
   std::int64_t notRedundant = 0;
   std::int64_t grandmasterChanges = 0;
-  MessageTallies messages;  ///< of both SFPs
+  MessageTally syncs;  ///< Sync messages of both SFPs
 };
 
 /// The time until the first lock of a run; -1: never locked.
@@ -46,7 +46,7 @@ struct WatchedSample {
   std::int64_t time = 0;
   double offset = 0;  ///< average, ns; means nothing without Sync messages
   double path = 0;    ///< average, ns; means nothing without Delay_Resp messages
-  MessageTallies messages;
+  SecondMessages messages;
   std::uint32_t syncs = 0;
   std::uint32_t resps = 0;
   std::int32_t master = 0;
