@@ -49,11 +49,13 @@ void MetricsPass::Read(const InputFile& file) {
     checkpoint.place = from_.place;
     checkpoint.last = from_.last;
     walk.Restart(checkpoint);
+    walk_.Restart(checkpoint);
     begin = RecordWalk::BeginFor(checkpoint);
   }
   UnitReader reader(file, begin, static_cast<std::uint64_t>(std::max<std::int64_t>(file.Size(), 0)));
   for (auto units = reader.Next(); !units.empty(); units = reader.Next()) walk.Take(units, reader.Place());
   walk.Finish();
+  walk_.Finish();
   watch_.Settle();
 }
 

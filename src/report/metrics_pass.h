@@ -10,6 +10,7 @@
 #include "report/metrics_state.h"
 #include "report/record_walk.h"
 #include "report/recording.h"
+#include "report/seconds_walk.h"
 #include "report/watch.h"
 
 namespace kestrune::report {
@@ -34,7 +35,7 @@ struct MetricsFigures {
 };
 
 /// Reads raw data from a mark to its end, by the rules of the report, and finds a new mark near the end.
-class MetricsPass : public RecordWalk::Listener, public WatchListener {
+class MetricsPass : public RecordWalk::Listener, public SecondsWalk::Listener, public WatchListener {
  public:
   MetricsPass(const MetricsMark& from, EventLog log, const Limits& limits);
 
@@ -44,8 +45,10 @@ class MetricsPass : public RecordWalk::Listener, public WatchListener {
   /// A mark from which a later pass sees the last minute of this one again.
   const MetricsMark& Mark() const;
 
-  void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override;
   std::int32_t OnMaster(const Master& master) override;
+  TimedRecord& Slot(int sfp) override { return walk_.Slot(sfp); }
+  void OnRecord(int sfp) override { walk_.Commit(sfp); }
+  void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override;
   void OnSecond(int sfp, TimedRecord& record) override;
   void OnCheckpoint(const Checkpoint& checkpoint) override;
   void OnWatched(const WatchedSecond& second) override;
@@ -72,6 +75,7 @@ class MetricsPass : public RecordWalk::Listener, public WatchListener {
   MetricsSums sums_;
   std::optional<LoggedLinks> links_;  ///< of the recording's event log
   Watch watch_;
+  SecondsWalk walk_{*this};
 };
 
 }  // namespace kestrune::report

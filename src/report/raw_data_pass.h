@@ -7,19 +7,19 @@
 
 #include "report/record.h"
 #include "report/recording.h"
-#include "report/retimer.h"
+#include "report/seconds_walk.h"
 
 namespace kestrune::report {
 
 /// Fills a recording with what the raw data's seconds say, while it is walked through.
-class RawDataPass {
+class RawDataPass : public SecondsWalk::Listener {
  public:
   RawDataPass(Recording& recording, const std::vector<SecondObserver*>& observers);
 
   /// A master that wasn't among the recording's before.
   void OnMaster(const Master& master) { recording_.masters.push_back(master); }
-  void OnSecond(int sfp, TimedRecord& record);
-  void OnCheckpoint(const Checkpoint& checkpoint);
+  void OnSecond(int sfp, TimedRecord& record) override;
+  void OnCheckpoint(const Checkpoint& checkpoint) override;
 
   /// Behind the last second.
   void Finish();

@@ -6,6 +6,7 @@
 #include "report/record_walk.h"
 #include "report/recording.h"
 #include "report/seconds_thread.h"
+#include "report/seconds_walk.h"
 #include "report/unit_reader.h"
 #include "report/unit_sums.h"
 #include "report/unit_totals.h"
@@ -35,8 +36,8 @@ std::uint64_t CountOtherSfps(std::span<const RawDataUnit> units) {
       std::ranges::count_if(units, [](const RawDataUnit& unit) { return unit.record.sfp >= sfpCount; }));
 }
 
-/// What the walk through the raw data finds: units are looked at here and now, their seconds go on to a
-/// thread.
+/// What the walk through the raw data finds: units are looked at here and now, their records go on to a
+/// thread that looks at seconds.
 class WholeWalk : public RecordWalk::Listener {
  public:
   WholeWalk(Recording& recording, const Observers& observers)
@@ -45,18 +46,18 @@ class WholeWalk : public RecordWalk::Listener {
         pass_(recording, observers.seconds),
         thread_(pass_) {}
 
-  void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override {
-    feed_.Add(unit);
-    totals_.OnUnit(unit, steps, place);
-  }
   std::int32_t OnMaster(const Master& master) override {
     const std::size_t known = totals_.Masters().size();
     const std::int32_t number = totals_.NumberOf(master);
     if (totals_.Masters().size() > known) thread_.AddMaster(master);
     return number;
   }
-  void OnSecond(int sfp, TimedRecord& record) override { thread_.AddSecond(sfp, record); }
-  void OnCheckpoint(const Checkpoint& checkpoint) override { thread_.AddCheckpoint(checkpoint); }
+  TimedRecord& Slot(int /*sfp*/) override { return thread_.Slot(); }
+  void OnRecord(int sfp) override { thread_.AddRecord(sfp); }
+  void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override {
+    feed_.Add(unit);
+    totals_.OnUnit(unit, steps, place);
+  }
 
   /// Behind the last unit.
   void Finish() {
@@ -111,12 +112,18 @@ void ReadRawData(const ReadOptions& options, const Observers& observers, Recordi
 }
 
 /// Collects seconds within a range.
-class SecondCollector : public RecordWalk::Listener {
+class SecondCollector : public RecordWalk::Listener, public SecondsWalk::Listener {
  public:
   SecondCollector(const Recording& recording, std::int64_t from, std::int64_t to, Seconds& seconds)
       : recording_(recording), from_(from), to_(to), seconds_(seconds), links_(recording.eventLog) {}
 
+  void Restart(const Checkpoint& checkpoint) { walk_.Restart(checkpoint); }
+  /// Behind the last record.
+  void Finish() { walk_.Finish(); }
+
   std::int32_t OnMaster(const Master& master) override { return FindMaster(recording_.masters, master); }
+  TimedRecord& Slot(int sfp) override { return walk_.Slot(sfp); }
+  void OnRecord(int sfp) override { walk_.Commit(sfp); }
 
   void OnSecond(int sfp, TimedRecord& record) override {
     const auto master = static_cast<std::size_t>(std::max(record.master, 0));
@@ -136,6 +143,7 @@ class SecondCollector : public RecordWalk::Listener {
   Seconds& seconds_;
   LoggedLinks links_;
   DifferencePairs pairs_;
+  SecondsWalk walk_{*this};
 };
 
 }  // namespace
@@ -205,6 +213,7 @@ void SecondsReader::ReadFrom(const Checkpoint& checkpoint, std::uint64_t end, co
   SecondCollector collector(recording_, wanted.from, wanted.to, seconds);
   RecordWalk walk(collector, recording_.options.from, recording_.options.to);
   walk.Restart(checkpoint);
+  collector.Restart(checkpoint);
   walk.StopAt(end);
   // What is a unit depends on those behind it.
   const std::uint64_t behind = std::min(end + unitsBehind * sizeof(RawDataUnit), recording_.rawDataBytes);
@@ -216,6 +225,7 @@ void SecondsReader::ReadFrom(const Checkpoint& checkpoint, std::uint64_t end, co
   take(UnitReader(file_, RecordWalk::BeginFor(checkpoint), checkpoint.place));
   take(UnitReader(file_, checkpoint.place, behind, checkpoint.stamp));
   walk.Finish();
+  collector.Finish();
 }
 
 }  // namespace kestrune::report

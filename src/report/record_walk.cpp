@@ -24,16 +24,12 @@ void CopyTail(const TelemetryRecord& from, TelemetryRecord& to, std::size_t begi
 RecordWalk::RecordWalk(Listener& listener, std::int64_t from, std::int64_t to)
     : listener_(listener), from_(from), to_(to) {}
 
-void RecordWalk::Restart(const report::Checkpoint& checkpoint) {
-  for (int sfp = 0; sfp < sfpCount; ++sfp) {
-    const auto k = static_cast<std::size_t>(sfp);
-    sfps_[k].retimer.Restart(checkpoint.last[k]);
-  }
+void RecordWalk::Restart(const Checkpoint& checkpoint) {
   atCheckpoint_ = true;
   restartAt_ = checkpoint.place;
 }
 
-std::uint64_t RecordWalk::BeginFor(const report::Checkpoint& checkpoint) {
+std::uint64_t RecordWalk::BeginFor(const Checkpoint& checkpoint) {
   return checkpoint.place - std::min(checkpoint.place, unitsToRemember * sizeof(RawDataUnit));
 }
 
@@ -55,7 +51,6 @@ void RecordWalk::Resume(std::int64_t stamp) {
   atCheckpoint_ = false;
   anyStamp_ = true;
   stamp_ = stamp;
-  sinceCheckpoint_ = 0;
 }
 
 /// What the SFP's next record is compared with.
@@ -107,53 +102,27 @@ void RecordWalk::Release() {
 void RecordWalk::Accept(const RawDataUnit& unit, std::uint64_t place) {
   stopped_ |= place >= stopAt_;
   if (stopped_) return;
-  if (sinceCheckpoint_ >= unitsPerCheckpoint && unit.epochTime != stamp_ && MayStop())
-    Checkpoint(place, unit.epochTime);
-  ++sinceCheckpoint_;
   anyStamp_ = true;
   stamp_ = unit.epochTime;
   AddRecord(unit, place);
 }
 
-/// Is this a good place for a checkpoint, which settles all seconds? Not for ever is there a better one to
-/// wait for.
-bool RecordWalk::MayStop() const {
-  return sinceCheckpoint_ >= unitsAtMost ||
-         std::ranges::all_of(sfps_, [](const SfpState& sfp) { return sfp.retimer.IsEven(); });
-}
-
-void RecordWalk::Checkpoint(std::uint64_t place, std::int64_t stamp) {
-  report::Checkpoint checkpoint;
-  checkpoint.place = place;
-  checkpoint.stamp = stamp;
-  for (int sfp = 0; sfp < sfpCount; ++sfp) {
-    Retimer& retimer = sfps_[static_cast<std::size_t>(sfp)].retimer;
-    retimer.Flush([&](TimedRecord& record) { listener_.OnSecond(sfp, record); });
-    checkpoint.last[static_cast<std::size_t>(sfp)] = retimer.Last();
-  }
-  listener_.OnCheckpoint(checkpoint);
-  sinceCheckpoint_ = 0;
-}
-
 void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
   const TelemetryRecord& record = unit.record;
+  const int sfp = record.sfp;
   SfpState& state = sfps_[record.sfp];
   const CounterSteps steps = state.any ? StepsBetween(state.before, record) : CounterSteps{};
-  listener_.OnUnit(unit, steps, place);
-  TimedRecord& timed = state.retimer.Slot();
+  Remember(record);
+  TimedRecord& timed = listener_.Slot(sfp);
   FillSecond(record, steps, timed.second);
+  timed.second.start = unit.epochTime;
   timed.state = record.state;
   timed.asksForDelay = AsksForDelay(record);
+  timed.master = state.master;
   timed.packets = record.linkPacketsReceived;
   timed.place = place;
-  Remember(record);
-  timed.master = state.master;
-  const int sfp = record.sfp;
-  state.retimer.Commit(unit.epochTime, [&](TimedRecord& settled) { listener_.OnSecond(sfp, settled); });
-  // One that has fallen silent keeps nothing back for which the other's seconds would have to wait.
-  const int other = 1 - sfp;
-  sfps_[static_cast<std::size_t>(other)].retimer.LetGo(
-      unit.epochTime - longestKept, [&](TimedRecord& settled) { listener_.OnSecond(other, settled); });
+  listener_.OnRecord(sfp);
+  listener_.OnUnit(unit, steps, place);
 }
 
 void RecordWalk::Finish() {
@@ -162,10 +131,6 @@ void RecordWalk::Finish() {
   } else {
     wildStamps_ += held_.size();
     held_.clear();
-  }
-  for (int sfp = 0; sfp < sfpCount; ++sfp) {
-    sfps_[static_cast<std::size_t>(sfp)].retimer.Flush(
-        [&](TimedRecord& record) { listener_.OnSecond(sfp, record); });
   }
 }
 

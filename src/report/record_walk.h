@@ -12,23 +12,22 @@
 
 namespace kestrune::report {
 
-/// From units in the order of the file to seconds: leaves out wild time stamps, follows the masters and the
-/// card's counters, and gives every record its second. A walk that begins at a checkpoint sees what the first
-/// one saw.
+/// From units in the order of the file to records: leaves out wild time stamps, follows the masters and the
+/// card's counters. A walk that begins at a checkpoint sees what the first one saw.
 class RecordWalk {
  public:
   class Listener {
    public:
     virtual ~Listener() = default;
-    /// A unit that counts, with the messages since the one before of its SFP.
-    virtual void OnUnit(const RawDataUnit& /*unit*/, const CounterSteps& /*steps*/, std::uint64_t /*place*/) {
-    }
     /// The number of a master that wasn't the SFP's before.
     virtual std::int32_t OnMaster(const Master& master) = 0;
-    /// `record` may be changed.
-    virtual void OnSecond(int sfp, TimedRecord& record) = 0;
-    /// No record is held back; a later walk may begin here. The times of what follows aren't known yet.
-    virtual void OnCheckpoint(const report::Checkpoint& /*checkpoint*/) {}
+    /// Where the SFP's next record is to be filled in.
+    virtual TimedRecord& Slot(int sfp) = 0;
+    /// The SFP's slot is filled in.
+    virtual void OnRecord(int sfp) = 0;
+    /// The unit of the record before, with the messages since the one before of its SFP.
+    virtual void OnUnit(const RawDataUnit& /*unit*/, const CounterSteps& /*steps*/, std::uint64_t /*place*/) {
+    }
   };
 
   /// Stamps outside [from, to) are left out.
@@ -37,7 +36,7 @@ class RecordWalk {
   /// `BeginFor`: the units before the checkpoint tell where the card's counters were.
   void Restart(const Checkpoint& checkpoint);
   /// The byte from which to read for a walk that goes on at a checkpoint.
-  static std::uint64_t BeginFor(const report::Checkpoint& checkpoint);
+  static std::uint64_t BeginFor(const Checkpoint& checkpoint);
   /// Ends where the first walk made a checkpoint: the unit at `place` doesn't count any more.
   void StopAt(std::uint64_t place) { stopAt_ = place; }
   bool HasStopped() const { return stopped_; }
@@ -57,7 +56,6 @@ class RecordWalk {
     std::uint64_t place;
   };
   struct SfpState {
-    Retimer retimer;
     TelemetryRecord before;  ///< only what `HasSameMaster` and `StepsBetween` look at
     bool any = false;
     std::int32_t master = 0;
@@ -65,13 +63,9 @@ class RecordWalk {
 
   static constexpr std::int64_t near = 60;  ///< seconds; a stamp further from the one before needs company
   static constexpr std::int64_t pause = 3600;
-  static constexpr std::int64_t longestKept =
-      90;                                     ///< seconds that an SFP's records may wait behind the other's
-  static constexpr std::size_t company = 64;  ///< units of about the same time
+  static constexpr std::size_t company = 64;     ///< units of about the same time
   static constexpr std::size_t lessCompany = 8;  ///< within `pause`, at the beginning and at the end
   static constexpr std::uint64_t unitsToRemember = 32;
-  static constexpr std::uint64_t unitsPerCheckpoint = 128;
-  static constexpr std::uint64_t unitsAtMost = 2048;  ///< from one checkpoint to the next
 
   void Resume(std::int64_t stamp);
   void Remember(const TelemetryRecord& record);
@@ -80,8 +74,6 @@ class RecordWalk {
   std::size_t CompanyNeeded(std::int64_t stamp) const;
   void Release();
   void Accept(const RawDataUnit& unit, std::uint64_t place);
-  bool MayStop() const;
-  void Checkpoint(std::uint64_t place, std::int64_t stamp);
   void AddRecord(const RawDataUnit& unit, std::uint64_t place);
 
   Listener& listener_;
@@ -94,7 +86,6 @@ class RecordWalk {
   std::uint64_t stopAt_ = UINT64_MAX;
   std::int64_t stamp_ = 0;  ///< of the last unit that counts
   std::vector<Held> held_;  ///< units of one time far from `stamp_`
-  std::uint64_t sinceCheckpoint_ = unitsPerCheckpoint;
   std::uint64_t wildStamps_ = 0;
   std::uint64_t implausible_ = 0;
   std::uint64_t outsideRange_ = 0;

@@ -11,7 +11,7 @@ namespace kestrune::report {
 
 /// A record on its way to its second.
 struct TimedRecord {
-  Bucket second;
+  Bucket second;  ///< begins at the record's time stamp until its second is found
   std::int32_t state = 0;
   bool asksForDelay = true;   ///< are Delay_Resp to be expected?
   std::int32_t master = 0;    ///< index into `Recording::masters`

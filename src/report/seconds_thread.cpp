@@ -2,23 +2,20 @@
 
 namespace kestrune::report {
 
-SecondsThread::SecondsThread(RawDataPass& pass) : pass_(pass), thread_([this] { TakeAll(); }) {}
+SecondsThread::SecondsThread(RawDataPass& pass) : pass_(pass), thread_([this] { TakeAll(); }) { Begin(); }
 
-void SecondsThread::Batch::Clear() {
-  masters.clear();
-  seconds.clear();
-  checkpoints.clear();
+/// A batch that was taken has its records still.
+void SecondsThread::Begin() {
+  batch_.masters.clear();
+  batch_.records.resize(recordsPerBatch);
+  batch_.count = 0;
 }
 
-void SecondsThread::AddSecond(int sfp, const TimedRecord& record) {
-  batch_.seconds.emplace_back(sfp, record);
-  if (batch_.seconds.size() < secondsPerBatch) return;
+void SecondsThread::AddRecord(int sfp) {
+  batch_.records[batch_.count].sfp = sfp;
+  if (++batch_.count < recordsPerBatch) return;
   handOver_.Put(batch_);
-  batch_.Clear();
-}
-
-void SecondsThread::AddCheckpoint(const Checkpoint& checkpoint) {
-  batch_.checkpoints.push_back({batch_.seconds.size(), checkpoint});
+  Begin();
 }
 
 void SecondsThread::Finish() {
@@ -29,17 +26,15 @@ void SecondsThread::Finish() {
 
 void SecondsThread::TakeAll() {
   Batch batch;
-  while (handOver_.Take(batch)) Pass(batch);
-}
-
-void SecondsThread::Pass(Batch& batch) {
-  for (const Master& master : batch.masters) pass_.OnMaster(master);
-  auto checkpoint = batch.checkpoints.begin();
-  for (std::size_t i = 0; i <= batch.seconds.size(); ++i) {
-    for (; checkpoint != batch.checkpoints.end() && checkpoint->behind == i; ++checkpoint)
-      pass_.OnCheckpoint(checkpoint->checkpoint);
-    if (i < batch.seconds.size()) pass_.OnSecond(batch.seconds[i].sfp, batch.seconds[i].record);
+  while (handOver_.Take(batch)) {
+    for (const Master& master : batch.masters) pass_.OnMaster(master);
+    for (std::size_t i = 0; i < batch.count; ++i) {
+      const auto& [record, sfp] = batch.records[i];
+      walk_.Slot(sfp) = record;
+      walk_.Commit(sfp);
+    }
   }
+  walk_.Finish();
 }
 
 }  // namespace kestrune::report

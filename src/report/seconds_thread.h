@@ -7,48 +7,42 @@
 #include "report/hand_over.h"
 #include "report/raw_data_pass.h"
 #include "report/recording.h"
-#include "report/retimer.h"
+#include "report/seconds_walk.h"
 
 namespace kestrune::report {
 
-/// Gives a pass its seconds in a thread of its own, in the order in which they come, while the thread that
-/// walks through the raw data goes on. The walking thread constructs it and calls it.
+/// Finds the records' seconds and gives them to a pass in a thread of its own, while the thread that walks
+/// through the raw data goes on. The walking thread constructs it and calls it.
 class SecondsThread {
  public:
   explicit SecondsThread(RawDataPass& pass);
 
   void AddMaster(const Master& master) { batch_.masters.push_back(master); }
-  void AddSecond(int sfp, const TimedRecord& record);
-  void AddCheckpoint(const Checkpoint& checkpoint);
-  /// Behind the last second: returns when the pass has had all. Call it once.
+  /// The record to be filled in before `AddRecord`.
+  TimedRecord& Slot() { return batch_.records[batch_.count].record; }
+  void AddRecord(int sfp);
+  /// Behind the last record: returns when the pass has had all. Call it once.
   void Finish();
 
  private:
-  struct Second {
-    Second(int sfpIndex, const TimedRecord& timed) : record(timed), sfp(sfpIndex) {}
-
+  struct Record {
     TimedRecord record;
     int sfp;
   };
-  struct PlacedCheckpoint {
-    std::size_t behind;  ///< so many seconds of the batch
-    Checkpoint checkpoint;
-  };
   struct Batch {
-    std::vector<Master> masters;  ///< of the seconds here, or of later ones
-    std::vector<Second> seconds;
-    std::vector<PlacedCheckpoint> checkpoints;
-
-    void Clear();
+    std::vector<Master> masters;  ///< of the records here, or of later ones
+    std::vector<Record> records;  ///< as many as a batch may have
+    std::size_t count = 0;        ///< of these, filled in
   };
 
-  static constexpr std::size_t secondsPerBatch = 2048;
+  static constexpr std::size_t recordsPerBatch = 2048;
 
+  void Begin();
   void TakeAll();
-  void Pass(Batch& batch);
 
-  RawDataPass& pass_;  ///< the own thread only
-  Batch batch_;        ///< being filled
+  RawDataPass& pass_;  ///< this and the walk: the own thread only
+  SecondsWalk walk_{pass_};
+  Batch batch_;  ///< being filled
   HandOver<Batch> handOver_;
   std::thread thread_;
 };
