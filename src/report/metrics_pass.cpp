@@ -59,7 +59,8 @@ void MetricsPass::Read(const InputFile& file) {
   watch_.Settle();
 }
 
-void MetricsPass::OnUnit(const RawDataUnit& unit, const CounterSteps& /*steps*/, std::uint64_t /*place*/) {
+void MetricsPass::OnRecord(const RawDataUnit& unit, const CounterSteps& /*steps*/) {
+  walk_.Commit(unit.record.sfp);
   ++sums_.records[unit.record.sfp];
 }
 

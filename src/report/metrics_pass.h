@@ -47,8 +47,7 @@ class MetricsPass : public RecordWalk::Listener, public SecondsWalk::Listener, p
 
   std::int32_t OnMaster(const Master& master) override;
   TimedRecord& Slot(int sfp) override { return walk_.Slot(sfp); }
-  void OnRecord(int sfp) override { walk_.Commit(sfp); }
-  void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override;
+  void OnRecord(const RawDataUnit& unit, const CounterSteps& steps) override;
   void OnSecond(int sfp, TimedRecord& record) override;
   void OnCheckpoint(const Checkpoint& checkpoint) override;
   void OnWatched(const WatchedSecond& second) override;

@@ -53,10 +53,10 @@ class WholeWalk : public RecordWalk::Listener {
     return number;
   }
   TimedRecord& Slot(int /*sfp*/) override { return thread_.Slot(); }
-  void OnRecord(int sfp) override { thread_.AddRecord(sfp); }
-  void OnUnit(const RawDataUnit& unit, const CounterSteps& steps, std::uint64_t place) override {
+  void OnRecord(const RawDataUnit& unit, const CounterSteps& steps) override {
     feed_.Add(unit);
-    totals_.OnUnit(unit, steps, place);
+    totals_.OnUnit(unit, steps, thread_.Slot().place);
+    thread_.AddRecord(unit.record.sfp);
   }
 
   /// Behind the last unit.
@@ -123,7 +123,9 @@ class SecondCollector : public RecordWalk::Listener, public SecondsWalk::Listene
 
   std::int32_t OnMaster(const Master& master) override { return FindMaster(recording_.masters, master); }
   TimedRecord& Slot(int sfp) override { return walk_.Slot(sfp); }
-  void OnRecord(int sfp) override { walk_.Commit(sfp); }
+  void OnRecord(const RawDataUnit& unit, const CounterSteps& /*steps*/) override {
+    walk_.Commit(unit.record.sfp);
+  }
 
   void OnSecond(int sfp, TimedRecord& record) override {
     const auto master = static_cast<std::size_t>(std::max(record.master, 0));

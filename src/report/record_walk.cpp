@@ -109,11 +109,10 @@ void RecordWalk::Accept(const RawDataUnit& unit, std::uint64_t place) {
 
 void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
   const TelemetryRecord& record = unit.record;
-  const int sfp = record.sfp;
   SfpState& state = sfps_[record.sfp];
   const CounterSteps steps = state.any ? StepsBetween(state.before, record) : CounterSteps{};
   Remember(record);
-  TimedRecord& timed = listener_.Slot(sfp);
+  TimedRecord& timed = listener_.Slot(record.sfp);
   FillSecond(record, steps, timed.second);
   timed.second.start = unit.epochTime;
   timed.state = record.state;
@@ -121,8 +120,7 @@ void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
   timed.master = state.master;
   timed.packets = record.linkPacketsReceived;
   timed.place = place;
-  listener_.OnRecord(sfp);
-  listener_.OnUnit(unit, steps, place);
+  listener_.OnRecord(unit, steps);
 }
 
 void RecordWalk::Finish() {

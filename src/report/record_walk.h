@@ -23,11 +23,8 @@ class RecordWalk {
     virtual std::int32_t OnMaster(const Master& master) = 0;
     /// Where the SFP's next record is to be filled in.
     virtual TimedRecord& Slot(int sfp) = 0;
-    /// The SFP's slot is filled in.
-    virtual void OnRecord(int sfp) = 0;
-    /// The unit of the record before, with the messages since the one before of its SFP.
-    virtual void OnUnit(const RawDataUnit& /*unit*/, const CounterSteps& /*steps*/, std::uint64_t /*place*/) {
-    }
+    /// The slot is filled in from this unit, which counts, with the messages since the one before of its SFP.
+    virtual void OnRecord(const RawDataUnit& unit, const CounterSteps& steps) = 0;
   };
 
   /// Stamps outside [from, to) are left out.
