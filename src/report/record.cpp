@@ -207,8 +207,10 @@ bool DifferencePairs::Add(int sfp, const Bucket& second, std::uint64_t grandmast
   const double tenths = (sfp == 0 ? mine.average - other.average : other.average - mine.average) * 10;
   if (!(std::fabs(tenths) < 4e18)) return false;
   const std::int64_t whole = Rounded(tenths);
-  difference = {second.start, {1, static_cast<double>(whole), 0, whole, whole}, {}};
-  if (mine.locked && other.locked) difference.locked = difference.all;
+  difference.start = second.start;
+  difference.all = difference.locked = {};
+  difference.all.Add(whole);
+  if (mine.locked && other.locked) difference.locked.Add(whole);
   return true;
 }
 

@@ -54,22 +54,26 @@ WatchMemory Watch::Memory() const {
 }
 
 void Watch::OnSecond(int sfp, const Bucket& second, std::int32_t state, std::int32_t master) {
-  const Sample sample{.time = second.start,
-                      .offset = second.offset.mean,
-                      .path = second.path.mean,
-                      .messages = MessagesOf(second),
-                      .syncs = second.syncs,
-                      .resps = second.resps,
-                      .master = master,
-                      .grandmaster = recording_->masters[static_cast<std::size_t>(master)].grandmaster,
-                      .served = HasMaster(state),
-                      .locked = second.records > 0 && second.locked == second.records};
   auto& waiting = PerSfp(sfp).waiting;
   const bool setBack = second.start < PerSfp(sfp).newest;
   while (setBack && !waiting.empty()) EmitOldest();
   PerSfp(sfp).newest = second.start;
-  if (!waiting.empty() && waiting.back().time == second.start) return Merge(sample, waiting.back());
-  waiting.push_back(sample);
+  Sample& sample = waiting.emplace_back();
+  sample.time = second.start;
+  sample.offset = second.offset.mean;
+  sample.path = second.path.mean;
+  sample.messages = MessagesOf(second);
+  sample.syncs = second.syncs;
+  sample.resps = second.resps;
+  sample.master = master;
+  sample.grandmaster = recording_->masters[static_cast<std::size_t>(master)].grandmaster;
+  sample.served = HasMaster(state);
+  sample.locked = second.records > 0 && second.locked == second.records;
+  if (waiting.size() > 1 && waiting.before_back().time == second.start) {
+    Merge(sample, waiting.before_back());
+    waiting.pop_back();
+    return;
+  }
   // The last one may get a second record.
   const auto both = [&] { return sfps_[0].waiting.size() > 1 && sfps_[1].waiting.size() > 1; };
   while (both() || waiting.size() > longestWait) EmitOldest();

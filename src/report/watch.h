@@ -125,7 +125,9 @@ class Watch : public SecondObserver {
     std::size_t size() const { return all_.size() - first_; }
     const Sample& front() const { return all_[first_]; }
     Sample& back() { return all_.back(); }
-    void push_back(const Sample& sample) { all_.push_back(sample); }
+    Sample& emplace_back() { return all_.emplace_back(); }
+    Sample& before_back() { return all_.end()[-2]; }
+    void pop_back() { all_.pop_back(); }
     void pop_front() {
       if (++first_ < enough) return;
       all_.erase(all_.begin(), all_.begin() + static_cast<std::ptrdiff_t>(enough));
