@@ -2,20 +2,21 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <span>
 #include <thread>
+#include <utility>
 
 #include "report/bucket_series.h"
-#include "report/hand_over.h"
+#include "report/packing.h"
 
 namespace kestrune::report {
 namespace {
 
-constexpr std::size_t secondsPerChunk = 4 * 3600;
+constexpr std::int64_t rowsPerChunk = 2 * 3600;
 constexpr std::size_t wideRowsPerChunk = 2880;  // two days of minutes
-constexpr std::int64_t longestRead = 3600;
-constexpr std::size_t readers = 2;         // beside the packing thread, which often waits for them
-constexpr std::int64_t readThrough = 200;  // seconds that are sooner read than skipped
+constexpr std::int64_t longestRead = 1200;      // seconds
+constexpr std::int64_t readThrough = 200;       // seconds that are sooner read than skipped
 
 /// The part of a rising series that lies in [from, to).
 template <typename AnyBucket>
@@ -35,19 +36,91 @@ Seconds PartOf(const std::vector<Bucket>& sfpA, const std::vector<Bucket>& sfpB,
   return part;
 }
 
-/// Parts that lie so near to each other that they are read in one go.
-std::vector<std::span<const Stretch>> ReadTogether(std::span<const Stretch> parts) {
-  std::vector<std::span<const Stretch>> groups;
-  while (!parts.empty()) {
-    std::size_t count = 1;
-    while (count < parts.size() && parts[count].from - parts[count - 1].to <= readThrough &&
-           parts[count].to - parts[0].from <= longestRead) {
-      ++count;
+using Parts = std::vector<Stretch>;
+
+/// The parts of one chunk after the other, none longer than a read.
+std::vector<Parts> SplitIntoChunks(const Parts& parts, std::int64_t width) {
+  std::vector<Parts> chunks;
+  std::int64_t room = 0;  // rows
+  for (auto [from, to] : parts) {
+    while (from < to) {
+      if (room == 0) {
+        chunks.emplace_back();
+        room = rowsPerChunk;
+      }
+      const std::int64_t first = BucketStart(from, width);
+      const std::int64_t rows = std::clamp<std::int64_t>(longestRead / width, 1, room);
+      const std::int64_t end = std::min(to, first + rows * width);
+      chunks.back().push_back({from, end});
+      room -= (end - first + width - 1) / width;
+      from = end;
     }
-    groups.push_back(parts.first(count));
-    parts = parts.subspan(count);
   }
-  return groups;
+  return chunks;
+}
+
+/// How many of the foremost parts lie so near to each other that they are read in one go.
+std::size_t CountTogether(std::span<const Stretch> parts) {
+  std::size_t count = 1;
+  while (count < parts.size() && parts[count].from - parts[count - 1].to <= readThrough &&
+         parts[count].to - parts[0].from <= longestRead) {
+    ++count;
+  }
+  return count;
+}
+
+/// Collects the rows of a chunk.
+class ChunkPacker {
+ public:
+  /// `parts` of a nanosecond.
+  ChunkPacker(std::int64_t base, std::int64_t width, int parts) : base_(base), width_(width), parts_(parts) {}
+
+  /// The buckets of [from, to), which lies behind what was added before; `buckets` are narrower ones, or as
+  /// wide.
+  void Add(std::int64_t from, std::int64_t to, Seconds buckets);
+  /// The chunk; what is added next belongs to another one.
+  LevelChunk Finish() {
+    LevelChunk chunk{Deflate(PackChunk(rows_, parts_)), std::exchange(ranges_, {})};
+    rows_.clear();
+    return chunk;
+  }
+
+ private:
+  void AddRow(const PackedRow& row, std::int64_t number);
+
+  std::int64_t base_;
+  std::int64_t width_;
+  int parts_;
+  std::vector<PackedRow> rows_;
+  std::vector<BucketRange> ranges_;
+};
+
+void ChunkPacker::Add(std::int64_t from, std::int64_t to, Seconds buckets) {
+  for (auto& sfp : buckets.sfp) MergeBuckets(sfp, width_);
+  MergeBuckets(buckets.differences, width_);
+  std::array<std::size_t, sfpCount> next{};
+  std::size_t nextDifference = 0;
+  const std::int64_t first = BucketStart(from, width_);
+  for (std::int64_t start = first; start < to; start += width_) {
+    PackedRow row;
+    for (std::size_t k = 0; k < sfpCount; ++k) {
+      const auto& all = buckets.sfp[k];
+      while (next[k] < all.size() && all[next[k]].start < start) ++next[k];
+      if (next[k] < all.size() && all[next[k]].start == start) row.sfp[k] = all[next[k]];
+    }
+    const auto& all = buckets.differences;
+    while (nextDifference < all.size() && all[nextDifference].start < start) ++nextDifference;
+    if (nextDifference < all.size() && all[nextDifference].start == start)
+      row.difference = all[nextDifference];
+    AddRow(row, (start - base_) / width_);
+  }
+}
+
+void ChunkPacker::AddRow(const PackedRow& row, std::int64_t number) {
+  if (ranges_.empty() || ranges_.back().first + ranges_.back().count != number)
+    ranges_.push_back({number, 0});
+  ++ranges_.back().count;
+  rows_.push_back(row);
 }
 
 }  // namespace
@@ -66,64 +139,18 @@ std::int64_t PageLevel::Buckets() const {
   return buckets;
 }
 
-LevelPacker::LevelPacker(std::int64_t base, std::int64_t width, int parts, std::size_t rowsPerChunk)
-    : base_(base), rowsPerChunk_(rowsPerChunk) {
-  level_.width = width;
-  level_.parts = parts;
-  rows_.reserve(rowsPerChunk);
-}
-
-void LevelPacker::Add(std::int64_t from, std::int64_t to, Seconds buckets) {
-  const std::int64_t width = level_.width;
-  for (auto& sfp : buckets.sfp) MergeBuckets(sfp, width);
-  MergeBuckets(buckets.differences, width);
-  std::array<std::size_t, sfpCount> next{};
-  std::size_t nextDifference = 0;
-  const std::int64_t first = BucketStart(from, width);
-  for (std::int64_t start = first; start < to; start += width) {
-    PackedRow row;
-    for (std::size_t k = 0; k < sfpCount; ++k) {
-      const auto& all = buckets.sfp[k];
-      while (next[k] < all.size() && all[next[k]].start < start) ++next[k];
-      if (next[k] < all.size() && all[next[k]].start == start) row.sfp[k] = all[next[k]];
-    }
-    const auto& all = buckets.differences;
-    while (nextDifference < all.size() && all[nextDifference].start < start) ++nextDifference;
-    if (nextDifference < all.size() && all[nextDifference].start == start)
-      row.difference = all[nextDifference];
-    AddRow(row, (start - base_) / width);
-  }
-}
-
-void LevelPacker::AddRow(const PackedRow& row, std::int64_t number) {
-  if (rows_.size() == rowsPerChunk_) CloseChunk();
-  if (ranges_.empty() || ranges_.back().first + ranges_.back().count != number)
-    ranges_.push_back({number, 0});
-  ++ranges_.back().count;
-  rows_.push_back(row);
-}
-
-void LevelPacker::CloseChunk() {
-  if (rows_.empty()) return;
-  level_.chunks.push_back({Deflate(PackChunk(rows_, level_.parts)), std::move(ranges_)});
-  rows_.clear();
-  ranges_ = {};
-}
-
-PageLevel LevelPacker::Finish() {
-  CloseChunk();
-  return std::move(level_);
-}
-
 PageLevel PackWhole(const Recording& recording, std::int64_t width) {
-  LevelPacker packer(recording.base, width, 10, wideRowsPerChunk);
+  PageLevel level;
+  level.width = width;
+  ChunkPacker packer(recording.base, width, level.parts);
   const auto& [a, b] = recording.sfp;
   const std::int64_t step = width * static_cast<std::int64_t>(wideRowsPerChunk);
   for (std::int64_t from = recording.base; from < recording.end; from += step) {
     const std::int64_t to = std::min(from + step, recording.end);
     packer.Add(from, to, PartOf(a.buckets, b.buckets, recording.differences, from, to));
+    level.chunks.push_back(packer.Finish());
   }
-  return packer.Finish();
+  return level;
 }
 
 PageLevel PackSideLevel(const Recording& recording, const SideSeries& side, std::int64_t width) {
@@ -153,31 +180,39 @@ PageLevel PackSideLevel(const Recording& recording, const SideSeries& side, std:
 }
 
 PageLevel PackParts(const Recording& recording, const std::vector<Stretch>& parts, std::int64_t width,
-                    int perNanosecond) {
-  LevelPacker packer(recording.base, width, perNanosecond, secondsPerChunk);
-  const std::vector<std::span<const Stretch>> groups = ReadTogether(parts);
-  std::array<HandOver<Seconds>, readers> handOvers;
-  std::array<std::thread, readers> threads;
-  for (std::size_t k = 0; k < readers; ++k) {
-    threads[k] = std::thread([&, k] {
-      SecondsReader reader(recording);
-      Seconds seconds;
-      for (std::size_t i = k; i < groups.size(); i += readers) {
-        reader.Read(groups[i].front().from, groups[i].back().to, seconds);
-        handOvers[k].Put(seconds);
+                    int perNanosecond, std::size_t room) {
+  const std::vector<Parts> chunks = SplitIntoChunks(parts, width);
+  PageLevel level;
+  level.width = width;
+  level.parts = perNanosecond;
+  level.chunks.resize(chunks.size());
+  std::atomic<std::size_t> next = 0;
+  std::atomic<std::size_t> bytes = 0;
+  const auto pack = [&] {
+    SecondsReader reader(recording);
+    Seconds seconds;
+    ChunkPacker packer(recording.base, width, perNanosecond);
+    for (std::size_t i = next++; i < chunks.size() && bytes <= room; i = next++) {
+      for (std::span<const Stretch> rest = chunks[i]; !rest.empty();) {
+        const std::span<const Stretch> together = rest.first(CountTogether(rest));
+        rest = rest.subspan(together.size());
+        reader.Read(together.front().from, together.back().to, seconds);
+        const auto& [a, b] = seconds.sfp;
+        for (const Stretch& part : together)
+          packer.Add(part.from, part.to, PartOf(a, b, seconds.differences, part.from, part.to));
       }
-    });
-  }
-  std::array<Seconds, readers> read;
-  for (std::size_t i = 0; i < groups.size(); ++i) {
-    Seconds& seconds = read[i % readers];
-    handOvers[i % readers].Take(seconds);
-    const auto& [a, b] = seconds.sfp;
-    for (const Stretch& part : groups[i])
-      packer.Add(part.from, part.to, PartOf(a, b, seconds.differences, part.from, part.to));
-  }
-  for (std::thread& thread : threads) thread.join();
-  return packer.Finish();
+      level.chunks[i] = packer.Finish();
+      bytes += level.chunks[i].bytes.size();
+    }
+  };
+  std::thread other(pack);
+  pack();
+  other.join();
+  // What was begun is complete, so that those kept don't depend on which thread was ahead.
+  std::size_t kept = 0;
+  for (bytes = 0; kept < chunks.size() && bytes <= room; ++kept) bytes += level.chunks[kept].bytes.size();
+  level.chunks.resize(kept);
+  return level;
 }
 
 }  // namespace kestrune::report

@@ -152,29 +152,31 @@ PageLevel FinestSide(const Recording& recording, const SideSeries& side, std::si
 
 using Slots = std::span<const std::int64_t>;
 
-PageLevel PackSeconds(const Recording& recording, Slots slots, std::int64_t slot) {
-  return PackParts(recording, Join({slots.begin(), slots.end()}, slot, recording), 1, 1);
-}
-
 /// As many of the foremost slots as about fit. What one takes depends on what is in it and on its neighbours,
 /// so that it shows when they are packed.
 PageLevel PackSlots(const Recording& recording, Slots slots, std::int64_t slot, std::size_t room) {
-  constexpr double usualBytesPerSecond = 5;
+  constexpr double usualBytesPerSecond = 6.5;
   constexpr int attempts = 3;
   constexpr double share = 0.9;
   constexpr double enough = 0.55;
-  constexpr double growth =
-      0.8;  // the slots behind take more than the foremost, which are short of neighbours
   PageLevel best;
   double fitting = static_cast<double>(room) / (usualBytesPerSecond * static_cast<double>(slot));
   for (int attempt = 0; attempt < attempts; ++attempt) {
     const auto count = static_cast<std::size_t>(std::min(fitting, static_cast<double>(slots.size())));
     if (count == 0) break;
-    PageLevel level = PackSeconds(recording, slots.first(count), slot);
-    const double used = static_cast<double>(level.Bytes()) / static_cast<double>(room);
-    if (used <= 1 && level.Bytes() > best.Bytes()) best = std::move(level);
-    if (used <= 1 && (used >= enough || count == slots.size())) break;
-    fitting = static_cast<double>(count) * std::pow(share / used, growth);
+    const Slots foremost = slots.first(count);
+    PageLevel level =
+        PackParts(recording, Join({foremost.begin(), foremost.end()}, slot, recording), 1, 1, room);
+    const std::size_t bytes = level.Bytes();
+    const double packed = static_cast<double>(level.Buckets()) / static_cast<double>(slot);
+    const double fit = packed * static_cast<double>(room) / static_cast<double>(bytes);
+    if (bytes <= room) {
+      const bool isEnough =
+          count == slots.size() || static_cast<double>(bytes) >= enough * static_cast<double>(room);
+      if (bytes > best.Bytes()) best = std::move(level);
+      if (isEnough) break;
+    }
+    fitting = fit * share;
   }
   return best;
 }
@@ -184,7 +186,7 @@ PageLevel PackAllTens(const Recording& recording, std::size_t room) {
   constexpr std::int64_t leastBytesPerMinute = 6 * 12;
   const std::int64_t minutes = (recording.end - recording.first) / 60;
   if (minutes * leastBytesPerMinute > static_cast<std::int64_t>(room)) return {};
-  PageLevel level = PackParts(recording, Everything(recording), 10, 10);
+  PageLevel level = PackParts(recording, Everything(recording), 10, 10, room);
   return level.Bytes() <= room ? level : PageLevel{};
 }
 
@@ -208,10 +210,12 @@ PageLevel PackTens(const Recording& recording, const std::vector<PageEpisode>& e
   constexpr double share = 0.9;
   double most = static_cast<double>(room) / usualBytesPerMinute;
   PageLevel level =
-      PackParts(recording, MinutesAround(recording, episodes, static_cast<std::size_t>(most)), 10, 10);
+      PackParts(recording, MinutesAround(recording, episodes, static_cast<std::size_t>(most)), 10, 10, room);
   if (level.Bytes() <= room) return level;
-  most *= share * static_cast<double>(room) / static_cast<double>(level.Bytes());
-  level = PackParts(recording, MinutesAround(recording, episodes, static_cast<std::size_t>(most)), 10, 10);
+  most = share * static_cast<double>(level.Buckets() * level.width) / 60 * static_cast<double>(room) /
+         static_cast<double>(level.Bytes());
+  level =
+      PackParts(recording, MinutesAround(recording, episodes, static_cast<std::size_t>(most)), 10, 10, room);
   return level.Bytes() <= room ? level : PageLevel{};
 }
 
@@ -223,10 +227,10 @@ std::vector<PageLevel> UsualLevels(const Recording& recording, const std::vector
   constexpr std::int64_t leastBytesPerSecond = 5;
   const std::int64_t seconds = recording.end - recording.first;
   if (seconds * leastBytesPerSecond <= static_cast<std::int64_t>(left)) {
-    PageLevel every = PackParts(recording, Everything(recording), 1, 1);
+    PageLevel every = PackParts(recording, Everything(recording), 1, 1, left);
     if (every.Bytes() <= left) {
       left -= every.Bytes();
-      PageLevel tens = PackParts(recording, Everything(recording), 10, 10);
+      PageLevel tens = PackParts(recording, Everything(recording), 10, 10, left);
       if (tens.Bytes() <= left) levels.push_back(std::move(tens));
       levels.push_back(std::move(every));
       return levels;
