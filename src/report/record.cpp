@@ -109,6 +109,7 @@ bool HasSameMaster(const TelemetryRecord& left, const TelemetryRecord& right) {
 
 CounterSteps StepsBetween(const TelemetryRecord& before, const TelemetryRecord& record) {
   CounterSteps steps;
+  steps.known = true;
   const std::uint32_t announces = Step(before.announceMessagesReceived, record.announceMessagesReceived);
   steps.announcesForeign =
       Step(before.announceForeignMessagesReceived, record.announceForeignMessagesReceived);
@@ -155,7 +156,7 @@ void FillSecond(const TelemetryRecord& record, const CounterSteps& steps, Bucket
   if (HasMaster(record.state)) {
     second.syncsDue = Due(record.logSyncInterval, 1);
     second.respsDue = Due(record.logMinDelayReqInterval, 1);
-    second.announcesDue = Due(record.logAnnounceInterval, 16);
+    second.announcesDue = steps.known ? Due(record.logAnnounceInterval, 16) : 0;
     second.announces = steps.announces;
     second.followUps = steps.followUps;
     if (record.twoStepFlag != 0) second.followUpsDue = steps.syncs;

@@ -24,6 +24,7 @@ bool HasSameMaster(const TelemetryRecord& left, const TelemetryRecord& right);
 /// Messages and packets between two records of one SFP, from the card's counters; a counter that fell or
 /// leapt, as when the card began anew, gives 0.
 struct CounterSteps {
+  bool known = false;           ///< else all are 0, and nothing is due by them
   std::uint32_t announces = 0;  ///< of the best master: the foreign ones are counted apart
   std::uint32_t announcesForeign = 0;
   std::uint32_t syncs = 0;

@@ -37,7 +37,7 @@ void RecordWalk::Take(std::span<const RawDataUnit> units, std::uint64_t place) {
   for (const RawDataUnit& unit : units) {
     if (stopped_) return;
     if (place < restartAt_) {
-      if (unit.record.sfp < sfpCount && IsPlausible(unit.record)) Remember(unit.record);
+      if (MayHaveCounted(unit)) Remember(unit, place);
     } else {
       if (atCheckpoint_) Resume(unit.epochTime);
       if (unit.record.sfp < sfpCount) Offer(unit, place);
@@ -53,8 +53,15 @@ void RecordWalk::Resume(std::int64_t stamp) {
   stamp_ = stamp;
 }
 
+/// Did a unit before the checkpoint count in the first walk, so that a step of counters may begin there?
+bool RecordWalk::MayHaveCounted(const RawDataUnit& unit) const {
+  return unit.record.sfp < sfpCount && unit.epochTime >= from_ && unit.epochTime < to_ &&
+         IsPlausible(unit.record);
+}
+
 /// What the SFP's next record is compared with.
-void RecordWalk::Remember(const TelemetryRecord& record) {
+void RecordWalk::Remember(const RawDataUnit& unit, std::uint64_t place) {
+  const TelemetryRecord& record = unit.record;
   SfpState& state = sfps_[record.sfp];
   if (!state.any || !HasSameMaster(state.before, record)) {
     state.master = listener_.OnMaster(MasterOf(record));
@@ -64,6 +71,8 @@ void RecordWalk::Remember(const TelemetryRecord& record) {
     CopyTail(record, state.before, offsetof(TelemetryRecord, announceMessagesReceived));
   }
   state.any = true;
+  state.stamp = unit.epochTime;
+  state.place = place;
 }
 
 void RecordWalk::Offer(const RawDataUnit& unit, std::uint64_t place) {
@@ -107,11 +116,20 @@ void RecordWalk::Accept(const RawDataUnit& unit, std::uint64_t place) {
   AddRecord(unit, place);
 }
 
+/// What was counted while no record told of it belongs to no second. Nor does a step count from further back
+/// than a walk remembers that begins in between.
+CounterSteps RecordWalk::StepsOf(const RawDataUnit& unit, std::uint64_t place) const {
+  const SfpState& state = sfps_[unit.record.sfp];
+  const bool follows = state.any && IsNear(state.stamp, unit.epochTime, longestStep) &&
+                       place - state.place < unitsToRemember * sizeof unit;
+  return follows ? StepsBetween(state.before, unit.record) : CounterSteps{};
+}
+
 void RecordWalk::AddRecord(const RawDataUnit& unit, std::uint64_t place) {
   const TelemetryRecord& record = unit.record;
   SfpState& state = sfps_[record.sfp];
-  const CounterSteps steps = state.any ? StepsBetween(state.before, record) : CounterSteps{};
-  Remember(record);
+  const CounterSteps steps = StepsOf(unit, place);
+  Remember(unit, place);
   TimedRecord& timed = listener_.Slot(record.sfp);
   FillSecond(record, steps, timed.second);
   timed.second.start = unit.epochTime;

@@ -55,6 +55,8 @@ class RecordWalk {
   struct SfpState {
     TelemetryRecord before;  ///< only what `HasSameMaster` and `StepsBetween` look at
     bool any = false;
+    std::int64_t stamp = 0;   ///< of `before`
+    std::uint64_t place = 0;  ///< of `before`
     std::int32_t master = 0;
   };
 
@@ -62,15 +64,18 @@ class RecordWalk {
   static constexpr std::int64_t pause = 3600;
   static constexpr std::size_t company = 64;     ///< units of about the same time
   static constexpr std::size_t lessCompany = 8;  ///< within `pause`, at the beginning and at the end
-  static constexpr std::uint64_t unitsToRemember = 32;
+  static constexpr std::uint64_t unitsToRemember = 128;
+  static constexpr std::int64_t longestStep = 60;  ///< seconds that a step of the card's counters may take
 
   void Resume(std::int64_t stamp);
-  void Remember(const TelemetryRecord& record);
+  bool MayHaveCounted(const RawDataUnit& unit) const;
+  void Remember(const RawDataUnit& unit, std::uint64_t place);
   void Offer(const RawDataUnit& unit, std::uint64_t place);
   void Hold(const RawDataUnit& unit, std::uint64_t place);
   std::size_t CompanyNeeded(std::int64_t stamp) const;
   void Release();
   void Accept(const RawDataUnit& unit, std::uint64_t place);
+  CounterSteps StepsOf(const RawDataUnit& unit, std::uint64_t place) const;
   void AddRecord(const RawDataUnit& unit, std::uint64_t place);
 
   Listener& listener_;

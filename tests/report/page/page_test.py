@@ -142,11 +142,12 @@ class Exact:
 
     def merged_side(self, sfp, width):
         rows = {}
-        first = min(self.seconds[sfp])
+        times = sorted(self.seconds[sfp])
+        before = dict(zip(times[1:], times))
         for start, bucket in self.buckets(sfp, width):
             seconds = [second for _, second in bucket]
-            # Counters count from the first record on.
-            counted = [second for t, second in bucket if second.expects and t > first]
+            # Counters count from the record before, when that is a minute old at most.
+            counted = [second for t, second in bucket if second.expects and t - before.get(t, 0) <= 60]
             counts = sums(counted, attrgetter("follow_ups"), SYNCS, lambda second: 4)
             figures = (stat(seconds, *quantity) for quantity in (TO_FOLLOWER, PATH, RATE))
             rows[start] = [*sums(seconds, RECORDS, IS_LOCKED), *counts, *chain(*figures)]
