@@ -120,6 +120,7 @@ std::string WhatText(const Finding& finding, const Recording& recording) {
     case Cause::SfpLock:
       return "out of lock";
     case Cause::Relock:
+      if (finding.after == Finding::neverLocked && finding.value == 0) return "not locked again";
       return (finding.after == Finding::neverLocked ? "not locked again within " : "locked again after ") +
              DurationText(std::llround(finding.value));
     case Cause::Step:

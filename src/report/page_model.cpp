@@ -182,13 +182,14 @@ Data Relocks(const Judgement& judgement) {
   for (std::size_t i = 0; i < std::min(judgement.relocks.size(), longestPageList); ++i) {
     const Relock& relock = judgement.relocks[i];
     const bool locked = relock.locked >= 0;
+    const bool heardAgain = locked || relock.Took() > 0;
     const bool fellSilent = relock.lastMessage <= relock.detected;
     list << PageFields(
         {{"sfp", relock.sfp == 0 ? "A" : "B"},
          {"lastMessage", fellSilent ? TimeText(relock.lastMessage) : "\u2013"},
          {"detected", TimeText(relock.detected)},
          {"locked", locked ? TimeText(relock.locked) : "never"},
-         {"took", (locked ? "" : "> ") + DurationText(relock.Took())},
+         {"took", heardAgain ? (locked ? "" : "> ") + DurationText(relock.Took()) : "\u2013"},
          {"step", relock.stepMeasured ? TenthsText(relock.step) : "\u2013"},
          {"from", master(relock.from)},
          {"to", locked ? master(relock.to) : "\u2013"},

@@ -44,7 +44,7 @@ class WholeWalk : public RecordWalk::Listener {
       : totals_(recording),
         feed_(With(observers.units, totals_)),
         pass_(recording, observers.seconds),
-        thread_(pass_) {}
+        thread_(pass_, recording.options.from) {}
 
   std::int32_t OnMaster(const Master& master) override {
     const std::size_t known = totals_.Masters().size();
@@ -145,7 +145,7 @@ class SecondCollector : public RecordWalk::Listener, public SecondsWalk::Listene
   Seconds& seconds_;
   LoggedLinks links_;
   DifferencePairs pairs_;
-  SecondsWalk walk_{*this};
+  SecondsWalk walk_{*this, recording_.options.from};
 };
 
 }  // namespace

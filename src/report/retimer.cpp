@@ -8,7 +8,7 @@ namespace kestrune::report {
 void Retimer::Settle() {
   if (batch_ == 0) return;
   const std::int64_t first = stamp_ - static_cast<std::int64_t>(batch_) + 1;
-  if (last_ == noTime) last_ = first - 1;
+  if (last_ == noTime) last_ = std::max(first, earliest_) - 1;
   while (first > last_ + 1 && UseDouble()) ++last_;
   std::int64_t time = std::max(last_ + 1, first);
   for (; batch_ > 0; --batch_) {

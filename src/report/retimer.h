@@ -27,6 +27,9 @@ class Retimer {
  public:
   static constexpr std::int64_t noTime = std::numeric_limits<std::int64_t>::min();
 
+  /// No second before `first` is given: records of a batch that reach back behind it share the first ones.
+  explicit Retimer(std::int64_t first = noTime) : earliest_(first) {}
+
   /// The record to be filled in and then given to `Commit`.
   TimedRecord& Slot() { return items_[(first_ + held_ + batch_) % capacity]; }
 
@@ -101,6 +104,7 @@ class Retimer {
   std::size_t held_ = 0;   ///< have their second
   std::size_t batch_ = 0;  ///< behind them, of one stamp, have none yet
   std::int64_t stamp_ = 0;
+  std::int64_t earliest_;
   std::int64_t last_ = noTime;     ///< second of the last one that has one
   std::int64_t emitted_ = noTime;  ///< second of the last one that was emitted
 };

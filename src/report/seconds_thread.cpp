@@ -2,7 +2,10 @@
 
 namespace kestrune::report {
 
-SecondsThread::SecondsThread(RawDataPass& pass) : pass_(pass), thread_([this] { TakeAll(); }) { Begin(); }
+SecondsThread::SecondsThread(RawDataPass& pass, std::int64_t first)
+    : pass_(pass), walk_(pass, first), thread_([this] { TakeAll(); }) {
+  Begin();
+}
 
 /// A batch that was taken has its records still.
 void SecondsThread::Begin() {

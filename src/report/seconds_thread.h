@@ -15,7 +15,8 @@ namespace kestrune::report {
 /// through the raw data goes on. The walking thread constructs it and calls it.
 class SecondsThread {
  public:
-  explicit SecondsThread(RawDataPass& pass);
+  /// No second before `first` is found.
+  SecondsThread(RawDataPass& pass, std::int64_t first);
 
   void AddMaster(const Master& master) { batch_.masters.push_back(master); }
   /// The record to be filled in before `AddRecord`.
@@ -41,7 +42,7 @@ class SecondsThread {
   void TakeAll();
 
   RawDataPass& pass_;  ///< this and the walk: the own thread only
-  SecondsWalk walk_{pass_};
+  SecondsWalk walk_;
   Batch batch_;  ///< being filled
   HandOver<Batch> handOver_;
   std::thread thread_;

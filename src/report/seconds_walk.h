@@ -21,7 +21,9 @@ class SecondsWalk {
     virtual void OnCheckpoint(const Checkpoint& /*checkpoint*/) {}
   };
 
-  explicit SecondsWalk(Listener& listener) : listener_(listener) {}
+  /// No second before `first` is found.
+  explicit SecondsWalk(Listener& listener, std::int64_t first = Retimer::noTime)
+      : listener_(listener), retimers_{Retimer(first), Retimer(first)} {}
   /// Goes on at a checkpoint, as the first walk did. Before the first record.
   void Restart(const Checkpoint& checkpoint);
 

@@ -431,10 +431,12 @@ TEST(RawData, ARangeLeavesOutTheRest) {
   ReadOptions options;
   options.from = begin + 10;
   options.to = begin + 60;
-  const Recording recording = ReadBytes(BytesOf(MakeUnits(begin, begin + 100)), options);
+  auto wanted = MakeUnits(begin, begin + 100);
+  for (std::size_t i = 10; i < 20; ++i) wanted[i].epochTime = begin + 10;  // a batch that reaches back
+  const Recording recording = ReadBytes(BytesOf(wanted), options);
   EXPECT_EQ(recording.first, begin + 10);
   EXPECT_EQ(recording.end, begin + 60);
-  EXPECT_EQ(recording.outsideRange, 100);
+  EXPECT_EQ(recording.outsideRange, 90);
   const RunFiles files;
   EXPECT_FALSE(LastTime(files.Names().rawData));
   auto units = MakeUnits(begin, begin + 700);
