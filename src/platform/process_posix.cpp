@@ -10,9 +10,9 @@ namespace kestrune {
 
 void PrepareProcess() {
   for (const int ignored : {SIGPIPE, SIGXFSZ, SIGTTOU}) std::signal(ignored, SIG_IGN);
-  // The lowest free descriptor is the one that is closed.
+  // The lowest free descriptor is the one that is closed. Whoever writes to it is to know.
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
-    if (fcntl(descriptor, F_GETFD) == -1 && open("/dev/null", O_RDWR) == -1) open("/", O_RDONLY);
+    if (fcntl(descriptor, F_GETFD) == -1 && open("/dev/null", O_RDONLY) == -1) open("/", O_RDONLY);
   }
 }
 

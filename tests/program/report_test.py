@@ -318,14 +318,18 @@ class ReportTest(unittest.TestCase):
         self.assertEqual((self.folder / "run_raw_data").stat().st_size % UNIT, 0)
 
     @unittest.skipUnless(os.path.exists("/dev/full") and len(REPORT) == 1, "no full device")
-    def test_a_full_console_is_told(self):
+    def test_a_full_or_closed_console_is_told(self):
         self.write(b"".join(recording(60)))
+        full = os.open("/dev/full", os.O_WRONLY)
+        self.addCleanup(os.close, full)
+        consoles = {"full": {"stdout": full}, "closed": {"preexec_fn": lambda: os.close(1)}}
         for arguments in (["--help"], ["--version"], ["--print-limits"], ["run"], ["run", "--json", "-"]):
-            with self.subTest(arguments), open("/dev/full", "wb") as full:
-                done = subprocess.run(
-                    [*REPORT, *arguments], cwd=self.folder, stdout=full, stderr=subprocess.PIPE, timeout=300
-                )
-                self.assertEqual((done.returncode, done.stderr.count(b"standard output")), (4, 1), done.stderr)
+            for name, console in consoles.items():
+                with self.subTest(arguments, console=name):
+                    done = subprocess.run(
+                        [*REPORT, *arguments], cwd=self.folder, stderr=subprocess.PIPE, timeout=300, **console
+                    )
+                    self.assertEqual((done.returncode, done.stderr.count(b"standard output")), (4, 1), done.stderr)
 
     def test_what_fails_costs_nothing_else(self):
         units = b"".join(recording(600))
