@@ -74,6 +74,14 @@ bool Equal(PeriodAccumulator sums, const PeriodResults& line) {
          (isRounded && IsNear(std::bit_cast<Figures>(results), std::bit_cast<Figures>(line)));
 }
 
+std::size_t CountDiffering(const PeriodResults& line, const PeriodResults& raw) {
+  const auto left = std::bit_cast<Figures>(line);
+  const auto right = std::bit_cast<Figures>(raw);
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < left.size(); ++i) count += left[i] != right[i] ? 1 : 0;
+  return count;
+}
+
 /// What the `index`th of a line's 50 figures is and what it says on either side.
 std::string FigureText(std::size_t index, const Figures& line, const Figures& raw) {
   static constexpr const char* counts[] = {"Sync messages", "Delay_Resp messages"};
@@ -234,14 +242,7 @@ void SelfCheck::EndPeriod(Chain& chain, bool agrees) {
   } else if (agrees) {
     ++agreeing_;
   } else {
-    PeriodAccumulator sums = chain.near.empty() ? chain.sums : chain.before;
-    for (const auto* samples : {&chain.vague, &chain.near}) {
-      for (const Sample& sample : *samples) {
-        const bool within = sample.time > line.time - PeriodOf(line) && sample.time <= line.time;
-        if (within) AccumulatePerformanceSample(sample.figures, sums);
-      }
-    }
-    Report(line, ComputePeriodResults(sums));
+    Report(chain);
   }
   // Two neighbouring seconds may be so alike that a line agrees with either for its begin.
   const bool knowsEnd = agrees && chain.vague.empty();
@@ -293,21 +294,60 @@ void SelfCheck::SpareClockSteps() {
   std::erase_if(withoutLine_, [&](const Unsummed& unsummed) { return HasClockStep(unsummed.stretch); });
 }
 
-void SelfCheck::Report(const PeriodLine& line, const PeriodResults& computed) {
-  ++differing_;
-  if (differences_.size() == limit) return;
-  const auto expected = std::bit_cast<Figures>(line.results);
-  const auto raw = std::bit_cast<Figures>(computed);
-  std::size_t count = 0;
-  std::string first;
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    if (expected[i] == raw[i]) continue;
-    if (count++ == 0) first = FigureText(i, expected, raw);
+/// What the raw data gives for a line that doesn't agree: of the records that may belong to it, those with
+/// which most figures do, so that the others are the wrong ones; in doubt, those within its times.
+PeriodResults SelfCheck::Nearest(const Chain& chain) {
+  const PeriodLine& line = *chain.lines[chain.next].line;
+  PeriodAccumulator middle = chain.near.empty() ? chain.sums : chain.before;
+  PeriodAccumulator within = middle;
+  for (const auto* samples : {&chain.vague, &chain.near}) {
+    for (const Sample& sample : *samples) {
+      if (sample.time > line.time - PeriodOf(line) && sample.time <= line.time)
+        AccumulatePerformanceSample(sample.figures, within);
+    }
   }
+  PeriodResults nearest = ComputePeriodResults(within);
+  std::size_t fewest = CountDiffering(line.results, nearest);
+  const auto look = [&](PeriodAccumulator sums) {
+    const PeriodResults results = ComputePeriodResults(sums);
+    const std::size_t differing = CountDiffering(line.results, results);
+    if (differing >= fewest) return;
+    fewest = differing;
+    nearest = results;
+  };
+  for (std::size_t begin = chain.vague.size();; --begin) {
+    PeriodAccumulator sums = middle;
+    if (chain.near.empty()) look(sums);
+    for (const Sample& sample : chain.near) {
+      AccumulatePerformanceSample(sample.figures, sums);
+      look(sums);
+    }
+    if (begin == 0) return nearest;
+    AccumulatePerformanceSample(chain.vague[begin - 1].figures, middle);
+  }
+}
+
+void SelfCheck::Report(const Chain& chain) {
+  if (differences_.size() == limit) {
+    ++differing_;
+    return;
+  }
+  const PeriodLine& line = *chain.lines[chain.next].line;
+  const PeriodResults nearest = Nearest(chain);
+  const std::size_t count = CountDiffering(line.results, nearest);
+  if (count == 0) {  // records that came out of their order
+    ++agreeing_;
+    return;
+  }
+  ++differing_;
+  const auto expected = std::bit_cast<Figures>(line.results);
+  const auto raw = std::bit_cast<Figures>(nearest);
+  const auto first = static_cast<std::size_t>(std::ranges::mismatch(expected, raw).in1 - expected.begin());
   const std::string period = line.minutes == dayMinutes ? "24 hours" : "15 minutes";
   differences_.push_back({line.time, line.minutes, line.sfp,
-                          SfpText(line.sfp) + ", " + period + " up to " + TimeText(line.time) + ": " + first +
-                              "; " + std::to_string(count) + " of 50 figures differ"});
+                          SfpText(line.sfp) + ", " + period + " up to " + TimeText(line.time) + ": " +
+                              FigureText(first, expected, raw) + "; " + std::to_string(count) +
+                              " of 50 figures differ"});
 }
 
 void SelfCheck::ReportWithoutLine(int sfp, std::int64_t from, std::int64_t to) {

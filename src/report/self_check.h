@@ -84,7 +84,8 @@ class SelfCheck : public UnitObserver {
   static bool Agrees(const Chain& chain);
   bool IsWithinRange(const PeriodLine& line) const;
   void EndPeriod(Chain& chain, bool agrees);
-  void Report(const PeriodLine& line, const PeriodResults& computed);
+  static PeriodResults Nearest(const Chain& chain);
+  void Report(const Chain& chain);
   bool HasClockStep(const Stretch& stretch) const;
   void SpareClockSteps();
   void ReportWithoutLine(int sfp, std::int64_t from, std::int64_t to);
