@@ -67,10 +67,13 @@ class Reader {
   std::string missing_;
 };
 
-std::string ValueTextOf(const Json& check, const RuleText& rule) {
+/// Where the rule's limits have two units, the value in the other one stands in the check's detail.
+std::string ValueTextOf(Reader& reader, const Json& check, const RuleText& rule) {
   const auto value = check.FindMember("value");
   const bool measured = value != check.MemberEnd() && value->value.IsNumber();
-  return measured ? ValueText(value->value.GetDouble(), rule.warnUnit) : "no data";
+  if (!measured) return "no data";
+  const std::string text = ValueText(value->value.GetDouble(), rule.warnUnit);
+  return rule.warnUnit == rule.failUnit ? text : text + "; " + reader.Text(check, "detail");
 }
 
 void ReadChecks(Reader& reader, const Json& report, Machine& machine) {
@@ -78,7 +81,8 @@ void ReadChecks(Reader& reader, const Json& report, Machine& machine) {
     const std::string key = reader.Text(check, "rule");
     const auto rule = std::ranges::find(RuleTexts(), key, &RuleText::key);
     if (rule == RuleTexts().end()) return;
-    const MachineCheck read{std::string(rule->name), ValueTextOf(check, *rule), reader.SeverityOf(check)};
+    const MachineCheck read{std::string(rule->name), ValueTextOf(reader, check, *rule),
+                            reader.SeverityOf(check)};
     if (rule->rule == Rule::Redundancy) machine.redundancy = read;
     if (read.severity >= Severity::Warn) machine.notPassed.push_back(read);
   });

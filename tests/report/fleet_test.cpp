@@ -98,6 +98,7 @@ TEST(Fleet, ReadsWhatTheReportWrites) {
   Scene scene;
   scene.Play(3600, [](std::int64_t i, SceneSecond& now) {
     if (i == 2500) now.sfp[0].offset = -1700;
+    for (Side& side : now.sfp) side.present = i < 600 || i >= 624;
   });
   const Machine machine =
       ParseMachine("a.json", scene.Json({"studio1", "<b>Studio</b>", "1.0.0", Scene::begin, {}}));
@@ -108,6 +109,8 @@ TEST(Fleet, ReadsWhatTheReportWrites) {
   ASSERT_FALSE(machine.notPassed.empty());
   EXPECT_EQ(machine.notPassed[0].name, "Offset from master");
   EXPECT_THAT(machine.notPassed[0].value, HasSubstr("700"));
+  EXPECT_THAT(machine.notPassed.back().name, "Telemetry missing");
+  EXPECT_THAT(machine.notPassed.back().value, HasSubstr("24\u00a0s; 1\u00a0gap, 0.67\u00a0% of the time"));
   ASSERT_FALSE(machine.worst.empty());
   EXPECT_EQ(machine.episodes[machine.worst[0]].from, Scene::begin + 2500);
 
