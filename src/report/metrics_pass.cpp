@@ -64,7 +64,9 @@ void MetricsPass::OnRecord(const RawDataUnit& unit, const CounterSteps& /*steps*
   ++sums_.records[unit.record.sfp];
 }
 
-std::int32_t MetricsPass::OnMaster(const Master& master) { return JoinMasters(recording_.masters, master); }
+std::int32_t MetricsPass::OnMaster(const Master& master) {
+  return JoinMasters(recording_.masters, finder_, master);
+}
 
 void MetricsPass::OnSecond(int sfp, TimedRecord& record) {
   links_->SettleDue(sfp, recording_.masters[static_cast<std::size_t>(record.master)], record);

@@ -64,6 +64,7 @@ class MetricsPass : public RecordWalk::Listener, public SecondsWalk::Listener, p
 
   Limits limits_;
   Recording recording_;  ///< its event log and masters only
+  MasterFinder finder_{recording_.masters};
   MetricsMark from_;
   std::deque<MetricsMark> marks_;  ///< the last two
   std::deque<Moment> lately_;      ///< the last minute

@@ -114,14 +114,20 @@ void ReadRawData(const ReadOptions& options, const Observers& observers, Recordi
 /// Collects seconds within a range.
 class SecondCollector : public RecordWalk::Listener, public SecondsWalk::Listener {
  public:
-  SecondCollector(const Recording& recording, std::int64_t from, std::int64_t to, Seconds& seconds)
-      : recording_(recording), from_(from), to_(to), seconds_(seconds), links_(recording.eventLog) {}
+  SecondCollector(const Recording& recording, MasterFinder& masters, std::int64_t from, std::int64_t to,
+                  Seconds& seconds)
+      : recording_(recording),
+        masters_(masters),
+        from_(from),
+        to_(to),
+        seconds_(seconds),
+        links_(recording.eventLog) {}
 
   void Restart(const Checkpoint& checkpoint) { walk_.Restart(checkpoint); }
   /// Behind the last record.
   void Finish() { walk_.Finish(); }
 
-  std::int32_t OnMaster(const Master& master) override { return FindMaster(recording_.masters, master); }
+  std::int32_t OnMaster(const Master& master) override { return masters_.Find(master); }
   TimedRecord& Slot(int sfp) override { return walk_.Slot(sfp); }
   void OnRecord(const RawDataUnit& unit, const CounterSteps& /*steps*/) override {
     walk_.Commit(unit.record.sfp);
@@ -140,6 +146,7 @@ class SecondCollector : public RecordWalk::Listener, public SecondsWalk::Listene
 
  private:
   const Recording& recording_;
+  MasterFinder& masters_;
   std::int64_t from_;
   std::int64_t to_;
   Seconds& seconds_;
@@ -182,7 +189,8 @@ std::optional<std::int64_t> LastTime(const std::string& rawDataFile) {
   return times[last];
 }
 
-SecondsReader::SecondsReader(const Recording& recording) : recording_(recording) {
+SecondsReader::SecondsReader(const Recording& recording)
+    : recording_(recording), masters_(recording.masters) {
   open_ = file_.Open(recording.rawDataFile);
 }
 
@@ -212,7 +220,7 @@ void SecondsReader::Read(std::int64_t from, std::int64_t to, Seconds& seconds) {
 
 void SecondsReader::ReadFrom(const Checkpoint& checkpoint, std::uint64_t end, const Stretch& wanted,
                              Seconds& seconds) {
-  SecondCollector collector(recording_, wanted.from, wanted.to, seconds);
+  SecondCollector collector(recording_, masters_, wanted.from, wanted.to, seconds);
   RecordWalk walk(collector, recording_.options.from, recording_.options.to);
   walk.Restart(checkpoint);
   collector.Restart(checkpoint);

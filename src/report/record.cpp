@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
-#include <tuple>
 
 namespace kestrune::report {
 namespace {
@@ -39,12 +38,6 @@ std::uint32_t Due(std::int32_t log2, std::uint32_t scale) {
 /// Is one message due in a second, at an interval of several?
 bool IsRarelyDue(std::int32_t log2, std::int64_t time) {
   return log2 > 0 && log2 < 8 && time % (std::int64_t{1} << log2) == 0;
-}
-
-auto WhatIsJudged(const Master& master) {
-  return std::tie(master.grandmaster, master.clockClass, master.utcOffset, master.leap59, master.leap61,
-                  master.domain, master.logAnnounceInterval, master.logSyncInterval,
-                  master.logDelayReqInterval);
 }
 
 bool SameBytes(const void* left, const void* right, std::size_t from, std::size_t to) {
@@ -122,24 +115,6 @@ CounterSteps StepsBetween(const TelemetryRecord& before, const TelemetryRecord& 
   steps.linkErrors = Step(before.linkReceivePacketErrors, record.linkReceivePacketErrors);
   steps.linkDrops = Step(before.linkTransmitPacketsDropped, record.linkTransmitPacketsDropped);
   return steps;
-}
-
-std::int32_t FindMaster(const std::vector<Master>& masters, const Master& master) {
-  constexpr std::size_t enough = 4096;
-  if (master.grandmaster == 0) return 0;
-  auto known = std::find(masters.rbegin(), masters.rend(), master);
-  if (known == masters.rend() && masters.size() >= enough) {
-    known = std::find_if(
-        masters.rbegin(), masters.rend(),
-        [judged = WhatIsJudged(master)](const Master& other) { return WhatIsJudged(other) == judged; });
-  }
-  return static_cast<std::int32_t>(masters.rend() - known) - 1;
-}
-
-std::int32_t JoinMasters(std::vector<Master>& masters, const Master& master) {
-  if (const std::int32_t known = FindMaster(masters, master); known >= 0) return known;
-  if (masters.size() < mostMasters) masters.push_back(master);
-  return static_cast<std::int32_t>(masters.size()) - 1;
 }
 
 bool AsksForDelay(const TelemetryRecord& record) {

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstdint>
-#include <vector>
 
 #include "files/raw_data.h"
 #include "report/excursions.h"
@@ -36,14 +35,6 @@ struct CounterSteps {
   std::uint32_t linkDrops = 0;
 };
 CounterSteps StepsBetween(const TelemetryRecord& before, const TelemetryRecord& record);
-
-/// The place of a master among the known ones, the newest first; -1 for one that has to join them, 0 for
-/// none. When there are very many, one that agrees in all that is judged stands for others.
-std::int32_t FindMaster(const std::vector<Master>& masters, const Master& master);
-/// So many masters are known at most.
-inline constexpr std::size_t mostMasters = 8192;
-/// The place of a master, which joins the known ones if need be; when there is no room, that of the last one.
-std::int32_t JoinMasters(std::vector<Master>& masters, const Master& master);
 
 /// A PTP state.
 inline constexpr std::int32_t followerLocked = 10;

@@ -11,45 +11,12 @@
 #include "report/buckets.h"
 #include "report/event_log.h"
 #include "report/histogram.h"
+#include "report/masters.h"
 #include "report/period_lines.h"
 #include "report/runs.h"
 #include "report/time_zone.h"
 
 namespace kestrune::report {
-
-/// What an SFP's records tell of its best master and of the time it gives; any difference makes another
-/// master.
-struct Master {
-  std::uint64_t grandmaster = 0;  ///< clock identity, first octet highest; 0: no master
-  std::uint64_t sender = 0;       ///< clock identity
-  std::uint32_t address = 0;      ///< IPv4, first octet highest
-  std::int32_t port = 0;
-  std::uint32_t domain = 0;
-  std::uint32_t flags0 = 0;
-  std::uint32_t flags1 = 0;
-  std::uint32_t priority1 = 0;
-  std::uint32_t priority2 = 0;
-  std::uint32_t clockClass = 0;
-  std::uint32_t accuracy = 0;
-  std::uint32_t variance = 0;
-  std::uint32_t stepsRemoved = 0;
-  std::uint32_t timeSource = 0;
-  std::int32_t utcOffset = 0;      ///< of the Announce message, seconds
-  std::int32_t timeUtcOffset = 0;  ///< of the time properties, seconds
-  std::uint32_t utcOffsetValid = 0;
-  std::uint32_t leap59 = 0;
-  std::uint32_t leap61 = 0;
-  std::uint32_t twoStep = 0;
-  std::uint32_t timeTraceable = 0;
-  std::uint32_t frequencyTraceable = 0;
-  std::uint32_t ptpTimescale = 0;
-  std::int32_t logAnnounceInterval = 0;  ///< log2 of seconds, as the other intervals
-  std::int32_t logSyncInterval = 0;
-  std::int32_t logPdelayReqInterval = 0;
-  std::int32_t logDelayReqInterval = 0;
-
-  bool operator==(const Master&) const = default;
-};
 
 /// Messages of one SFP in the whole recording.
 struct MessageCounts {
@@ -274,6 +241,7 @@ class SecondsReader {
   void ReadFrom(const Checkpoint& checkpoint, std::uint64_t end, const Stretch& wanted, Seconds& seconds);
 
   const Recording& recording_;
+  MasterFinder masters_;
   InputFile file_;
   bool open_;
 };

@@ -85,7 +85,7 @@ void UnitTotals::FollowRuns(const RawDataUnit& unit, std::uint64_t place) {
 }
 
 std::int32_t UnitTotals::NumberOf(const Master& master) {
-  const std::int32_t number = JoinMasters(masters_, master);
+  const std::int32_t number = JoinMasters(masters_, finder_, master);
   if (number != 0 && masters_[static_cast<std::size_t>(number)] != master) ++recording_.mastersDropped;
   return number;
 }

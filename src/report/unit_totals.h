@@ -49,6 +49,7 @@ class UnitTotals : public UnitObserver {
   Recording& recording_;
   std::array<Sfp, sfpCount> sfps_;
   std::vector<Master> masters_{Master{}};
+  MasterFinder finder_{masters_};
   std::int64_t lastStamp_ = std::numeric_limits<std::int64_t>::min();
   std::vector<std::int64_t> starts_;  ///< of runs, by the event log, rising
   std::size_t nextStart_ = 0;

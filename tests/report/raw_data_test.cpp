@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "report/judge.h"
+#include "report/masters.h"
 #include "report/raw_data_pass.h"
 #include "report/raw_units.h"
 #include "report/recording.h"
@@ -363,6 +364,27 @@ TEST(RawData, ChangesOfTheMasterAreRuns) {
                                 std::pair(100, 0)));
   EXPECT_EQ(recording.masters[2].clockClass, 7);
   EXPECT_EQ(recording.masters[3].timeUtcOffset, 1);
+}
+
+TEST(RawData, EachOfThousandsOfMastersIsFound) {
+  std::vector<Master> masters(1);
+  MasterFinder finder(masters);
+  Master master;
+  const auto join = [&](std::uint64_t grandmaster, std::uint32_t variance) {
+    master.grandmaster = grandmaster;
+    master.variance = variance;
+    return JoinMasters(masters, finder, master);
+  };
+  // 64 variances of each grandmaster; then there are so many that another one makes no master.
+  for (int round = 0; round < 2; ++round) {
+    for (std::uint32_t i = 0; i < 4095; ++i) ASSERT_EQ(join(1 + i / 64, i % 64), static_cast<int>(i + 1));
+  }
+  EXPECT_EQ(join(5, 64), 5 * 64);
+  for (int i = 4096; i < static_cast<int>(mostMasters); ++i)
+    ASSERT_EQ(join(static_cast<std::uint64_t>(i), 0), i);
+  EXPECT_EQ(join(1, 3), 4);
+  EXPECT_EQ(join(1'000'000, 0), static_cast<int>(mostMasters) - 1);
+  EXPECT_EQ(join(0, 3), 0);
 }
 
 TEST(RawData, WhatIsJudgedOutlivesManyMasters) {
