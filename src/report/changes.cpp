@@ -78,11 +78,19 @@ constexpr FieldRow fieldRows[] = {
 
 const FieldRow& Row(MasterField field) { return fieldRows[static_cast<std::size_t>(field)]; }
 
-/// Collects changes; the same of both SFPs, and the same again, is one.
+/// Collects changes; the same of both SFPs, and the same again, is one. So are those of many kinds behind the
+/// first thousands.
 class ChangeList {
  public:
   void Add(Change change) {
-    Entry& entry = entries_[{change.what, change.from, change.to}];
+    Key key{change.what, change.from, change.to};
+    if (entries_.size() >= mostKinds && !entries_.contains(key)) {
+      change.what = "further changes, not told apart";
+      change.from.clear();
+      change.to.clear();
+      key = {change.what, "", ""};
+    }
+    Entry& entry = entries_[key];
     ++entry.counts[static_cast<std::size_t>(change.sfp)];
     if (entry.change.what.empty()) {
       entry.change = std::move(change);
@@ -108,7 +116,10 @@ class ChangeList {
     Change change;
     std::array<std::int64_t, sfpCount> counts{};
   };
-  std::map<std::tuple<std::string, std::string, std::string>, Entry> entries_;
+  using Key = std::tuple<std::string, std::string, std::string>;
+  static constexpr std::size_t mostKinds = 4000;
+
+  std::map<Key, Entry> entries_;
 };
 
 /// Is there a document of this SFP's ST 2059 state in this time, or near it?
@@ -161,42 +172,44 @@ void AddMasterChanges(const Recording& recording, int sfp, ChangeList& changes) 
 /// Stretches in which a document says something else than the records.
 class Contradictions {
  public:
+  Contradictions(ChangeList& changes, int sfp, std::string_view what)
+      : changes_(changes), sfp_(sfp), what_(std::string(what) + ", document against records") {}
+
   /// Stretches in the order of time; one that goes on with the same is the same.
   void Add(std::int64_t from, std::int64_t to, std::string document, std::string record) {
-    const bool goesOn = !all_.empty() && all_.back().until == from && all_.back().from == document &&
-                        all_.back().to == record;
-    if (goesOn) {
-      all_.back().until = to;
-    } else {
-      all_.push_back({from, to, 1, -1, "", std::move(document), std::move(record), Severity::Warn});
+    if (open_.until == from && open_.from == document && open_.to == record) {
+      open_.until = to;
+      return;
     }
+    Finish();
+    open_ = {from, to, 1, sfp_, what_, std::move(document), std::move(record), Severity::Warn};
   }
 
-  void MoveTo(ChangeList& changes, int sfp, const std::string& what) {
-    for (Change& change : all_) {
-      if (change.until - change.time <= margin) continue;
-      change.sfp = sfp;
-      change.what = what + ", document against records";
-      changes.Add(std::move(change));
-    }
+  /// Behind the last stretch.
+  void Finish() {
+    if (open_.until - open_.time > margin) changes_.Add(std::move(open_));
+    open_ = {};
   }
 
  private:
-  std::vector<Change> all_;
+  ChangeList& changes_;
+  int sfp_;
+  std::string what_;
+  Change open_;
 };
 
 /// An SFP's state by the documents against that of the records.
 void AddStateContradictions(const Recording& recording, int sfp, ChangeList& changes) {
   const SfpRecording& records = recording.sfp[static_cast<std::size_t>(sfp)];
   const Runs& logged = recording.eventLog.sfpState[static_cast<std::size_t>(sfp)];
-  Contradictions found;
+  Contradictions found(changes, sfp, "state");
   ForEachCommonRun<2>({&logged, &records.state}, records.first, records.end,
                       [&](std::int64_t from, std::int64_t to, const auto& values) {
                         const auto [document, record] = values;
                         if (document <= 0 || record <= 0 || document == record) return;
                         found.Add(from, to, PortStateText(document), PortStateText(record));
                       });
-  found.MoveTo(changes, sfp, "state");
+  found.Finish();
 }
 
 /// An SFP whose link is down by the documents and that is locked by its records.
@@ -205,14 +218,14 @@ void AddLinkContradictions(const Recording& recording, int sfp, ChangeList& chan
   const EventLog& log = recording.eventLog;
   const SfpRecording& records = recording.sfp[static_cast<std::size_t>(sfp)];
   const std::int32_t up = NumberOf(log, linkIsUp);
-  Contradictions found;
+  Contradictions found(changes, sfp, "link");
   ForEachCommonRun<2>({&log.link[static_cast<std::size_t>(sfp)], &records.state}, records.first, records.end,
                       [&](std::int64_t from, std::int64_t to, const auto& values) {
                         const auto [link, state] = values;
                         if (link <= 0 || link == up || state != lockedState) return;
                         found.Add(from, to, log.texts[link], PortStateText(state));
                       });
-  found.MoveTo(changes, sfp, "link");
+  found.Finish();
 }
 
 /// A clock identity as a document has it, "0x80011fffe210001"; 0 for none.
@@ -229,8 +242,8 @@ void AddGrandmasterContradictions(const Recording& recording, int sfp, ChangeLis
   const SfpRecording& records = recording.sfp[static_cast<std::size_t>(sfp)];
   const std::int32_t label = NumberOf(log, sfpLabels[sfp].text);
   const std::int32_t locked = NumberOf(log, lockedCard);
-  Contradictions ofSfp;
-  Contradictions ofCard;
+  Contradictions ofSfp(changes, sfp, "grandmaster");
+  Contradictions ofCard(changes, sfp, "the card's grandmaster");
   const auto compare = [&](std::int64_t from, std::int64_t to, std::int32_t text, std::int32_t master,
                            Contradictions& found) {
     const std::uint64_t logged = IdentityOf(log.texts[text]);
@@ -251,8 +264,8 @@ void AddGrandmasterContradictions(const Recording& recording, int sfp, ChangeLis
                         if (HasMaster(state) && followed == label && card == locked)
                           compare(from, to, text, master, ofCard);
                       });
-  ofSfp.MoveTo(changes, sfp, "grandmaster");
-  ofCard.MoveTo(changes, sfp, "the card's grandmaster");
+  ofSfp.Finish();
+  ofCard.Finish();
 }
 
 /// Did one of the SFP's masters announce a leap second up to a time, or just before?

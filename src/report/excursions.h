@@ -101,20 +101,17 @@ class RunCursor {
 template <std::size_t N, typename Tell>
 void ForEachCommonRun(const std::array<const Runs*, N>& runs, std::int64_t begin, std::int64_t end,
                       Tell tell) {
-  std::vector<std::int64_t> edges = {begin, end};
-  std::vector<RunCursor> cursors;
-  for (const Runs* each : runs) {
-    cursors.emplace_back(*each);
-    for (const Run& run : each->All()) {
-      if (run.from > begin && run.from < end) edges.push_back(run.from);
+  std::array<std::size_t, N> next{};
+  std::array<std::int32_t, N> values{};
+  for (std::int64_t from = begin; from < end;) {
+    std::int64_t to = end;
+    for (std::size_t k = 0; k < N; ++k) {
+      const std::vector<Run>& all = runs[k]->All();
+      for (; next[k] < all.size() && all[next[k]].from <= from; ++next[k]) values[k] = all[next[k]].value;
+      if (next[k] < all.size()) to = std::min(to, all[next[k]].from);
     }
-  }
-  std::ranges::sort(edges);
-  for (std::size_t i = 0; i + 1 < edges.size(); ++i) {
-    if (edges[i] == edges[i + 1]) continue;
-    std::array<std::int32_t, N> values;
-    for (std::size_t k = 0; k < N; ++k) values[k] = cursors[k].At(edges[i], 0);
-    tell(edges[i], edges[i + 1], values);
+    tell(from, to, values);
+    from = to;
   }
 }
 

@@ -13,13 +13,14 @@ namespace {
 
 constexpr std::int32_t lockedState = 10;
 
-/// Takes findings in; when they get too many, the same thing within an hour becomes one.
+/// Takes findings in; when they get too many, the same thing within an hour becomes one, and in the end what
+/// changes, whatever from and to.
 class FindingList {
  public:
   void Add(Finding finding) {
     finding.to = std::max(finding.to, finding.from + 1);
     finding.seconds = std::max(finding.seconds, finding.to - finding.from);
-    const auto key = std::tuple(finding.cause, finding.sfp, finding.before, finding.after);
+    const auto key = KeyOf(finding);
     const auto [place, added] = last_.try_emplace(key, findings_.size());
     if (!added && findings_.size() >= crowded && Repeats(findings_[place->second], finding)) {
       Join(findings_[place->second], finding);
@@ -37,8 +38,17 @@ class FindingList {
   }
 
  private:
+  using Key = std::tuple<Cause, int, std::int32_t, std::int32_t>;
+
   static constexpr std::size_t crowded = 5000;
+  static constexpr std::size_t overcrowded = 20'000;
   static constexpr std::int64_t longestPause = 3600;
+
+  Key KeyOf(const Finding& finding) const {
+    const bool isChange = finding.cause != Cause::Loss && finding.cause != Cause::Relock;
+    if (isChange && findings_.size() >= overcrowded) return {finding.cause, finding.sfp, 0, 0};
+    return {finding.cause, finding.sfp, finding.before, finding.after};
+  }
 
   static bool Repeats(const Finding& before, const Finding& after) {
     return after.from >= before.from && after.from - before.to <= longestPause;
@@ -55,7 +65,7 @@ class FindingList {
   }
 
   std::vector<Finding> findings_;
-  std::map<std::tuple<Cause, int, std::int32_t, std::int32_t>, std::size_t> last_;
+  std::map<Key, std::size_t> last_;
 };
 
 /// Finds one kind after the other.
