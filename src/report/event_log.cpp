@@ -195,7 +195,6 @@ class EventLogReader {
   void UnderstandCard(const EventDocument& document) {
     const std::int64_t time = document.Time();
     log_.bestSfp.Set(time, log_.texts.IndexOf(document.Text(event_members::bestMasterSfp)));
-    log_.selection.Set(time, log_.texts.IndexOf(document.Text(event_members::bestMasterSfpSelection)));
     log_.cardGrandmaster.Set(time, log_.texts.IndexOf(document.Text(event_members::grandMasterClockId)));
     log_.card.Set(time, log_.texts.IndexOf(document.Text(event_members::state)));
     Add(document, "Card " + std::string(document.Text(event_members::state)) + " through " +
@@ -262,9 +261,12 @@ std::int32_t Texts::IndexOf(std::string_view text) {
   return index;
 }
 
-int EventLog::FollowedSfp(std::int64_t time) const {
-  const auto code = CodeOf(sfpLabels, texts[bestSfp.At(time)]);
-  return code ? static_cast<int>(*code) : -1;
+std::uint64_t EventLog::DroppedChanges() const {
+  std::uint64_t changes = 0;
+  for (const Runs* runs : {&genlock, &genlockSource, &card, &bestSfp, &cardGrandmaster, &link[0], &link[1],
+                           &sfpState[0], &sfpState[1], &sfpGrandmaster[0], &sfpGrandmaster[1]})
+    changes += runs->Dropped();
+  return changes;
 }
 
 EventLog ReadEventLog(const std::string& fileName, TimeZone& zone) {

@@ -42,6 +42,12 @@ struct Event {
 /// What `EventLog::link` says of an SFP without a fault.
 inline constexpr std::string_view linkUpText = "link up";
 
+/// Runs of one of the log's kinds, of which there are many.
+class LoggedRuns : public Runs {
+ public:
+  LoggedRuns() : Runs(100'000) {}
+};
+
 /// The event log as read. The values of all runs but `sfpState` are numbers of `texts`.
 struct EventLog {
   bool present = false;
@@ -61,18 +67,17 @@ struct EventLog {
 
   std::vector<std::int64_t> starts;           ///< "start of monitoring"
   std::vector<std::int64_t> ends;             ///< "end of monitoring"
-  Runs genlock;                               ///< "locked"…
-  Runs genlockSource;                         ///< "ST2059, 50"
-  Runs card;                                  ///< the card's state as the document has it, "follower locked"
-  Runs bestSfp;                               ///< "SFP A", "SFP B", "invalid"
-  Runs selection;                             ///< "automatic"…
-  Runs cardGrandmaster;                       ///< "0x80011fffe210001"
-  std::array<Runs, sfpCount> link;            ///< "link up", "no module", "no signal", "transmit error"
-  std::array<Runs, sfpCount> sfpState;        ///< PTP state code by the documents; -1 for a text without one
-  std::array<Runs, sfpCount> sfpGrandmaster;  ///< "0x80011fffe210001"
+  LoggedRuns genlock;                         ///< "locked"…
+  LoggedRuns genlockSource;                   ///< "ST2059, 50"
+  LoggedRuns card;                            ///< the card's state as the document has it, "follower locked"
+  LoggedRuns bestSfp;                         ///< "SFP A", "SFP B", "invalid"
+  LoggedRuns cardGrandmaster;                 ///< "0x80011fffe210001"
+  std::array<LoggedRuns, sfpCount> link;      ///< "link up", "no module", "no signal", "transmit error"
+  std::array<LoggedRuns, sfpCount> sfpState;  ///< PTP state code by the documents; -1 for a text without one
+  std::array<LoggedRuns, sfpCount> sfpGrandmaster;  ///< "0x80011fffe210001"
 
-  /// The SFP (0, 1) that the card follows at a time by the log; -1 when it says none.
-  int FollowedSfp(std::int64_t time) const;
+  /// Changes, of all these kinds, that found no place.
+  std::uint64_t DroppedChanges() const;
 };
 
 /// Reads an event log, whatever is in it: what isn't a document is passed over and counted. Adds its pairs of

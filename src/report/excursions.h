@@ -108,7 +108,7 @@ void ForEachCommonRun(const std::array<const Runs*, N>& runs, std::int64_t begin
     for (std::size_t k = 0; k < N; ++k) {
       const std::vector<Run>& all = runs[k]->All();
       for (; next[k] < all.size() && all[next[k]].from <= from; ++next[k]) values[k] = all[next[k]].value;
-      if (next[k] < all.size()) to = std::min(to, all[next[k]].from);
+      if (next[k] < all.size()) to = std::min<std::int64_t>(to, all[next[k]].from);
     }
     tell(from, to, values);
     from = to;

@@ -157,15 +157,15 @@ class Finder {
   template <typename Tell>
   void ForEachRun(const Runs& runs, Tell tell) const {
     const std::vector<Run>& all = runs.All();
-    const std::int64_t logged = all.empty() ? 0 : all.back().from + 1;
+    const std::int64_t logged = all.empty() ? 0 : all.back().from + std::int64_t{1};
     const ReadOptions& wanted = recording_.options;
     const bool recorded = recording_.end != 0;
     const std::int64_t first = recorded ? recording_.first : std::max<std::int64_t>(wanted.from, 0);
     const std::int64_t end = recorded ? recording_.end : std::min(logged, wanted.to);
     for (std::size_t i = 0; i < all.size(); ++i) {
-      const std::int64_t to = i + 1 < all.size() ? std::min(all[i + 1].from, end) : end;
+      const std::int64_t to = i + 1 < all.size() ? std::min<std::int64_t>(all[i + 1].from, end) : end;
       if (to <= first || all[i].from > end) continue;
-      const std::int64_t from = std::max(all[i].from, first);
+      const std::int64_t from = std::max<std::int64_t>(all[i].from, first);
       const bool changes = i > 0 && all[i].from >= first;
       tell(all[i], Stretch{from, std::max(to, from + 1)}, changes ? all[i - 1].value : -1);
     }

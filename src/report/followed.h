@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -19,9 +20,14 @@ struct FollowedStretch {
   }
 };
 
-/// The grandmasters of the SFP that the card follows, in the order of time; without a log that tells it,
-/// those of SFP A, or of SFP B while only that one is locked. Time without telemetry or without a master is
-/// in none.
-std::vector<FollowedStretch> FollowedMasters(const Recording& recording);
+struct FollowedMasters {
+  std::vector<FollowedStretch> first;
+  std::uint64_t leftOut = 0;  ///< further stretches
+};
+
+/// The grandmasters of the SFP that the card follows, in the order of time, the first `most`; without a log
+/// that tells it, those of SFP A, or of SFP B while only that one is locked. Time without telemetry or
+/// without a master is in none.
+FollowedMasters FindFollowedMasters(const Recording& recording, std::size_t most);
 
 }  // namespace kestrune::report

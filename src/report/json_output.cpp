@@ -221,19 +221,18 @@ void WriteMasters(Writer& json, const Judgement& judgement) {
 }
 
 void WriteFollowed(Writer& json, const Recording& recording) {
-  const std::vector<FollowedStretch> stretches = FollowedMasters(recording);
-  const std::size_t shown = std::min(stretches.size(), longestFollowedList);
+  const FollowedMasters followed = FindFollowedMasters(recording, longestFollowedList);
   json.BeginList("followed");
-  for (std::size_t i = 0; i < shown; ++i) {
+  for (const FollowedStretch& stretch : followed.first) {
     json.Begin();
-    json.Instant("from", stretches[i].from);
-    json.Instant("to", stretches[i].to);
-    json.Text("grandmaster", IdentityText(stretches[i].grandmaster));
-    json.Whole("domain", std::int64_t{stretches[i].domain});
+    json.Instant("from", stretch.from);
+    json.Instant("to", stretch.to);
+    json.Text("grandmaster", IdentityText(stretch.grandmaster));
+    json.Whole("domain", std::int64_t{stretch.domain});
     json.End();
   }
   json.EndList();
-  json.Whole("followedLeftOut", std::uint64_t{stretches.size() - shown});
+  json.Whole("followedLeftOut", followed.leftOut);
 }
 
 void WriteDays(Writer& json, const Judgement& judgement) {

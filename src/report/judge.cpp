@@ -93,7 +93,7 @@ std::vector<MasterUse> MastersOf(const Recording& recording) {
       const std::int64_t to = i + 1 < runs.size() ? runs[i + 1].from : recording.sfp[sfp].end;
       const auto [use, added] =
           uses.try_emplace(runs[i].value, MasterUse{runs[i].value, runs[i].from, to, {}, 0});
-      use->second.first = std::min(use->second.first, runs[i].from);
+      use->second.first = std::min<std::int64_t>(use->second.first, runs[i].from);
       use->second.last = std::max(use->second.last, to);
       use->second.followed[sfp] += to - runs[i].from;
       ++use->second.times;
@@ -211,6 +211,10 @@ std::vector<std::string> RawDataNotes(const Recording& recording) {
   notes.Count(recording.clockSteps.size(), "step of the recorder's clock", "steps of the recorder's clock");
   notes.Count(recording.mastersDropped, "master's data taken for similar ones",
               "masters' data taken for similar ones");
+  std::uint64_t dropped = 0;
+  for (const SfpRecording& sfp : recording.sfp) dropped += sfp.state.Dropped() + sfp.master.Dropped();
+  notes.Count(dropped, "change of a state or a master beyond the report's limit left out",
+              "changes of states and masters beyond the report's limit left out");
   notes.If(recording.batched, "several records of one time stamp: their seconds were counted out");
   if (recording.runs.size() > 1) notes.Count(recording.runs.size(), "run in one file", "runs in one file");
   return notes.Take();
@@ -224,6 +228,8 @@ std::vector<std::string> EventLogNotes(const EventLog& log) {
   notes.Count(log.wild, "document with a wild time left out", "documents with wild times left out");
   notes.Count(log.backward, "document that lies before the one before it",
               "documents that lie before the one before them");
+  notes.Count(log.DroppedChanges(), "logged change beyond the report's limit left out",
+              "logged changes beyond the report's limit left out");
   notes.Count(log.dropped, "event beyond the report's limit left out",
               "events beyond the report's limit left out");
   return notes.Take();

@@ -215,7 +215,7 @@ class MetaWriter {
     std::int64_t before = recording_.base;
     for (const Run& run : ThinRuns(runs.All(), mostRuns)) {
       if (run.from >= recording_.end && recording_.end > 0) break;
-      const std::int64_t from = std::max(run.from, before);
+      const std::int64_t from = std::max<std::int64_t>(run.from, before);
       json_.Int64(from - before);
       json_.Int(value(run.value));
       before = from;

@@ -241,7 +241,7 @@ void RawDataPass::FindGaps() {
     std::int64_t time = INT64_MAX;
     for (std::size_t k = 0; k < sfpCount; ++k) {
       const auto& runs = recording_.sfp[k].state.All();
-      if (next[k] < runs.size()) time = std::min(time, runs[next[k]].from);
+      if (next[k] < runs.size()) time = std::min<std::int64_t>(time, runs[next[k]].from);
     }
     if (time == INT64_MAX) break;
     for (std::size_t k = 0; k < sfpCount; ++k) {

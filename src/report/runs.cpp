@@ -5,19 +5,20 @@
 namespace kestrune::report {
 
 void Runs::Change(std::int64_t time, std::int32_t value) {
+  auto from = static_cast<std::uint32_t>(std::clamp<std::int64_t>(time, 0, UINT32_MAX));
   if (!runs_.empty()) {
-    time = std::max(time, runs_.back().from);
-    if (time == runs_.back().from) {
+    from = std::max(from, runs_.back().from);
+    if (from == runs_.back().from) {
       runs_.back().value = value;
       if (runs_.size() > 1 && runs_[runs_.size() - 2].value == value) runs_.pop_back();
       return;
     }
   }
-  if (runs_.size() == limit) {
+  if (runs_.size() == limit_) {
     ++dropped_;
     return;
   }
-  runs_.push_back({time, value});
+  runs_.push_back({from, value});
 }
 
 std::int32_t Runs::At(std::int64_t time, std::int32_t before) const {

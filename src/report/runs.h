@@ -6,9 +6,9 @@
 
 namespace kestrune::report {
 
-/// A value from `from` on, until the next run.
+/// A value from `from` on, until the next run. Small, for there may be very many.
 struct Run {
-  std::int64_t from = 0;  ///< epoch seconds
+  std::uint32_t from = 0;  ///< epoch seconds, up to 2106
   std::int32_t value = 0;
 
   bool operator==(const Run&) const = default;
@@ -17,7 +17,7 @@ struct Run {
 /// A value that changes with time. Holds at most `limit` runs; changes beyond are counted only.
 class Runs {
  public:
-  static constexpr std::size_t limit = 250'000;
+  explicit Runs(std::size_t limit = 250'000) : limit_(limit) {}
 
   /// From `time` on the value is this. Times of rising order; one before the last run's is taken for the last
   /// run's.
@@ -36,6 +36,7 @@ class Runs {
 
   std::vector<Run> runs_;
   std::uint64_t dropped_ = 0;
+  std::size_t limit_;
 };
 
 }  // namespace kestrune::report

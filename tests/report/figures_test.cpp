@@ -63,7 +63,7 @@ TEST(Stability, KnownSeriesHaveKnownCurves) {
 
 TEST(Runs, ManyShortOnesAreThinned) {
   std::vector<report::Run> runs;
-  for (std::int32_t i = 0; i < 100'000; ++i) runs.push_back({i * 3, i % 2});
+  for (std::uint32_t i = 0; i < 100'000; ++i) runs.push_back({i * 3, static_cast<std::int32_t>(i % 2)});
   runs.push_back({400'000, 7});
   const auto thin = ThinRuns(runs, 1000);
   EXPECT_LE(thin.size(), 1000);

@@ -83,7 +83,7 @@ TEST(Fleet, FollowsTheCardsSfpThroughLogAndGaps) {
   scene.Judge();
   std::vector<std::pair<std::int64_t, std::int64_t>> stretches;
   std::vector<std::uint64_t> masters;
-  for (const FollowedStretch& stretch : FollowedMasters(scene.recording)) {
+  for (const FollowedStretch& stretch : FindFollowedMasters(scene.recording, 100).first) {
     stretches.emplace_back(stretch.from - Scene::begin, stretch.to - Scene::begin);
     masters.push_back(stretch.grandmaster);
   }

@@ -108,8 +108,8 @@ TEST(EventLog, DocumentsBecomeRunsAndEvents) {
   for (const Event& event : log.events) events.push_back(log.texts[event.text]);
   EXPECT_THAT(events, ElementsAre("Card follower locked through SFP B", "SFP A uncalibrated, grandmaster 0x2",
                                   "SFP B no signal", "Monitoring starts"));
-  EXPECT_EQ(log.FollowedSfp(1772434799), -1);
-  EXPECT_EQ(log.FollowedSfp(1772434801), 1);
+  EXPECT_EQ(log.texts[log.bestSfp.At(1772434799)], "");
+  EXPECT_EQ(log.texts[log.bestSfp.At(1772434801)], "SFP B");
   EXPECT_EQ(log.sfpState[0].At(1772434803), 8);
   EXPECT_EQ(log.texts[log.link[1].At(1772434803)], "no signal");
   EXPECT_THAT(log.starts, ElementsAre(1772434804));
