@@ -62,7 +62,7 @@ void MinuteMedians::Add(std::int64_t time, double value, std::int32_t logInterva
 void MinuteMedians::Finish() {
   if (values_.empty()) return;
   if (static_cast<std::int64_t>(values_.size()) >= least_) {
-    all_.push_back({minute_, static_cast<float>(MedianOf(values_))});
+    all_.push_back({static_cast<std::uint32_t>(minute_), static_cast<float>(MedianOf(values_))});
   }
   values_.clear();
 }

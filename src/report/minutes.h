@@ -30,7 +30,7 @@ constexpr bool IsInMinute(std::int64_t time, std::int64_t minute) {
 class MinuteMedians {
  public:
   struct Minute {
-    std::int64_t start;
+    std::uint32_t start;  ///< epoch seconds; small, as every minute has one
     float median;
   };
 

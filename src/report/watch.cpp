@@ -121,6 +121,7 @@ void Watch::Finish() {
     sfp.pathDelays.Finish();
   }
   difference_.Finish();
+  log_.reset();
 }
 
 void Watch::OnPair(std::int64_t time, const Pair& pair) {
