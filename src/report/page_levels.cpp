@@ -237,8 +237,8 @@ std::vector<PageLevel> UsualLevels(const Recording& recording, const std::vector
     }
   }
   const std::int64_t slot = SlotOf(levels.front());
-  PageLevel fine =
-      PackSlots(recording, FindInterest(recording, episodes, slot).Ordered(), slot, left * 8 / 10);
+  const std::vector<std::int64_t> slots = FindInterest(recording, episodes, slot).Ordered();
+  PageLevel fine = PackSlots(recording, slots, slot, left * 8 / 10);
   left -= fine.Bytes();
   PageLevel tens = PackAllTens(recording, left);
   if (tens.chunks.empty()) tens = PackTens(recording, episodes, left);

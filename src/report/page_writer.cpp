@@ -1,6 +1,8 @@
 #include "report/page_writer.h"
 
 #include <algorithm>
+#include <array>
+#include <utility>
 
 #include "report/overview.h"
 #include "report/packing.h"
@@ -19,30 +21,44 @@ std::size_t MostBytes(const Recording& recording) {
   return recording.end - recording.first <= longestDay ? mostPageBytesOfDay : mostPageBytes;
 }
 
-std::string Render(const PageParts& parts, kainjow::mustache::data& model, const PageData& data) {
-  model.set("metaJson", data.json);
-  model.set("dataBase64", Base64(data.chunks));
-  kainjow::mustache::mustache page{std::string(parts.page)};
-  return page.render(model);
+/// What stands around the recording's data: before what the script has to know, between that and the levels,
+/// behind these.
+using Shell = std::array<std::string, 3>;
+
+Shell RenderShell(std::string_view page, kainjow::mustache::data model) {
+  Shell shell;
+  const auto render = [&](std::string_view part) {
+    return kainjow::mustache::mustache{std::string(part)}.render(model);
+  };
+  std::size_t part = 0;
+  for (const std::string_view place : {"{{{metaJson}}}", "{{{dataBase64}}}"}) {
+    const std::size_t at = page.find(place);
+    shell[part++] = render(page.substr(0, at));
+    page.remove_prefix(at + place.size());
+  }
+  shell[part] = render(page);
+  return shell;
 }
 
 }  // namespace
 
-std::string RenderPage(const PageParts& parts, kainjow::mustache::data& model, const Recording& recording,
+std::string RenderPage(const PageParts& parts, kainjow::mustache::data model, const Recording& recording,
                        const Stability& stability, const SideSeries& side, const PageFacts& facts) {
   model.set("css", std::string(parts.style));
   model.set("script", std::string(parts.script));
   model.set("scriptHash", std::string(parts.scriptHash));
   model.set("overviewSvg", OverviewSvg(recording));
-  const std::size_t texts =
-      Render(parts, model, MakePageData(recording, stability, facts, {})).size() + directoryRoom;
+  // The model, which has a multiple of its texts' size, is gone before the levels are packed.
+  const auto [head, middle, tail] = RenderShell(parts.page, std::move(model));
+  const std::size_t texts = head.size() + middle.size() + tail.size() +
+                            MakePageData(recording, stability, facts, {}).json.size() + directoryRoom;
   const std::size_t most = MostBytes(recording);
   const std::size_t left = most - std::min(texts, most);
   // Base64 makes four bytes of three.
   const std::size_t room = std::max(leastRoom, left / 4 * 3);
-  return Render(
-      parts, model,
-      MakePageData(recording, stability, facts, BuildLevels(recording, side, facts.episodes, room)));
+  const PageData data =
+      MakePageData(recording, stability, facts, BuildLevels(recording, side, facts.episodes, room));
+  return head + data.json + middle + Base64(data.chunks) + tail;
 }
 
 }  // namespace kestrune::report

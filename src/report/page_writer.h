@@ -24,8 +24,8 @@ struct PageParts {
 inline constexpr std::size_t mostPageBytes = 1'990'000;
 inline constexpr std::size_t mostPageBytesOfDay = 5'000'000;
 
-/// The whole page. `model` has what the template shows; what the script needs is put beside it.
-std::string RenderPage(const PageParts& parts, kainjow::mustache::data& model, const Recording& recording,
+/// The whole page. `model` has what the template shows; what the script needs is put between.
+std::string RenderPage(const PageParts& parts, kainjow::mustache::data model, const Recording& recording,
                        const Stability& stability, const SideSeries& side, const PageFacts& facts);
 
 }  // namespace kestrune::report

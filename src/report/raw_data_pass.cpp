@@ -145,6 +145,7 @@ void RawDataPass::Finish() {
   for (SfpRecording& all : recording_.sfp) {
     if (all.records == 0) continue;
     MergeBuckets(all.buckets, recording_.bucketWidth);
+    all.buckets.shrink_to_fit();
     all.state.Set(all.end, noTelemetry);
     all.master.Set(all.end, 0);
     const bool none = recording_.end == 0;
@@ -152,6 +153,7 @@ void RawDataPass::Finish() {
     recording_.end = none ? all.end : std::max(recording_.end, all.end);
   }
   MergeBuckets(recording_.differences, recording_.bucketWidth);
+  recording_.differences.shrink_to_fit();
   for (const DifferenceBucket& bucket : recording_.differences) recording_.difference.Merge(bucket);
   recording_.base = BucketStart(recording_.first, 3600);
   CountMessagesDue();

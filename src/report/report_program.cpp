@@ -5,6 +5,7 @@
 #include <fstream>
 #include <streambuf>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/clock.h"
@@ -228,7 +229,8 @@ bool WritePage(const Work& work, const Judgement& judgement) {
   const PageFacts facts = MakeFacts(work, judgement);
   kainjow::mustache::data model = MakePageModel(judgement, HeadingOf(work));
   const PageParts parts{pageTemplate, pageStyle, pageScript, pageScriptHash};
-  const std::string page = RenderPage(parts, model, work.recording, work.stability, work.side, facts);
+  const std::string page =
+      RenderPage(parts, std::move(model), work.recording, work.stability, work.side, facts);
   return WritePageFile(PageName(work.options), page, IsStandardOutputTaken(work.options));
 }
 
