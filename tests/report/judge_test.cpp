@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <numeric>
+
 #include "report/scene.h"
 #include "report/summary.h"
 #include "report/texts.h"
@@ -279,6 +281,33 @@ TEST(Changes, AreThoseThatNoDocumentTells) {
     });
     EXPECT_EQ(handover.Judge().changes.size(), logged ? 0U : 1U);
   }
+}
+
+TEST(Changes, OfMastersThatNeverComeBackAreFewAndAllCounted) {
+  constexpr std::int64_t seconds = 60'000;
+  Scene scene;
+  for (std::uint64_t i = 0; i < 8000; ++i) {
+    const Master known = scene.recording.masters[1];
+    scene.recording.masters.push_back(known);
+    scene.recording.masters.back().grandmaster = known.grandmaster + 100 + i;
+  }
+  std::uint32_t random = 1;
+  scene.Play(seconds, [&](std::int64_t, SceneSecond& now) {
+    random = random * 1'664'525 + 1'013'904'223;
+    now.sfp[0].master = static_cast<std::int32_t>(3 + (random >> 8) % 8000);
+  });
+  const Judgement& judgement = scene.Judge();
+  EXPECT_LT(judgement.changes.size(), 5000U);
+  std::int64_t changes = 0;
+  for (const Change& change : judgement.changes) changes += change.count;
+  EXPECT_NEAR(static_cast<double>(changes), seconds, 20);  // some second has the master of the one before
+  const Evidence evidence(scene.recording, *judgement.watch, scene.limits);
+  const auto findings = FindAll(evidence, *judgement.selfCheck, scene.limits);
+  EXPECT_LT(findings.size(), 40'000U);
+  const auto counted = [](std::int64_t sum, const Finding& finding) {
+    return finding.cause == Cause::Grandmaster ? sum + finding.count : sum;
+  };
+  EXPECT_EQ(std::accumulate(findings.begin(), findings.end(), std::int64_t{0}, counted), changes);
 }
 
 TEST(Checks, ShowTheValueInTheUnitOfTheLimitThatItExceeds) {
