@@ -1,18 +1,22 @@
 """What the report costs beside `cat` and beside a numpy script: python3 bench/report_bench.py PROGRAM DAY FOLDER [DAYS…]
 
-DAY is the prefix of a recorded day, such as that of scripts/demo. It is repeated in FOLDER, 177 MB a day. Each figure is
-the median of five runs that take turns, with the files in the system's cache.
+DAY is the prefix of a recorded day, such as that of scripts/demo. It is repeated in FOLDER, 177 MB a day; with an "r"
+behind DAYS restlessly, each unit with another state and another grandmaster. Each figure is the median of five runs that
+take turns, with the files in the system's cache.
 """
 
 import multiprocessing
 import os
 import pathlib
+import random
 import statistics
 import subprocess
 import sys
 import time
 
 UNIT = 1024
+GRANDMASTER = 110  # the last two octets of its identity
+STATE = 964
 ROUNDS = 5
 
 NUMPY = """
@@ -32,9 +36,9 @@ for sfp in (0, 1):
 """
 
 
-def repeat(day, folder, days):
+def repeat(day, folder, days, restless):
     """The day so many times, its stamps a day later each time; once made, it stays."""
-    prefix = folder / f"days{days}"
+    prefix = folder / f"days{days}{'r' if restless else ''}"
     raw_data = pathlib.Path(f"{day}_raw_data").read_bytes()
     target = pathlib.Path(f"{prefix}_raw_data")
     if not target.exists() or target.stat().st_size != len(raw_data) * days:
@@ -44,6 +48,9 @@ def repeat(day, folder, days):
                 for at in range(0, len(shifted), UNIT):
                     stamp = int.from_bytes(shifted[at : at + 8], "little") + 86400 * i
                     shifted[at : at + 8] = stamp.to_bytes(8, "little")
+                    if restless:
+                        shifted[at + GRANDMASTER : at + GRANDMASTER + 2] = random.randbytes(2)
+                        shifted[at + STATE] = random.choice((4, 8, 9, 10))
                 file.write(shifted)
     for ending in ("_event_log.txt", "_period_test_results.txt"):
         pathlib.Path(f"{prefix}{ending}").write_bytes(pathlib.Path(f"{day}{ending}").read_bytes())
@@ -70,8 +77,9 @@ def main():
     print(
         "| days | GB | program | seconds | s/GB | x cat | processor s | MB | page kB |\n|---|---|---|---|---|---|---|---|---|"
     )
-    for days in [int(text) for text in sys.argv[4:]] or [1, 7, 30, 60]:
-        prefix = repeat_apart(day, folder, days)
+    for text in sys.argv[4:] or ["1", "7", "30", "60", "30r"]:
+        days = text.removesuffix("r")
+        prefix = repeat_apart(day, folder, int(days), text != days)
         raw_data, page = f"{prefix}_raw_data", f"{prefix}.html"
         commands = {
             "cat": ["sh", "-c", f"cat '{raw_data}' > /dev/null"],
@@ -86,7 +94,7 @@ def main():
             ratio = statistics.median(one[name][0] / one["cat"][0] for one in rounds)
             bytes_of_page = f"{os.path.getsize(page) / 1000:.0f}" if name == "kestrune-report" else ""
             print(
-                f"| {days} | {size:.2f} | {name} | {real:.2f} | {real / size:.2f} | {ratio:.1f} | {processor:.2f} "
+                f"| {text} | {size:.2f} | {name} | {real:.2f} | {real / size:.2f} | {ratio:.1f} | {processor:.2f} "
                 f"| {memory:.0f} | {bytes_of_page} |",
                 flush=True,
             )
