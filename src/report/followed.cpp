@@ -19,7 +19,7 @@ const Master& MasterOf(const Recording& recording, std::int32_t label,
                        const std::array<Following, sfpCount>& sfps) {
   const auto logged = CodeOf(sfpLabels, recording.eventLog.texts[label]);
   const bool onlyB = sfps[0].state != followerLocked && sfps[1].state == followerLocked;
-  const auto [state, master] = sfps[logged ? *logged : (onlyB ? 1 : 0)];
+  const auto [state, master] = sfps[static_cast<std::size_t>(logged.value_or(onlyB ? 1 : 0))];
   return recording.masters[static_cast<std::size_t>(HasMaster(state) ? master : 0)];
 }
 
