@@ -47,7 +47,7 @@ std::string SentenceOf(const Check& check, const Limits& limits) {
   const RuleText& text = TextOf(check.rule);
   const Limit& limit = limits[check.rule];
   const bool fails = check.severity == Severity::Fail;
-  std::string sentence = std::string(text.name) + ": " + check.ValueText() + ", limit " +
+  std::string sentence = std::string(text.name) + ": " + check.ValueText(limits) + ", limit " +
                          (fails ? FailText(limit, check.rule) : WarnText(limit, check.rule));
   if (check.measure.at >= 0) sentence += ", worst at " + TimeText(check.measure.at);
   return sentence + '.';
@@ -151,12 +151,18 @@ std::string_view VerdictText(Verdict verdict) {
 
 int ExitStatus(Verdict verdict) { return static_cast<int>(verdict); }
 
-std::string Check::ValueText() const {
+std::string Check::ValueText(const Limits& limits) const {
   if (!measure.measured) return "no data";
-  const RuleText& text = TextOf(rule);
-  const bool fails = severity == Severity::Fail && text.failUnit != text.warnUnit;
-  return fails ? report::ValueText(measure.inFailUnit, text.failUnit)
-               : report::ValueText(measure.value, text.warnUnit);
+  const bool fails = severity == Severity::Fail;
+  const Unit unit = fails ? TextOf(rule).failUnit : TextOf(rule).warnUnit;
+  const bool inFailUnit = fails && unit != TextOf(rule).warnUnit;
+  std::string text = report::ValueText(inFailUnit ? measure.inFailUnit : measure.value, unit);
+  if (severity < Severity::Warn || unit == Unit::ClockClass) return text;
+  // Rounded, it must not look as if it were on the limit.
+  const Limit& limit = limits[rule];
+  const std::optional<double> bound = fails ? limit.fail : limit.warn;
+  if (!bound || text != report::ValueText(*bound, unit)) return text;
+  return "just over " + (fails ? FailText(limit, rule) : WarnText(limit, rule));
 }
 
 Judgement JudgeRecording(const Recording& recording, const Watch& watch, const SelfCheck& selfCheck,

@@ -30,8 +30,8 @@ struct Check {
   Severity severity = Severity::Pass;  ///< Info: too little data to measure it
   int episode = -1;                    ///< the one with its worst moment; -1: none
 
-  /// "2 251 ns", "no data"; in the unit of the limit that it exceeds.
-  std::string ValueText() const;
+  /// "2 251 ns", "just over 500 ns", "no data"; in the unit of the limit that it exceeds.
+  std::string ValueText(const Limits& limits) const;
 };
 
 /// One grandmaster's appearances with the same data.

@@ -126,7 +126,7 @@ bool Exceeds(double value, std::optional<double> bound, Unit unit) {
 
 std::string GeneralText(double value) {
   std::array<char, 32> text{};
-  std::snprintf(text.data(), text.size(), "%g", value);
+  std::snprintf(text.data(), text.size(), "%.10g", value);
   return text.data();
 }
 
@@ -137,7 +137,9 @@ std::string BoundText(std::optional<double> bound, Unit unit) {
     return *bound == primaryReference + 1 ? "not 6" : ValueText(*bound, unit) + " and above";
   }
   if (*bound == 0) return "any";
-  return unit == Unit::Percent ? GeneralText(*bound) + "\u00a0%" : ValueText(*bound, unit);
+  if (unit != Unit::Percent && std::floor(*bound) == *bound) return ValueText(*bound, unit);
+  const std::string_view name = UnitText(unit);
+  return GeneralText(*bound).append(name.empty() ? "" : "\u00a0").append(name);
 }
 
 }  // namespace

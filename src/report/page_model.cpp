@@ -92,7 +92,7 @@ Data Checks(const Judgement& judgement) {
     const bool measured = check.measure.measured;
     list << PageFields(
         {{"name", Text(TextOf(check.rule).name)},
-         {"value", check.ValueText()},
+         {"value", check.ValueText(judgement.limits)},
          {"detail", check.measure.detail},
          {"class", ClassText(check.severity, measured)},
          {"mark", MarkText(check.severity, measured)},
@@ -114,7 +114,7 @@ Data Rules(const Judgement& judgement) {
                         {"warn", WarnText(limit, check.rule)},
                         {"fail", FailText(limit, check.rule)},
                         {"source", limit.source},
-                        {"measured", check.ValueText()},
+                        {"measured", check.ValueText(judgement.limits)},
                         {"class", ClassText(check.severity, measured)},
                         {"mark", MarkText(check.severity, measured)}});
   }

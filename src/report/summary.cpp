@@ -25,7 +25,7 @@ std::string ReasonLine(const Check& check, const Limits& limits) {
   const std::string limit =
       fails ? FailText(limits[check.rule], check.rule) : WarnText(limits[check.rule], check.rule);
   return std::string(fails ? "  fail  " : "  warn  ") + std::string(TextOf(check.rule).name) + ": " +
-         check.ValueText() + ", limit " + limit + " (" + limits[check.rule].source + "); " +
+         check.ValueText(limits) + ", limit " + limit + " (" + limits[check.rule].source + "); " +
          check.measure.detail;
 }
 

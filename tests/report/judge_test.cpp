@@ -311,12 +311,17 @@ TEST(Changes, OfMastersThatNeverComeBackAreFewAndAllCounted) {
 }
 
 TEST(Checks, ShowTheValueInTheUnitOfTheLimitThatItExceeds) {
-  for (const std::int64_t gap : {12, 72}) {
+  const std::pair<std::int64_t, const char*> rows[] = {
+      {12, "12\u00a0s"}, {37, "just over 1\u00a0%"}, {72, "2\u00a0%"}};
+  for (const auto& [gap, expected] : rows) {
     Scene scene;
-    scene.Play(hour, [gap](std::int64_t i, SceneSecond& now) {
+    scene.Play(hour, [gap = gap](std::int64_t i, SceneSecond& now) {
       for (Side& side : now.sfp) side.present = i < 600 || i >= 600 + gap;
+      if (i == 300) now.sfp[0].offset = 500 + static_cast<double>(gap % 12) / 4;
     });
-    EXPECT_EQ(scene.CheckOf(Rule::Telemetry).ValueText(), gap == 12 ? "12\u00a0s" : "2\u00a0%");
+    EXPECT_EQ(scene.CheckOf(Rule::Telemetry).ValueText(scene.limits), expected);
+    EXPECT_EQ(scene.CheckOf(Rule::Offset).ValueText(scene.limits),
+              gap == 37 ? "just over 500\u00a0ns" : "500\u00a0ns");
   }
 }
 

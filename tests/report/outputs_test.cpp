@@ -178,7 +178,7 @@ TEST(Summary, SaysItInTenLinesOfAscii) {
 
 TEST(Limits, ComeFromAFileThatChangesSomeOfThem) {
   const LimitsResult changed = ReadLimits(
-      R"({"offset": {"warn": 250, "unit": "ns"}, "cardLock": {"fail": null, "source": "contract"}, "telemetry": {"fail": 2}})");
+      R"({"offset": {"warn": 250, "unit": "ns"}, "cardLock": {"fail": null, "source": "contract"}, "telemetry": {"fail": 2}, "relock": {"warn": 2.5}})");
   EXPECT_EQ(changed.error, "");
   EXPECT_EQ(changed.limits[Rule::Offset].warn, 250);
   EXPECT_EQ(changed.limits[Rule::Offset].fail, 1000);
@@ -187,6 +187,7 @@ TEST(Limits, ComeFromAFileThatChangesSomeOfThem) {
   EXPECT_EQ(changed.limits[Rule::CardLock].source, "contract");
   EXPECT_EQ(LimitText(changed.limits[Rule::CardLock], Rule::CardLock), "warn: any, fail: none");
   EXPECT_EQ(FailText(changed.limits[Rule::Telemetry], Rule::Telemetry), "2\u00a0%");
+  EXPECT_EQ(WarnText(changed.limits[Rule::Relock], Rule::Relock), "2.5\u00a0s");
 
   const std::string defaults = WriteLimits(DefaultLimits());
   const LimitsResult same = ReadLimits(defaults);
