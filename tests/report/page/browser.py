@@ -203,6 +203,20 @@ class PageTest(unittest.TestCase):
         printed = self.browser.execute_cdp_cmd("Page.printToPDF", {"printBackground": True, "preferCSSPageSize": True})
         return base64.b64decode(printed["data"])
 
+    def closed(self):
+        """What the page doesn't bring along is neither fetched nor run, even if something in it wanted to."""
+        blocked = self.script(
+            """const seen = new Set(), add = (name, members) =>
+              document.body.append(Object.assign(document.createElement(name), members));
+            document.addEventListener('securitypolicyviolation', e => seen.add(e.effectiveDirective));
+            add('script', { textContent: 'window.ran = true' });
+            add('img', { src: 'http://127.0.0.1:9/' });
+            await fetch('data:,').catch(() => {});
+            await new Promise(r => setTimeout(r, 50));
+            return [[...seen].sort(), window.ran === undefined]"""
+        )
+        self.assertEqual(blocked, [["connect-src", "img-src", "script-src-elem"], True])
+
     def quiet(self):
         """No line on the browser's console, and nothing fetched but the file."""
         self.assertEqual(self.browser.get_log("browser"), [])

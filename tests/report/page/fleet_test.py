@@ -110,6 +110,10 @@ class Fleet(PageTest):
         self.click("[data-do=all]")
         self.assertAlmostEqual(self.bars()[0][0], before[0], delta=1)
 
+    def test_nothing_comes_from_elsewhere(self):
+        self.open(starts=False)
+        self.closed()
+
     def test_narrow_dark_and_without_scripts(self):
         for how in ({"width": 390, "phone": True}, {"dark": True}, {"scripts": False}):
             with self.subTest(**how):

@@ -432,6 +432,10 @@ class Elsewhere(PageTest):
         self.assertNotIn("In view", self.caption())
         self.quiet()
 
+    def test_nothing_comes_from_elsewhere(self):
+        self.open()
+        self.closed()
+
     def test_accessibility(self):
         for dark in (False, True):
             self.open(dark=dark)
