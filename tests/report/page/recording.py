@@ -19,6 +19,8 @@ QUIET_FOLLOW_UPS = (9000, 9300)  # SFP B receives three of four Follow_Up messag
 SLOW_LINK = 2222
 DAY = 86400
 DAYS = 30
+LONG_DAY = 5  # of the month: an hour is recorded, and SFP B is out of lock for most of it
+LONG_PLATEAU = (LONG_DAY * DAY + 600, LONG_DAY * DAY + 3000)
 DAILY_SPIKE = 150  # seconds after the recording's time of day
 WORST = 318385151  # of a message, while SFP A locks for the first time
 MASTERS = (bytes.fromhex("080011fffe210001"), bytes.fromhex("080011fffe210002"))
@@ -30,7 +32,7 @@ def state_of(sfp, t):
     for begin, states in ((0, (4, 4, 8, 9, 9, 9, 9)), (MASTER_CHANGE, (8, 9, 9, 9))):
         if begin <= t < begin + len(states):
             return states[t - begin]
-    return 9 if sfp == 1 and PLATEAU[0] <= t < PLATEAU[1] else LOCKED
+    return 9 if sfp == 1 and any(begin <= t < end for begin, end in (PLATEAU, LONG_PLATEAU)) else LOCKED
 
 
 class Second:
@@ -131,8 +133,9 @@ def write_raw_data(prefix, times):
 
 
 def write_month(prefix):
-    """Five minutes of every day, and no event log."""
-    return write_raw_data(prefix, (day * DAY + t for day in range(DAYS) for t in range(300)))
+    """Five minutes of every day but one, and no event log."""
+    lengths = [3600 if day == LONG_DAY else 300 for day in range(DAYS)]
+    return write_raw_data(prefix, (day * DAY + t for day, length in enumerate(lengths) for t in range(length)))
 
 
 def write(prefix):
