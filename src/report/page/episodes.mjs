@@ -25,10 +25,13 @@ export function readEpisodes() {
 
 const list = () => document.querySelector('#incidents > ol');
 
+/** Height of a day's heading, which stays above its incidents. */
+const HEADING = 30;
+
 function bringIntoList(item, share) {
   const inner = item.getBoundingClientRect();
   const outer = list().getBoundingClientRect();
-  const isSeen = inner.top >= outer.top && inner.bottom <= outer.bottom;
+  const isSeen = inner.top >= outer.top + HEADING && inner.bottom <= outer.bottom;
   if (!isSeen) list().scrollTop += inner.top - outer.top - outer.height * share;
 }
 

@@ -371,8 +371,10 @@ class Moving(PageTest):
         self.assertEqual(self.view(), (SPIKE_AT - 300, SPIKE_AT + 300))
         self.assertIn("UTC+02:00", self.caption())
         self.assertEqual(self.script("return report.page.logarithmic"), False)
-        self.open(address="#e2")
-        self.assertEqual(self.text(".incident.open .no"), "2")
+        self.open(1000, 300, address="#e4")
+        self.assertEqual(self.text(".incident.open .no"), "4")
+        heading = self.box("#incidents > ol")[1] + self.box("#incidents .day")[3]
+        self.assertGreaterEqual(self.box(".incident.open")[1], heading, "not below its day")
 
     def test_theme_and_saving(self):
         ground = "return getComputedStyle(document.body).backgroundColor"
