@@ -192,7 +192,9 @@ PageLevel PackParts(const Recording& recording, const std::vector<Stretch>& part
     SecondsReader reader(recording);
     Seconds seconds;
     ChunkPacker packer(recording.base, width, perNanosecond);
-    for (std::size_t i = next++; i < chunks.size() && bytes <= room; i = next++) {
+    while (bytes <= room) {
+      const std::size_t i = next++;
+      if (i >= chunks.size()) break;
       for (std::span<const Stretch> rest = chunks[i]; !rest.empty();) {
         const std::span<const Stretch> together = rest.first(CountTogether(rest));
         rest = rest.subspan(together.size());
@@ -208,7 +210,7 @@ PageLevel PackParts(const Recording& recording, const std::vector<Stretch>& part
   std::thread other(pack);
   pack();
   other.join();
-  // What was begun is complete, so that those kept don't depend on which thread was ahead.
+  // Whoever took a chunk packed it, so that those kept don't depend on which thread was ahead.
   std::size_t kept = 0;
   for (bytes = 0; kept < chunks.size() && bytes <= room; ++kept) bytes += level.chunks[kept].bytes.size();
   level.chunks.resize(kept);
