@@ -1,6 +1,7 @@
 #include "report/event_log_tail.h"
 
 #include <algorithm>
+#include <iterator>
 #include <span>
 
 #include "platform/input_file.h"
@@ -60,7 +61,10 @@ EventLog ReadEventLogOn(const std::string& fileName, EventLogMemory& memory) {
 }
 
 void ForgetBefore(std::int64_t time, EventLogMemory& memory) {
-  std::erase_if(memory.starts, [&](std::int64_t start) { return start < time - margin; });
+  // The last of the old ones stays: to a log that knows of starts, a pause without one is no new run.
+  const auto later =
+      std::ranges::find_if(memory.starts, [&](std::int64_t start) { return start >= time - margin; });
+  if (later != memory.starts.begin()) memory.starts.erase(memory.starts.begin(), std::prev(later));
   ForgetRuns(time - margin, memory.card);
   ForgetRuns(time - margin, memory.followed);
   for (auto& link : memory.link) ForgetRuns(time - margin, link);
