@@ -27,6 +27,7 @@ RecordWalk::RecordWalk(Listener& listener, std::int64_t from, std::int64_t to)
 void RecordWalk::Restart(const Checkpoint& checkpoint) {
   atCheckpoint_ = true;
   restartAt_ = checkpoint.place;
+  for (std::size_t k = 0; k < sfpCount; ++k) sfps_[k].hasEarlier = checkpoint.last[k] != Retimer::noTime;
 }
 
 std::uint64_t RecordWalk::BeginFor(const Checkpoint& checkpoint) {
@@ -55,8 +56,8 @@ void RecordWalk::Resume(std::int64_t stamp) {
 
 /// Did a unit before the checkpoint count in the first walk, so that a step of counters may begin there?
 bool RecordWalk::MayHaveCounted(const RawDataUnit& unit) const {
-  return unit.record.sfp < sfpCount && unit.epochTime >= from_ && unit.epochTime < to_ &&
-         IsPlausible(unit.record);
+  return unit.record.sfp < sfpCount && sfps_[unit.record.sfp].hasEarlier && unit.epochTime >= from_ &&
+         unit.epochTime < to_ && IsPlausible(unit.record);
 }
 
 /// What the SFP's next record is compared with.

@@ -55,6 +55,7 @@ class RecordWalk {
   struct SfpState {
     TelemetryRecord before;  ///< only what `HasSameMaster` and `StepsBetween` look at
     bool any = false;
+    bool hasEarlier = false;  ///< records that counted before the checkpoint
     std::int64_t stamp = 0;   ///< of `before`
     std::uint64_t place = 0;  ///< of `before`
     std::int32_t master = 0;

@@ -249,6 +249,10 @@ TEST(RawData, BucketsAreTheMergeOfTheirSeconds) {
       units.push_back(MakeUnit(begin + second, sfp, average, second % 700 < 30 ? 9 : 10));
     }
   }
+  // Neither counts, as one contradicts the other.
+  const std::vector strays = {MakeUnit(begin - 1, 0), MakeUnit(begin + 1'000'000, 1)};
+  units.insert(units.begin() + 20, strays.begin(), strays.end());
+  units[20].epochTime = begin;
   const RunFiles files;
   files.WriteRawData(BytesOf(units));
   const Recording recording = files.Read({begin});
