@@ -13,6 +13,10 @@ const WIDE = [['state', 'state'], ['master', 'grandmaster'], ['low', 'offset lea
   ['pathHigh', 'greatest'], ['sync', 'Sync'], ['resp', 'Delay_Resp']];
 const NARROW = [['state', 'state'], ['low', 'offset least'], ['average', 'average'], ['high', 'greatest'],
   ['pathAverage', 'path average'], ['syncMissing', 'Sync missing']];
+/** Pixels below which not all columns fit, and below which only the most wanted do. */
+const ALL_FIT = 860;
+const MOST_FIT = 790;
+const LEAST_WANTED = ['master', 'deviation', 'pathHigh'];
 const LEFT_ALIGNED = ['state', 'master'];
 
 let figures = { title: '', sfps: [] };
@@ -90,6 +94,7 @@ function sfpFigures(sfp, span, read) {
     sync: messagesText(offset.syncs[0], offset.syncsDue[0]),
     syncMissing: percent(missingShare(offset.syncsDue[0], offset.syncs[0])),
     resp: messagesText(offset.resps[0], offset.respsDue[0]),
+    respMissing: percent(missingShare(offset.respsDue[0], offset.resps[0])),
   };
 }
 
@@ -137,16 +142,24 @@ function sfpHead(sfp, scope) {
   return head;
 }
 
-function wideTable(shown) {
+/** Where there isn't room for all, messages are told by the share that is missing. */
+function columnsFor(width) {
+  if (width >= ALL_FIT) return WIDE;
+  const columns = [...WIDE.filter(([name]) => name !== 'sync' && name !== 'resp'),
+    ['syncMissing', 'Sync missing'], ['respMissing', 'Resp missing']];
+  return width >= MOST_FIT ? columns : columns.filter(([name]) => !LEAST_WANTED.includes(name));
+}
+
+function wideTable(shown, columns) {
   const head = element('tr');
   head.append(element('td'));
-  for (const [name, words] of WIDE) {
+  for (const [name, words] of columns) {
     head.append(element('th', words, { scope: 'col', ...alignment(name) }));
   }
   const rows = shown.map(sfp => {
     const row = element('tr');
     row.append(sfpHead(sfp, 'row'));
-    for (const [name] of WIDE) {
+    for (const [name] of columns) {
       row.append(element('td', figures.sfps[sfp][name] ?? '', { 'data-c': name, ...alignment(name) }));
     }
     return row;
@@ -179,7 +192,7 @@ export function drawReadout(frame) {
   const shown = [0, 1].filter(sfp => page.hasSfp[sfp]);
   const sfps = [null, null, null];
   for (const sfp of shown) sfps[sfp] = sfpFigures(sfp, span, read);
-  const small = isSmall(byId('stack').clientWidth);
+  const width = byId('stack').clientWidth;
   if (shown.length === 2) {
     sfps[2] = differenceFigures(read);
     shown.push(2);
@@ -189,7 +202,7 @@ export function drawReadout(frame) {
   const table = element('table');
   const caption = element('caption', `${figures.title} `);
   caption.append(element('small', cardText(span)));
-  const [head, rows] = small ? narrowTable(shown) : wideTable(shown);
+  const [head, rows] = isSmall(width) ? narrowTable(shown) : wideTable(shown, columnsFor(width));
   const headPart = element('thead');
   headPart.append(head);
   const body = element('tbody');

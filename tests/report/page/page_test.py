@@ -455,10 +455,11 @@ class Elsewhere(PageTest):
                 self.assertEqual(nameless, [])
 
     def test_nothing_hides_at_the_side(self):
-        self.open()
-        wide = """return [...document.querySelectorAll('.scroll, #readout')].filter(e => e.scrollWidth > e.clientWidth)
+        wide = """return [...document.querySelectorAll(a[0])].filter(e => e.scrollWidth > e.clientWidth)
           .map(e => e.getAttribute('aria-labelledby') || e.id)"""
-        self.assertEqual(self.script(wide), [])
+        for width, places in ((1440, ".scroll, #readout"), (1280, "#readout"), (768, "#readout")):
+            self.open(width)
+            self.assertEqual(self.script(wide, places), [], width)
 
     def test_severity_and_state_without_colour(self):
         self.open()
