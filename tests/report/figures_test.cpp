@@ -5,6 +5,7 @@
 #include <random>
 
 #include "report/histogram.h"
+#include "report/minutes.h"
 #include "report/options.h"
 #include "report/page_data.h"
 #include "report/stability.h"
@@ -35,6 +36,26 @@ TEST(Histogram, PercentilesAreThoseOfTheSortedValues) {
   histogram.Add(INT64_MIN);
   histogram.Add(INT64_MAX);
   EXPECT_LT(histogram.Percentile(0), -9e18);
+}
+
+TEST(Minutes, MediansAreTheMiddleOfTheSortedValues) {
+  std::mt19937_64 random(1);
+  for (const std::uint64_t different : {1U, 3U, 1'000'000U}) {
+    MinuteMedians medians;
+    std::vector<float> expected;
+    for (std::int64_t minute = 0; minute < 6000; minute += 60) {
+      std::vector<double> values;
+      for (std::int64_t second = minute; second < minute + 30 + minute / 60 % 31; ++second) {
+        values.push_back(static_cast<double>(random() % different));
+        medians.Add(second, values.back(), 0);
+      }
+      std::ranges::sort(values);
+      expected.push_back(static_cast<float>(values[values.size() / 2]));
+    }
+    medians.Finish();
+    ASSERT_EQ(medians.All().size(), expected.size());
+    for (std::size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(medians.All()[i].median, expected[i]) << i;
+  }
 }
 
 TEST(Stability, KnownSeriesHaveKnownCurves) {
